@@ -1,0 +1,52 @@
+#include "platform/system_calls.h"
+
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstring>
+
+namespace tolvane {
+namespace {
+
+int Open(const char* path, int flags, mode_t mode) { return ::open(path, flags, mode); }
+
+void* Map(std::size_t bytes, int protection, int flags, int fd, off_t offset) {
+  return ::mmap(nullptr, bytes, protection, flags, fd, offset);
+}
+
+void Store(void* mapped, const void* from, std::size_t bytes) { std::memcpy(mapped, from, bytes); }
+
+int Lock(int fd, int command, struct flock* region) { return ::fcntl(fd, command, region); }
+
+}  // namespace
+
+SystemCalls sys = {
+    .open = Open,
+    .close = ::close,
+    .read = ::read,
+    .write = ::write,
+    .pread = ::pread,
+    .pwrite = ::pwrite,
+    .lseek = ::lseek,
+    .fsync = ::fsync,
+    .ftruncate = ::ftruncate,
+    .fallocate = ::posix_fallocate,
+    .mmap = Map,
+    .munmap = ::munmap,
+    .store = Store,
+    .stat = ::stat,
+    .lstat = ::lstat,
+    .fstat = ::fstat,
+    .rename = ::rename,
+    .unlink = ::unlink,
+    .link = ::link,
+    .symlink = ::symlink,
+    .mkdir = ::mkdir,
+    .chmod = ::chmod,
+    .lock = Lock,
+    .sleep = ::sleep,
+    .time = ::time,
+};
+
+}  // namespace tolvane

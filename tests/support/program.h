@@ -1,0 +1,37 @@
+// Runs a program as a user would: arguments, typed answers, environment, a time limit.
+#pragma once
+
+#include <chrono>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace tolvane::test {
+
+struct ProgramResult {
+  std::string out;       // standard output
+  std::string err;       // standard error
+  int status = 0;        // exit status; 128 + the signal's number when a signal ended it
+  bool timed_out = false;
+};
+
+struct ProgramRun {
+  std::vector<std::string> arguments;
+  std::string typed;                          // what stands on standard input, then end of input
+  std::map<std::string, std::string> environment;  // added to a bare one (PATH, LANG=C, TZ=UTC)
+  std::string directory;                      // working directory; empty: the test's
+  bool closed_input = false;                  // standard input closed altogether
+  std::chrono::seconds limit{60};
+};
+
+[[nodiscard]] ProgramResult RunProgram(const std::string& program, const ProgramRun& run);
+
+// The program under test, `tolvane`; `directory` is where it runs.
+[[nodiscard]] ProgramResult RunTolvane(const std::string& directory,
+                                       std::vector<std::string> arguments,
+                                       const std::string& typed = "");
+
+// The path of a program that was built beside the tests.
+[[nodiscard]] std::string BuiltProgram(const std::string& name);
+
+}  // namespace tolvane::test
