@@ -65,7 +65,7 @@ inline void StoreLittle(Byte* to, T value) {
 
 // The host's own order.
 template <typename T>
-  requires std::is_trivially_copyable_v<T>
+requires std::is_trivially_copyable_v<T>
 inline T LoadNative(const Byte* from) {
   T value;
   std::memcpy(&value, from, sizeof value);

@@ -9,18 +9,18 @@
 namespace tolvane::test {
 
 struct ProgramResult {
-  std::string out;       // standard output
-  std::string err;       // standard error
-  int status = 0;        // exit status; 128 + the signal's number when a signal ended it
+  std::string out;  // standard output
+  std::string err;  // standard error
+  int status = 0;   // exit status; 128 + the signal's number when a signal ended it
   bool timed_out = false;
 };
 
 struct ProgramRun {
   std::vector<std::string> arguments;
-  std::string typed;                          // what stands on standard input, then end of input
+  std::string typed;  // what stands on standard input, then end of input
   std::map<std::string, std::string> environment;  // added to a bare one (PATH, LANG=C, TZ=UTC)
-  std::string directory;                      // working directory; empty: the test's
-  bool closed_input = false;                  // standard input closed altogether
+  std::string directory;                           // working directory; empty: the test's
+  bool closed_input = false;                       // standard input closed altogether
   std::chrono::seconds limit{60};
 };
 
