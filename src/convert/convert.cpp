@@ -27,7 +27,23 @@ constexpr Byte WithZone(Byte byte, Byte zone) {
 }
 
 bool AllAre(const Byte* bytes, std::size_t count, Byte value) {
-  return bytes[0] == value && std::memcmp(bytes, bytes + 1, count - 1) == 0;
+  return bytes[count - 1] == value && std::memcmp(bytes, bytes + 1, count - 1) == 0;
+}
+
+// memcpy; fields of 4 to 16 bytes, the most frequent ones, without a call.
+inline void CopyBytes(const Byte* from, std::size_t count, Byte* to) {
+  const auto copy_ends = [&]<typename Unit>(Unit) {
+    const Unit head = LoadNative<Unit>(from), tail = LoadNative<Unit>(from + count - sizeof(Unit));
+    std::memcpy(to, &head, sizeof head);
+    std::memcpy(to + count - sizeof tail, &tail, sizeof tail);
+  };
+  if (count >= 4 && count <= 8) {
+    copy_ends(std::uint32_t{});
+  } else if (count > 8 && count <= 16) {
+    copy_ends(std::uint64_t{});
+  } else {
+    std::memcpy(to, from, count);
+  }
 }
 
 // What becomes of the last byte of an unpacked field. A last byte of 0x20 stays.
@@ -114,11 +130,6 @@ RecordConverter::Op RecordConverter::ItemOp(const MaskItem& item, std::size_t ta
         .length = static_cast<std::size_t>(item.length),
         .target = target};
   switch (item.type) {
-    case mask_type::kUnsigned:
-      op.step = Step::kText;
-      op.length *= op.occurs;
-      op.table = &text_;
-      break;
     case mask_type::kPacked:
       op.step = Step::kPacked;
       break;
@@ -134,48 +145,70 @@ RecordConverter::Op RecordConverter::ItemOp(const MaskItem& item, std::size_t ta
       break;
     default:
       op.length *= op.occurs;
+      op.occurs = 1;
   }
   return op;
 }
 
-// The steps over the whole record: the fields before the first condition item, and the text
-// between and after them.
+// Fields whose text bytes take another table than the bytes that no item covers.
+bool RecordConverter::NeedsOwnText(const MaskItem& item) const {
+  return gap_ != text_ &&
+         (item.type == mask_type::kUnsigned || item.type == mask_type::kMfUnpacked ||
+          item.type == mask_type::kMbpUnpacked);
+}
+
+void RecordConverter::AddItem(const MaskItem& item, std::size_t target,
+                              std::vector<Op>& ops) const {
+  if (item.length < 1) return;
+  const Op op = ItemOp(item, target);
+  if (NeedsOwnText(item))
+    ops.push_back({.step = Step::kText,
+                   .source = op.source,
+                   .length = op.length * op.occurs,
+                   .target = target,
+                   .table = &text_});
+  if (item.type != mask_type::kUnsigned) ops.push_back(op);
+}
+
+// The steps over the whole record: translated as text, then the fields before the first condition
+// item. Bit fields grow, so the text behind them is moved.
 void RecordConverter::CompileUnconditional(const MaskList& items) {
-  std::size_t source = 0, target = 0;
+  std::size_t source = 0, shift = 0;
+  std::vector<Op> fields;
   const auto add_text = [&](std::size_t end) {
-    unconditional_.push_back({.step = Step::kText,
-                              .source = source,
-                              .length = end - source,
-                              .target = target,
-                              .table = &gap_});
-    target += end - source;
-    source = end;
+    if (end > source)
+      unconditional_.push_back({.step = Step::kText,
+                                .source = source,
+                                .length = end - source,
+                                .target = source + shift,
+                                .table = &gap_});
   };
   for (const MaskItem& item : items) {
     if (item.is_condition()) break;
     const auto location = static_cast<std::size_t>(item.location);
-    if (location > source) add_text(location);
-    const Op op = ItemOp(item, target);
-    unconditional_.push_back(op);
-    std::size_t end = static_cast<std::size_t>(item.end());
-    std::size_t grown = end - location;
-    if (op.step == Step::kBits) {
-      end = location + (op.bit + op.length + 7) / 8;
-      grown = op.length;
+    if (item.type != mask_type::kBit) {
+      AddItem(item, location + shift, fields);
+      continue;
     }
-    target += grown;
-    source = std::max(source, end);
+    add_text(location);
+    source = std::max(source, location);
+    const Op op = ItemOp(item, source + shift);
+    fields.push_back(op);
+    const std::size_t end = std::max(source, location + (op.bit + op.length + 7) / 8);
+    shift += op.length - (end - source);
+    source = end;
   }
-  growth_ = target > source ? target - source : 0;
-  add_text(SIZE_MAX - target);  // to the end of the record, however long
+  growth_ = shift;
+  add_text(SIZE_MAX - shift);  // to the end of the record, however long
+  unconditional_.insert(unconditional_.end(), fields.begin(), fields.end());
 }
 
 // Where a byte of the input comes to lie.
 std::size_t RecordConverter::TargetOf(std::size_t source) const {
-  const Op* last = &unconditional_.front();
+  std::size_t shift = 0;
   for (const Op& op : unconditional_)
-    if (op.source <= source) last = &op;
-  return last->target + (source - last->source);
+    if (op.step == Step::kText && op.source <= source) shift = op.target - op.source;
+  return source + shift;
 }
 
 // For each condition item: its compared range translated afresh, then its fields.
@@ -193,7 +226,7 @@ void RecordConverter::CompileGroups(const MaskList& items) {
       }
     } else if (!groups_.empty()) {
       const auto location = static_cast<std::size_t>(item.location);
-      groups_.back().ops.push_back(ItemOp(item, TargetOf(location)));
+      AddItem(item, TargetOf(location), groups_.back().ops);
     }
   }
 }
@@ -265,7 +298,7 @@ void RecordConverter::Run(const std::vector<Op>& ops, std::span<const Byte> reco
                   out + op.target);
         break;
       case Step::kRaw:
-        std::memcpy(out + op.target, record.data() + op.source, std::min(op.length, there));
+        CopyBytes(record.data() + op.source, std::min(op.length, there), out + op.target);
         break;
       case Step::kPacked:
       case Step::kSigned:
@@ -278,29 +311,24 @@ void RecordConverter::Run(const std::vector<Op>& ops, std::span<const Byte> reco
   }
 }
 
-// A packed or unpacked field, occurrence by occurrence. Blank fields become blanks.
+// A packed or unpacked field, occurrence by occurrence. Its text is translated already, so blank
+// fields are done, and of an unpacked one the last byte is left to do.
 void RecordConverter::RunField(const Op& op, std::span<const Byte> record, Byte* out) const {
   const Byte space = sw_a2e_ ? kAsciiSpace : kEbcdicSpace;
-  std::size_t source = op.source, target = op.target;
-  for (std::uint32_t i = 0; i < op.occurs && source < record.size(); ++i) {
-    const std::size_t length = std::min(op.length, record.size() - source);
-    const Byte* const field = record.data() + source;
+  const Byte* field = record.data() + op.source;
+  const Byte* const end = record.data() + record.size();
+  Byte* to = out + op.target;
+  for (std::uint32_t i = 0; i < op.occurs && field < end;
+       ++i, field += op.length, to += op.length) {
+    const std::size_t length = std::min(op.length, static_cast<std::size_t>(end - field));
     if (op.step == Step::kPacked) WarnIfNotPacked(op, {field, length});
-    if (AllAre(field, length, space)) {
-      // Deliberate: the first blank occurrence ends the item; the rest of it is taken for text.
-      const std::size_t rest = op.length * (op.occurs - i);
-      Translate(text_, field, std::min(rest, record.size() - source), out + target);
-      return;
-    }
+    // Deliberate: the first blank occurrence ends the item; the rest of it is taken for text.
+    if (AllAre(field, length, space)) return;
     if (op.step == Step::kPacked) {
-      std::memcpy(out + target, field, length);
-    } else {
-      const std::size_t digits = std::min(length, op.length - 1);
-      Translate(text_, field, digits, out + target);
-      if (length == op.length) out[target + digits] = (*op.table)[field[digits]];
+      CopyBytes(field, length, to);
+    } else if (length == op.length) {
+      to[length - 1] = (*op.table)[field[length - 1]];
     }
-    source += op.length;
-    target += op.length;
   }
 }
 

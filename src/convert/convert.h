@@ -41,7 +41,7 @@ class RecordConverter {
   enum class Step : std::uint8_t { kText, kRaw, kPacked, kSigned, kBits };
 
   // One step over `length` bytes, `occurs` times, from `source` in the input to `target` in the
-  // output. The last text step of a plan runs to the end of the record.
+  // output. Text is translated first, as one run where it can be; the fields follow.
   struct Op {
     Step step;
     std::uint8_t bit = 0;  // kBits: first bit in the source byte, 0 the highest
@@ -61,6 +61,8 @@ class RecordConverter {
   void CompileUnconditional(const MaskList& items);
   void CompileGroups(const MaskList& items);
   [[nodiscard]] std::size_t TargetOf(std::size_t source) const;
+  [[nodiscard]] bool NeedsOwnText(const MaskItem& item) const;
+  void AddItem(const MaskItem& item, std::size_t target, std::vector<Op>& ops) const;
   [[nodiscard]] Op ItemOp(const MaskItem& item, std::size_t target) const;
 
   [[nodiscard]] std::int64_t ConvertUnmasked(std::span<const Byte> record, Byte* out) const;

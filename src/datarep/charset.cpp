@@ -42,10 +42,6 @@ constexpr ByteTable Inverse(const ByteTable& table) {
 constinit const ByteTable ebc2asc = WithHighValuesKept(kCodePage037);
 constinit const ByteTable asc2ebc = Inverse(WithHighValuesKept(kCodePage037));
 
-void Translate(const ByteTable& table, const Byte* bytes, std::size_t count, Byte* out) {
-  for (std::size_t i = 0; i < count; ++i) out[i] = table[bytes[i]];
-}
-
 std::array<bool, 256> PrintableBytes() {
   std::array<bool, 256> printable{};
   for (int code = 0; code < 256; ++code)

@@ -65,7 +65,8 @@ SplitQuarters splitBits(const Byte* from, int bits) {
 
 std::uint32_t splitHalf(const Byte* from, int position) {
   if (position < 1 || position > 4) return 0;
-  const std::uint32_t bits = LoadBig<std::uint32_t>(from + (position - 1) * 2);
+  const std::uint32_t bits =
+      LoadBig<std::uint32_t>(from + 2 * static_cast<std::size_t>(position - 1));
   return bits >> (16 - position * 2) & 0x3FFFF;
 }
 

@@ -61,7 +61,7 @@ struct TapeIo {
 
 // What to open, and how the caller takes its records.
 struct TapeInRequest {
-  std::string path;
+  std::string path{};
   std::int32_t record_size = 0;
   std::int32_t block_size = 0;
   InputKind kind = InputKind::kTape;

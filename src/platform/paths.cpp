@@ -58,7 +58,7 @@ std::string FindOnPath(const std::string& program) {
   const char* const path = std::getenv("PATH");
   std::istringstream folders(path == nullptr ? "/usr/bin:/bin" : path);
   for (std::string folder; std::getline(folders, folder, ':');) {
-    const std::string full = (folder.empty() ? std::string(".") : folder) + "/" + program;
+    std::string full = (folder.empty() ? std::string(".") : folder) + "/" + program;
     if (access(full.c_str(), X_OK) == 0) return full;
   }
   return "";
