@@ -34,9 +34,15 @@ bool InputStream::Open(const std::string& path) {
 }
 
 std::span<const Byte> InputStream::Peek(std::size_t bytes) {
-  while (end_ - start_ < bytes && !at_end_)
-    if (!Fill()) at_end_ = true;
-  return {buffer_.data() + start_, end_ - start_};
+  while (Shown() < bytes && !at_end_)
+    if (!Fill()) EndStream();
+  return {buffer_.data() + start_, Shown()};
+}
+
+void InputStream::EndStream() {
+  at_end_ = true;
+  if (is_trailer_ == nullptr || end_ - start_ < withheld_) return;
+  if (is_trailer_({buffer_.data() + end_ - withheld_, withheld_})) end_ -= withheld_;
 }
 
 // Reads another piece behind what is there; false at the end.

@@ -3,6 +3,7 @@
 // time, of whatever is there, and `before_wait` is called first, because such a read may block.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <functional>
 #include <span>
@@ -27,6 +28,12 @@ class InputStream {
   // view may be longer than asked for; it is valid until the next call of Peek. Memory is taken
   // as bytes arrive, whatever was asked for.
   [[nodiscard]] std::span<const Byte> Peek(std::size_t bytes);
+  // Withholds the last `bytes` bytes of the stream when `is_trailer` says so of them; to be called
+  // before the first of them was shown.
+  void WithholdTrailer(std::size_t bytes, bool (*is_trailer)(std::span<const Byte>)) {
+    withheld_ = bytes;
+    is_trailer_ = is_trailer;
+  }
   // Passes over bytes that Peek has shown.
   void Skip(std::size_t bytes) { start_ += bytes; }
 
@@ -39,6 +46,11 @@ class InputStream {
 
  private:
   [[nodiscard]] bool Fill();
+  void EndStream();
+  [[nodiscard]] std::size_t Shown() const {
+    const std::size_t held = end_ - start_;
+    return at_end_ ? held : held - std::min(held, withheld_);
+  }
   [[nodiscard]] std::size_t ReadMore(std::size_t room);
 
   int fd_ = -1;
@@ -48,6 +60,8 @@ class InputStream {
   std::vector<Byte> buffer_;
   std::size_t start_ = 0;  // first byte not yet passed over
   std::size_t end_ = 0;    // one past the last byte read
+  std::size_t withheld_ = 0;
+  bool (*is_trailer_)(std::span<const Byte>) = nullptr;
 };
 
 }  // namespace tolvane

@@ -65,9 +65,8 @@ SplitQuarters splitBits(const Byte* from, int bits) {
 
 std::uint32_t splitHalf(const Byte* from, int position) {
   if (position < 1 || position > 4) return 0;
-  const std::uint32_t bits =
-      LoadBig<std::uint32_t>(from + 2 * static_cast<std::size_t>(position - 1));
-  return bits >> (16 - position * 2) & 0x3FFFF;
+  const std::uint64_t bits = LoadBigWidth(from + 2 * static_cast<std::size_t>(position - 1), 3);
+  return static_cast<std::uint32_t>(bits >> (8 - position * 2) & 0x3FFFF);
 }
 
 std::int64_t split32bits(const Byte* from, int position) {

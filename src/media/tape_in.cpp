@@ -1,7 +1,9 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <optional>
 
+#include "media/labels.h"
 #include "media/tape_io.h"
 #include "platform/console.h"
 #include "platform/paths.h"
@@ -198,6 +200,56 @@ TapeRecord GetVariableRecord(TapeIo& tape, std::int32_t capacity) {
   return record;
 }
 
+// The text of the label that comes next, when it is `name`; the label is then taken.
+std::optional<std::string> TakeLabel(TapeIo& tape, const char* name) {
+  auto text = ReadLabel(tape.stream.Peek(kLabelSize));
+  if (!text || !LabelIs(*text, name)) return std::nullopt;
+  tape.stream.Skip(kLabelSize);
+  return text;
+}
+
+// Takes over the sizes of an HDR2, unless they make no sense.
+void TakeSizes(TapeIo& tape, const std::string& hdr2) {
+  const auto block = LabelNumber(hdr2, label::kBlockLength);
+  const auto record = LabelNumber(hdr2, label::kRecordLength);
+  if (!block || !record || *block < 1) {
+    PrintWarning("The HDR2 label of '%s' has no usable lengths (block '%s', record '%s').\n",
+                 tape.device.c_str(), LabelField(hdr2, label::kBlockLength).c_str(),
+                 LabelField(hdr2, label::kRecordLength).c_str());
+    return;
+  }
+  tape.block_size = *block;
+  tape.record_size = *record;
+  tape.variable_blocked = LabelField(hdr2, label::kFormat) == "V";
+  tape.fixed_blocked = !tape.variable_blocked;
+  TRACE_LINE("#%sBLK Tape VSN: %s; LBL: %s; BLKSZ: %d RCSZ: %d\n",
+             tape.variable_blocked ? "VAR" : "FIX", tape.volume_serial.c_str(),
+             tape.file_label.c_str(), tape.block_size, tape.record_size);
+}
+
+bool AreTrailerLabels(std::span<const Byte> bytes) {
+  const auto first = ReadLabel(bytes), second = ReadLabel(bytes.subspan(kLabelSize));
+  return first && second && LabelIs(*first, "EOF1") && LabelIs(*second, "EOF2");
+}
+
+// Labels at the front of a disk file. A file that has none is read from its first byte.
+void readHdr(TapeIo& tape) {
+  const auto vol1 = TakeLabel(tape, "VOL1");
+  if (vol1) tape.volume_serial = LabelField(*vol1, label::kVolumeSerialRead);
+  const auto hdr1 = TakeLabel(tape, "HDR1");
+  tape.labelled = vol1 || hdr1;
+  if (!tape.labelled) {
+    TRACE_LINE("#readHdr: did not find VOL or HDR\n");
+    return;
+  }
+  if (hdr1) {
+    tape.file_label = LabelField(*hdr1, label::kFileLabelRead);
+    tape.volume_number = LabelNumber(*hdr1, label::kSequence).value_or(0);
+    if (const auto hdr2 = TakeLabel(tape, "HDR2")) TakeSizes(tape, *hdr2);
+  }
+  tape.stream.WithholdTrailer(2 * kLabelSize, AreTrailerLabels);
+}
+
 }  // namespace
 
 std::unique_ptr<TapeIo> openTapeIn(const TapeInRequest& request) {
@@ -224,8 +276,8 @@ std::unique_ptr<TapeIo> openTapeIn(const TapeInRequest& request) {
     tape->fixed_blocked = true;
     tape->variable_blocked = false;
   }
-  errno = 0;
-  if (tape->stream.Peek(1).empty()) {
+  if (!tape->is_text()) readHdr(*tape);
+  if (tape->stream.Peek(1).empty() && !tape->labelled) {
     errno = tape->stream.error();
     return nullptr;
   }

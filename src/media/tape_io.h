@@ -44,13 +44,15 @@ struct TapeIo {
   bool msdos_text = false;
   bool unix_text = false;
   bool regular_file = false;
+  bool labelled = false;         // a VOL1 or HDR1 was found
   bool damaged = false;          // the volume was not read to its end
   bool warned_of_rest = false;   // told that blocks end in part of a record
   bool warned_of_split = false;  // told that lines are longer than a record
 
-  std::string device;         // the path
-  std::string volume_serial;  // "UNIX" or "MSDOS" for text
-  std::string file_label;     // the path's base name
+  std::string device;              // the path
+  std::int32_t volume_number = 0;  // from HDR1
+  std::string volume_serial;       // from VOL1; "UNIX" or "MSDOS" for text
+  std::string file_label;          // from HDR1, else the path's base name
 
   InputStream stream;
   std::span<const Byte> block;  // what is left of the block at hand

@@ -4,6 +4,7 @@
 
 #include "convert/conditions.h"
 #include "media/tape_io.h"
+#include "pipeline/backup.h"
 #include "pipeline/restore.h"
 #include "platform/console.h"
 #include "platform/trace.h"
@@ -50,17 +51,14 @@ int PrepareBackupRestoreOper() {
   if (job.conversion == Conversion::kToAscii)
     for (MaskItem& item : mask_list)
       if (item.is_condition()) ConvertIdIsConditionToEbcdic(item);
-  if (opt.sw_backup != 0) {
-    PrintError("Files can not be backed up yet.\n");
-    return 0;
-  }
-  if (opt.sw_restore == 0 && opt.sw_analyze == 0) return 1;
+  if (opt.sw_backup == 0 && opt.sw_restore == 0 && opt.sw_analyze == 0) return 1;
   if (job.kind == InputKind::kCopyg || job.kind == InputKind::kElement ||
       job.kind == InputKind::kSdf) {
-    PrintError("Backups of 36-bit data can not be restored yet.\n");
+    PrintError("Backups of 36-bit data are not available yet.\n");
     return 0;
   }
   try {
+    if (opt.sw_backup != 0) return BackUp({job.kind, job.conversion});
     if (PrepareRestoreOper({.block_size = opt.gblBlkSize,
                             .record_size = opt.gblRecSize,
                             .kind = job.kind,

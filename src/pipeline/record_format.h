@@ -15,6 +15,7 @@
 namespace tolvane {
 
 inline constexpr Byte kRelativeMarker = 0x0A;
+inline constexpr Byte kDeletedMarker = 0x00;
 inline constexpr std::size_t kVariableAlignment = 4;
 inline constexpr std::size_t kVariableHeaderSize = 128;
 

@@ -8,11 +8,11 @@
 
 #include "convert/convert.h"
 #include "files/fileio.h"
-#include "pipeline/flat_output.h"
+#include "media/output_stream.h"
+#include "pipeline/output_in_use.h"
 #include "pipeline/record_format.h"
 #include "platform/clock.h"
 #include "platform/console.h"
-#include "platform/system_calls.h"
 #include "platform/trace.h"
 #include "reports/side_reports.h"
 #include "state/options.h"
@@ -26,25 +26,12 @@ constexpr std::int64_t kProgressStep = 100;
 constexpr int kDefaultBlocking = 10;
 constexpr const char* kRule = "------------------------------------------\n";
 
-FlatOutput* open_output = nullptr;
-
-void FlushOpenOutput() {
-  if (open_output != nullptr) open_output->Flush();
-}
-
 // As many records to a block, at most ten, as keep it below the largest block; 0 when none does.
 std::int32_t DefaultBlockSize(std::int64_t record_size) {
   for (int records = kDefaultBlocking; records > 0; --records)
     if (records * record_size < kLargestBlock)
       return static_cast<std::int32_t>(records * record_size);
   return 0;
-}
-
-bool SameFile(const std::string& a, const std::string& b) {
-  struct stat first {
-  }, second{};
-  return sys.stat(a.c_str(), &first) == 0 && sys.stat(b.c_str(), &second) == 0 &&
-         S_ISREG(first.st_mode) && first.st_dev == second.st_dev && first.st_ino == second.st_ino;
 }
 
 class Restore {
@@ -74,22 +61,19 @@ class Restore {
 
   RestoreRequest request_;
   std::unique_ptr<TapeIo> tape_;
-  FlatOutput output_;
+  OutputStream output_{"Record"};
+  std::optional<OutputInUse> open_;
   std::optional<RecordConverter> converter_;
 };
 
-Restore::~Restore() {
-  open_output = nullptr;
-  before_message = nullptr;
-  pTapeIo = nullptr;
-}
+Restore::~Restore() { pTapeIo = nullptr; }
 
 int Restore::PrepareRestoreOper() {
   TRACE_FRAME();
   if (request_.block_size < 1) request_.block_size = DefaultBlockSize(request_.record_size);
   if (OpenInput() == 0 || SettleRecordSize() == 0) return 0;
   if (CheckMaskFits() == 0) return 0;
-  if (opt.sw_restore != 0 && SameFile(opt.infile, opt.outfile)) {
+  if (opt.sw_restore != 0 && OutputInUse::IsSameFile(opt.infile, opt.outfile)) {
     PrintError("Input and output are the same file: '%s'\n", opt.infile.c_str());
     return 0;
   }
@@ -168,9 +152,8 @@ int Restore::OpenOutput() {
     processError(errno, opt.outfile);
     return 0;
   }
-  open_output = &output_;
-  before_message = FlushOpenOutput;
-  tape_->stream.before_wait = FlushOpenOutput;
+  open_.emplace(output_);
+  tape_->stream.before_wait = OutputInUse::Flush;
   return 1;
 }
 
@@ -304,7 +287,7 @@ void Restore::PrintTotals() const {
 }
 
 int Restore::Finish() {
-  FlushOpenOutput();
+  OutputInUse::Flush();
   if (tape_->damaged)
     PrintWarning("Input file '%s' was not read to its end; see the message above.\n",
                  opt.infile.c_str());

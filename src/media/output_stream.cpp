@@ -1,4 +1,4 @@
-#include "pipeline/flat_output.h"
+#include "media/output_stream.h"
 
 #include <unistd.h>
 
@@ -36,9 +36,9 @@ std::size_t WriteSome(int fd, const Byte* bytes, std::size_t count) {
 
 }  // namespace
 
-FlatOutput::~FlatOutput() { (void)Close(); }  // for the early ways out: they have reported
+OutputStream::~OutputStream() { (void)Close(); }  // for the early ways out: they have reported
 
-bool FlatOutput::Open(const std::string& path) {
+bool OutputStream::Open(const std::string& path) {
   path_ = path;
   fd_ = sys.open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
   if (fd_ < 0) return false;
@@ -48,49 +48,48 @@ bool FlatOutput::Open(const std::string& path) {
   return true;
 }
 
-bool FlatOutput::WriteHeader(const Byte* header, std::size_t bytes) {
+bool OutputStream::WriteHeader(const Byte* header, std::size_t bytes) {
   if (WriteSome(fd_, header, bytes) < bytes) return false;
   position_ += static_cast<off_t>(bytes);
   return true;
 }
 
-void FlatOutput::MakeRoom(std::size_t bytes) {
+void OutputStream::MakeRoom(std::size_t bytes) {
   Flush();
+  start_ = have_ = 0;
   if (piece_.size() < bytes) piece_.resize(std::max(bytes, 2 * kPieceLimit));
 }
 
-void FlatOutput::Flush() {
-  if (flushing_) return;  // a message of LoseRecord brings us here again
+void OutputStream::Flush() {
+  if (flushing_) return;  // a message of LoseUnit brings us here again
   flushing_ = true;
-  std::size_t start = 0;   // of the first record not yet written
-  std::size_t record = 0;  // its index in the piece
-  while (start < have_) {
-    const std::size_t written = WriteSome(fd_, piece_.data() + start, have_ - start);
+  std::size_t unit = 0;  // the first one not yet written
+  while (start_ < have_) {
+    const std::size_t written = WriteSome(fd_, piece_.data() + start_, have_ - start_);
     const int error = errno;
-    const std::size_t reached = start + written;
-    while (record < ends_.size() && ends_[record] <= reached) start = ends_[record++];
-    position_ += static_cast<off_t>(written - (reached - start));
-    if (start == have_) break;
-    LoseRecord(record, reached - start, error);
-    start = ends_[record++];
+    const std::size_t reached = start_ + written;
+    while (unit < ends_.size() && ends_[unit] <= reached) start_ = ends_[unit++];
+    position_ += static_cast<off_t>(written - (reached - start_));
+    if (start_ == have_) break;
+    LoseUnit(unit, reached - start_, error);
+    start_ = ends_[unit++];
   }
   handed_out_ += static_cast<std::int64_t>(ends_.size());
-  have_ = 0;
   ends_.clear();
   flushing_ = false;
 }
 
-// A record of the piece could not be written, or only its first `written` bytes.
-void FlatOutput::LoseRecord(std::size_t record, std::size_t written, int error) {
+// A unit of the piece could not be written, or only its first `written` bytes.
+void OutputStream::LoseUnit(std::size_t unit, std::size_t written, int error) {
   if (written > 0 && is_regular_ && sys.ftruncate(fd_, position_) == 0)
     (void)sys.lseek(fd_, position_, SEEK_SET);  // cannot fail on a regular file
   if (++lost_ > 1) return;
-  const auto number = handed_out_ + static_cast<std::int64_t>(record) + 1;
-  PrintError("Record %ld could not be written; the run goes on with the next one.\n", number);
+  const auto number = handed_out_ + static_cast<std::int64_t>(unit) + 1;
+  PrintError("%s %ld could not be written; the run goes on with the next one.\n", noun_, number);
   processError(error, path_);
 }
 
-bool FlatOutput::Close() {
+bool OutputStream::Close() {
   if (fd_ < 0) return true;
   Flush();
   const int result = sys.close(fd_);

@@ -1,4 +1,4 @@
-#include "pipeline/flat_output.h"
+#include "media/output_stream.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -12,7 +12,7 @@
 namespace tolvane {
 namespace {
 
-class FlatOutputTest : public ::testing::Test {
+class OutputStreamTest : public ::testing::Test {
  protected:
   void WriteRecord(const std::string& record) {
     std::memcpy(output_.Room(record.size()), record.data(), record.size());
@@ -20,13 +20,13 @@ class FlatOutputTest : public ::testing::Test {
   }
   test::TempDir dir_;
   test::SavedSystem saved_;
-  FlatOutput output_;
+  OutputStream output_{"Record"};
 };
 
 // What the file may still hold, in bytes; a write beyond is cut and the next one fails.
 off_t disk_room;
 
-TEST_F(FlatOutputTest, ARecordThatDoesNotFitIsCutOffAndTheNextOnesAreTried) {
+TEST_F(OutputStreamTest, ARecordThatDoesNotFitIsCutOffAndTheNextOnesAreTried) {
   sys.write = [](int fd, const void* from, std::size_t count) -> ssize_t {
     const off_t at = ::lseek(fd, 0, SEEK_CUR);
     if (at >= disk_room) {
@@ -50,7 +50,7 @@ TEST_F(FlatOutputTest, ARecordThatDoesNotFitIsCutOffAndTheNextOnesAreTried) {
 
 int writes;
 
-TEST_F(FlatOutputTest, ShortAndInterruptedWritesAreCompleted) {
+TEST_F(OutputStreamTest, ShortAndInterruptedWritesAreCompleted) {
   writes = 0;
   sys.write = [](int fd, const void* from, std::size_t count) -> ssize_t {
     if (++writes % 2 == 0) {
@@ -66,7 +66,20 @@ TEST_F(FlatOutputTest, ShortAndInterruptedWritesAreCompleted) {
   EXPECT_EQ(output_.lost(), 0);
 }
 
-TEST_F(FlatOutputTest, LargePiecesHoldWholeRecordsInOrder) {
+TEST_F(OutputStreamTest, AFlushWhileAUnitIsBuiltLeavesItWhereItIs) {
+  ASSERT_TRUE(output_.Open(dir_.Path("out")));
+  WriteRecord("first");
+  Byte* const room = output_.Room(6);
+  std::memcpy(room, "sec", 3);
+  output_.Flush();
+  EXPECT_EQ(dir_.ReadFile("out"), "first");
+  std::memcpy(room + 3, "ond", 3);
+  output_.Commit(6);
+  ASSERT_TRUE(output_.Close());
+  EXPECT_EQ(dir_.ReadFile("out"), "firstsecond");
+}
+
+TEST_F(OutputStreamTest, LargePiecesHoldWholeRecordsInOrder) {
   ASSERT_TRUE(output_.Open(dir_.Path("out")));
   std::string expected;
   for (int i = 0; i < 40000; ++i) {

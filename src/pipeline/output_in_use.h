@@ -1,0 +1,25 @@
+// The output that holds records back while a run is under way. Whatever lets somebody look at the
+// file (a message, a read that may wait) flushes it first. There is one at a time.
+#pragma once
+
+#include <string>
+
+#include "media/output_stream.h"
+
+namespace tolvane {
+
+class OutputInUse {
+ public:
+  explicit OutputInUse(OutputStream& stream);
+  ~OutputInUse();
+  OutputInUse(const OutputInUse&) = delete;
+  OutputInUse& operator=(const OutputInUse&) = delete;
+
+  // Writes out what the open output holds back; nothing when there is none.
+  static void Flush();
+
+  // Whether both names are the same regular file.
+  [[nodiscard]] static bool IsSameFile(const std::string& a, const std::string& b);
+};
+
+}  // namespace tolvane
