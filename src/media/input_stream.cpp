@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "platform/interrupt.h"
 #include "platform/system_calls.h"
 
 namespace tolvane {
@@ -63,6 +64,7 @@ std::size_t InputStream::ReadMore(std::size_t room) {
     if (!is_regular_ && before_wait) before_wait();
     const ssize_t got = sys.read(fd_, buffer_.data() + end_, room);
     if (got >= 0) return static_cast<std::size_t>(got);
+    if (errno == EINTR && InterruptScope::Pending() != 0) return 0;  // the user ends the input
     if (!IsTransient(errno)) break;
   }
   error_ = errno;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <string_view>
 
 #include "datarep/charset.h"
 
@@ -93,6 +94,19 @@ std::optional<std::string> ReadLabel(std::span<const Byte> block) {
   for (char& c : text) c = static_cast<char>(ebc2asc[static_cast<Byte>(c)]);
   if (IsName(text)) return text;
   return std::nullopt;
+}
+
+bool MayBeginVolume(std::span<const Byte> bytes) {
+  for (const std::string_view name : {"VOL1", "HDR1"}) {
+    const std::size_t count = std::min(bytes.size(), name.size());
+    bool is_ascii = true, is_ebcdic = true;
+    for (std::size_t i = 0; i < count; ++i) {
+      is_ascii = is_ascii && bytes[i] == static_cast<Byte>(name[i]);
+      is_ebcdic = is_ebcdic && ebc2asc[bytes[i]] == static_cast<Byte>(name[i]);
+    }
+    if (is_ascii || is_ebcdic) return true;
+  }
+  return false;
 }
 
 std::string LabelField(const std::string& text, label::Field field) {

@@ -67,6 +67,8 @@ struct BlockFormat {
 
 // The label's text in ASCII, when it is one of the names in ASCII or EBCDIC.
 [[nodiscard]] std::optional<std::string> ReadLabel(std::span<const Byte> block);
+// Whether the first bytes of a label, fewer than its name perhaps, may begin a VOL1 or HDR1.
+[[nodiscard]] bool MayBeginVolume(std::span<const Byte> bytes);
 // A field of a label's text, without trailing blanks.
 [[nodiscard]] std::string LabelField(const std::string& text, label::Field field);
 // The decimal number in a field; nothing when it holds anything else.

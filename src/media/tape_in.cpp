@@ -232,16 +232,26 @@ bool AreTrailerLabels(std::span<const Byte> bytes) {
   return first && second && LabelIs(*first, "EOF1") && LabelIs(*second, "EOF2");
 }
 
+// Looks no further than it must, because more of a pipe may be long in coming.
+bool BeginsWithLabel(TapeIo& tape) {
+  for (std::size_t count = 1; count <= label::kName.width; ++count) {
+    const auto shown = tape.stream.Peek(count);
+    if (shown.size() < count || !MayBeginVolume(shown.first(count))) return false;
+  }
+  return true;
+}
+
 // Labels at the front of a disk file. A file that has none is read from its first byte.
 void readHdr(TapeIo& tape) {
+  if (!BeginsWithLabel(tape)) {
+    TRACE_LINE("#readHdr: did not find VOL or HDR\n");
+    return;
+  }
   const auto vol1 = TakeLabel(tape, "VOL1");
   if (vol1) tape.volume_serial = LabelField(*vol1, label::kVolumeSerialRead);
   const auto hdr1 = TakeLabel(tape, "HDR1");
   tape.labelled = vol1 || hdr1;
-  if (!tape.labelled) {
-    TRACE_LINE("#readHdr: did not find VOL or HDR\n");
-    return;
-  }
+  if (!tape.labelled) return;
   if (hdr1) {
     tape.file_label = LabelField(*hdr1, label::kFileLabelRead);
     tape.volume_number = LabelNumber(*hdr1, label::kSequence).value_or(0);

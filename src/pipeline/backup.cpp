@@ -8,17 +8,16 @@
 #include "media/tape_out.h"
 #include "pipeline/output_in_use.h"
 #include "pipeline/platform_file.h"
+#include "pipeline/progress.h"
 #include "platform/clock.h"
 #include "platform/console.h"
+#include "platform/interrupt.h"
 #include "platform/trace.h"
 #include "state/options.h"
 #include "state/run.h"
 
 namespace tolvane {
 namespace {
-
-constexpr std::int64_t kProgressStep = 100;
-constexpr const char* kRule = "------------------------------------------\n";
 
 class Backup {
  public:
@@ -56,9 +55,13 @@ int Backup::Run() {
     converter_.emplace(mask_list, true);
     OutRecord_.resize(static_cast<std::size_t>(opt.gblRecSize) + converter_->growth());
   }
-  const int result = SkipRecords() != 0 ? TransferRecords() : 1;
-  if (result == 0 || file_->Failed()) return 0;
+  {
+    const InterruptScope interruptible;
+    if (SkipRecords() != 0 && TransferRecords() == 0) return 0;
+  }
+  if (file_->Failed()) return 0;
   Finish();
+  DieOfPendingSignal();
   return 1;
 }
 
@@ -105,7 +108,7 @@ void Backup::PrintBanner() const {
 // 0 when the file ends before the first record to back up.
 int Backup::SkipRecords() {
   for (std::int64_t skipped = 0; skipped < opt.nBegRec; ++skipped)
-    if (!file_->Next()) return 0;
+    if (!file_->Next() || InterruptScope::Pending() != 0) return 0;
   return 1;
 }
 
@@ -116,7 +119,7 @@ int Backup::TransferRecords() {
     ++run.nCurrOutputRec;
     if (opt.sw_quiet == 0 && run.nCurrOutputRec % kProgressStep == 0)
       PrintOutput("Records backed up so far:%ld\r", run.nCurrOutputRec);
-    if (run.nCurrOutputRec == opt.nEndRec) break;
+    if (run.nCurrOutputRec == opt.nEndRec || InterruptScope::Pending() != 0) break;
   }
   return 1;
 }
@@ -138,6 +141,7 @@ void Backup::PrintTotals() const {
   PrintOutput("TOTAL records written to backup file: %s%ld\n", gap, run.nCurrOutputRec);
   if (opt.sw_relative != 0)
     PrintOutput("TOTAL deleted records               : %ld\n", file_->deleted());
+  PrintInterruption();
   PrintOutput("%s", kRule);
 }
 

@@ -10,9 +10,11 @@
 #include "files/fileio.h"
 #include "media/output_stream.h"
 #include "pipeline/output_in_use.h"
+#include "pipeline/progress.h"
 #include "pipeline/record_format.h"
 #include "platform/clock.h"
 #include "platform/console.h"
+#include "platform/interrupt.h"
 #include "platform/trace.h"
 #include "reports/side_reports.h"
 #include "state/options.h"
@@ -22,9 +24,7 @@ namespace tolvane {
 namespace {
 
 constexpr std::int64_t kLargestBlock = 32768;  // block sizes stay below
-constexpr std::int64_t kProgressStep = 100;
 constexpr int kDefaultBlocking = 10;
-constexpr const char* kRule = "------------------------------------------\n";
 
 // As many records to a block, at most ten, as keep it below the largest block; 0 when none does.
 std::int32_t DefaultBlockSize(std::int64_t record_size) {
@@ -88,8 +88,13 @@ int Restore::PrepareRestoreOper() {
     PrintOutput("Restore operation failed\n");
     return 0;
   }
-  if (SkipRecords() != 0) RestoreRecords();
-  return Finish();
+  {
+    const InterruptScope interruptible;
+    if (SkipRecords() != 0) RestoreRecords();
+  }
+  const int result = Finish();
+  DieOfPendingSignal();
+  return result;
 }
 
 int Restore::OpenInput() {
@@ -191,14 +196,14 @@ int Restore::PrepareRecords() {
 int Restore::SkipRecords() {
   tape_->records = 0;
   while (tape_->records < opt.nBegRec)
-    if (getTapeIn(*tape_, sizes.gblCpySize).length == 0) return 0;
+    if (getTapeIn(*tape_, sizes.gblCpySize).length == 0 || InterruptScope::Pending() != 0) return 0;
   return 1;
 }
 
 void Restore::RestoreRecords() {
   for (;;) {
     const TapeRecord record = getTapeIn(*tape_, sizes.gblCpySize);
-    if (record.length == 0) return;
+    if (record.length == 0 || InterruptScope::Pending() != 0) return;
     if (record.length != tape_->record_size)
       PrintOutput("Input file size not multiple of Copy Book size: %d\n", sizes.gblCpySize);
     ++run.nCurrInputRec;
@@ -283,6 +288,7 @@ void Restore::PrintTotals() const {
   }
   if (output_.lost() > 0)
     PrintOutput("TOTAL records that could not be written: %ld\n", output_.lost());
+  PrintInterruption();
   PrintOutput("%s", kRule);
 }
 

@@ -7,9 +7,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <fstream>
-#include <thread>
-
 #include "support/program.h"
 #include "support/temp_dir.h"
 
@@ -23,11 +20,6 @@ class RestoreFlat : public ::testing::Test {
  protected:
   ProgramResult Run(std::vector<std::string> arguments, const std::string& typed = "") {
     return RunTolvane(dir_.Path(), std::move(arguments), typed);
-  }
-  ProgramResult RunGrammar(const std::string& grammar, std::vector<std::string> arguments) {
-    dir_.WriteFile("job.gra", grammar);
-    arguments.insert(arguments.begin(), {"-G", "job.gra"});
-    return Run(std::move(arguments));
   }
   static std::string Totals(int read, int written) {
     const std::string rule = "------------------------------------------\n";
@@ -189,37 +181,78 @@ TEST_F(RestoreFlat, SizesOfAnyMagnitudeEndInMessages) {
   EXPECT_FALSE(dir_.Exists("none"));
 }
 
-TEST_F(RestoreFlat, EveryRecordFromAPipeIsOutBeforeTheNextIsSent) {
-  const std::string fifo = dir_.Path("fifo");
-  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
-  const pid_t child = fork();
-  if (child == 0) {
-    const int null = open("/dev/null", O_RDWR);
-    dup2(null, 0);
-    dup2(null, 1);
-    dup2(null, 2);
-    if (chdir(dir_.Path().c_str()) != 0) _exit(1);
-    execl(BuiltProgram("tolvane").c_str(), "tolvane", "-r", "-q", "-Q", "-s100", "-fififo",
-          "-foout", nullptr);
-    _exit(1);
+// A restore from a pipe, fed record by record.
+class RestorePipe : public RestoreFlat {
+ protected:
+  static constexpr std::size_t kRecord = 10;
+
+  void Start() {
+    const std::string fifo = dir_.Path("fifo");
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    child_ = fork();
+    if (child_ == 0) {
+      const int null = open("/dev/null", O_RDWR);
+      const int log = open(dir_.Path("log").c_str(), O_WRONLY | O_CREAT, 0600);
+      dup2(null, 0);
+      dup2(log, 1);
+      dup2(log, 2);
+      signal(SIGINT, SIG_DFL);
+      if (chdir(dir_.Path().c_str()) != 0) _exit(1);
+      execl(BuiltProgram("tolvane").c_str(), "tolvane", "-r", "-q", "-Q", "-s10", "-fififo",
+            "-foout", nullptr);
+      _exit(1);
+    }
+    feed_ = open(fifo.c_str(), O_WRONLY);
+    ASSERT_GE(feed_, 0);
   }
-  const int feed = open(fifo.c_str(), O_WRONLY);
-  ASSERT_GE(feed, 0);
-  for (std::size_t n = 1; n <= 30; ++n) {
-    const std::string record(100, static_cast<char>('a' + n % 26));
-    ASSERT_EQ(write(feed, record.data(), record.size()), 100);
+  // Sends a record and waits until the output has it.
+  void SendRecord() {
+    ++sent_;
+    const std::string record(kRecord, static_cast<char>('a' + sent_ % 26));
+    ASSERT_EQ(write(feed_, record.data(), kRecord), static_cast<ssize_t>(kRecord));
     struct stat status {};
-    for (int wait = 0; wait < 2000 && static_cast<std::size_t>(status.st_size) < n * 100; ++wait) {
+    for (int wait = 0; wait < 2000 && Size(status) < sent_ * kRecord; ++wait) {
       usleep(5000);
       stat(dir_.Path("out").c_str(), &status);
     }
-    ASSERT_EQ(static_cast<std::size_t>(status.st_size), n * 100);
+    ASSERT_EQ(Size(status), sent_ * kRecord);
   }
-  ASSERT_EQ(write(feed, "half", 4), 4);
-  kill(child, SIGKILL);
-  waitpid(child, nullptr, 0);
-  close(feed);
-  EXPECT_EQ(dir_.ReadFile("out").size(), 3000U);
+  // Sends half a record, then the signal; returns how the program ended.
+  int EndBy(int signal) {
+    EXPECT_EQ(write(feed_, "half", 4), 4);
+    usleep(50000);
+    kill(child_, signal);
+    int status = 0;
+    waitpid(child_, &status, 0);
+    close(feed_);
+    return WIFSIGNALED(status) ? WTERMSIG(status) : 0;
+  }
+
+ private:
+  static std::size_t Size(const struct stat& status) {
+    return static_cast<std::size_t>(status.st_size);
+  }
+  pid_t child_ = -1;
+  int feed_ = -1;
+  std::size_t sent_ = 0;
+};
+
+TEST_F(RestorePipe, EveryRecordIsOutBeforeTheNextIsSent) {
+  Start();
+  for (int n = 0; n < 30; ++n) SendRecord();
+  EXPECT_EQ(EndBy(SIGKILL), SIGKILL);
+  EXPECT_EQ(dir_.ReadFile("out").size(), 30 * kRecord);
+}
+
+TEST_F(RestorePipe, ASignalEndsTheRunInOrder) {
+  Start();
+  for (int n = 0; n < 3; ++n) SendRecord();
+  EXPECT_EQ(EndBy(SIGTERM), SIGTERM);
+  EXPECT_EQ(dir_.ReadFile("out").size(), 3 * kRecord);
+  EXPECT_NE(dir_.ReadFile("log").find("TOTAL records written to output file   : 3\n"
+                                      "The run was interrupted by signal 15.\n"),
+            std::string::npos)
+      << dir_.ReadFile("log");
 }
 
 }  // namespace
