@@ -67,9 +67,9 @@ Label MakeHdr1(const std::string& file_label, const std::string& serial, std::in
       .InEbcdic();
 }
 
-Label MakeEof1(const std::string& file_label, const std::string& serial,
+Label MakeEof1(const char* name, const std::string& file_label, const std::string& serial,
                std::int32_t blocks_written, const std::tm& today) {
-  return Builder("EOF1")
+  return Builder(name)
       .Put(label::kFileLabel, file_label)
       .Put(label::kFileSerial, serial)
       .Put(label::kConstants, "00010001000101")

@@ -60,9 +60,11 @@ struct BlockFormat {
 [[nodiscard]] Label MakeVol1(const std::string& serial);
 [[nodiscard]] Label MakeHdr1(const std::string& file_label, const std::string& serial,
                              std::int32_t volume_number, const std::tm& today);
-[[nodiscard]] Label MakeEof1(const std::string& file_label, const std::string& serial,
-                             std::int32_t blocks_written, const std::tm& today);
-// `name` is "HDR2" or "EOF2".
+// `name` is "EOF1" or "EOV1".
+[[nodiscard]] Label MakeEof1(const char* name, const std::string& file_label,
+                             const std::string& serial, std::int32_t blocks_written,
+                             const std::tm& today);
+// `name` is "HDR2", "EOF2" or "EOV2".
 [[nodiscard]] Label MakeHdr2(const char* name, const BlockFormat& format);
 
 // The label's text in ASCII, when it is one of the names in ASCII or EBCDIC.

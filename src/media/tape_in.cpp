@@ -1,9 +1,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <optional>
+#include <utility>
 
-#include "media/labels.h"
 #include "media/tape_io.h"
 #include "platform/console.h"
 #include "platform/paths.h"
@@ -36,6 +35,50 @@ std::size_t TakeBlock(TapeIo& tape, std::span<const Byte> shown, std::size_t len
   tape.stream.Skip(length);
   if (length > 0) ++tape.blocks_read;
   return length;
+}
+
+// Drops the descriptor of the variable block at hand, which a tape gave whole.
+std::size_t DropDescriptor(TapeIo& tape) {
+  const std::size_t got = tape.block.size();
+  const int length = got < kDescriptorWidth ? 0 : LoadBig<std::int16_t>(tape.block.data());
+  if (length <= static_cast<int>(kDescriptorWidth) || static_cast<std::size_t>(length) > got) {
+    PrintError("Block %ld of '%s' has %zu bytes and an impossible length: %d.\n", tape.blocks_read,
+               tape.device.c_str(), got, length);
+    GiveUp(tape);
+    return 0;
+  }
+  tape.block_size = length;
+  tape.block =
+      tape.block.subspan(kDescriptorWidth, static_cast<std::size_t>(length) - kDescriptorWidth);
+  return tape.block.size();
+}
+
+// The next block of a tape; 0 at a tape mark, at the end, and after an error.
+std::size_t GetTapeBlock(TapeIo& tape) {
+  // A little more than a block is asked for, so that a longer one shows up.
+  constexpr std::size_t kMore = 8;
+  constexpr std::size_t kLeastCapacity = 32768;
+  const auto size = static_cast<std::size_t>(std::max(tape.block_size, 1));
+  const std::size_t most = tape.variable_blocked ? std::max(size, kLeastCapacity) : size + kMore;
+  const Drive::Block read = std::exchange(tape.has_early_block, false)
+                                ? Drive::Block{.data = tape.assembled}
+                                : tape.drive->ReadBlock(most);
+  if (read.error != 0) {
+    PrintError(
+        "Block %ld of '%s': %s\n", tape.blocks_read + 1, tape.device.c_str(),
+        read.error == ENOMEM ? "it is longer than the block size" : std::strerror(read.error));
+    GiveUp(tape);
+    return 0;
+  }
+  tape.block = read.data;
+  if (!read.data.empty()) {
+    ++tape.blocks_read;
+    return tape.variable_blocked ? DropDescriptor(tape) : read.data.size();
+  }
+  ++tape.tape_marks;
+  TRACE_LINE("#tapein: tape mark %s tape\n", tape.fixed_blocked ? "fix" : "var");
+  if (tape.labelled && !tape.drive->Reopen()) GiveUp(tape);
+  return 0;
 }
 
 std::size_t GetFixedBlock(TapeIo& tape) {
@@ -123,27 +166,33 @@ std::size_t GetLine(TapeIo& tape) {
   return record_size;
 }
 
-// Whether what is left of the block is the end of the input and so a record cut short. Anywhere
-// else it is the rest that a block leaves when its size is no multiple of the record size.
-bool RestIsLastRecord(TapeIo& tape) {
-  if (tape.block.empty()) return false;
-  tape.assembled.assign(tape.block.begin(), tape.block.end());
-  if (tape.stream.Peek(1).empty()) {
-    tape.block = tape.assembled;
-    return true;
+// The next block, on the next volume if this one is at its end; 0 when there is none.
+std::size_t NextBlock(TapeIo& tape) {
+  const std::size_t length = getBlk(tape);
+  return length == 0 && readEof(tape) != 0 ? getBlk(tape) : length;
+}
+
+// What a block leaves when its size is no multiple of the record size is passed over, unless the
+// input ends there: then it is a record cut short.
+bool PassRest(TapeIo& tape) {
+  tape.rest.assign(tape.block.begin(), tape.block.end());
+  if (NextBlock(tape) == 0) {
+    tape.block = tape.rest;
+    return !tape.block.empty();
   }
-  if (!tape.warned_of_rest)
+  if (!tape.rest.empty() && !tape.warned_of_rest) {
     PrintWarning(
-        "Block %ld of '%s' ends in %zu bytes that are no whole record of %d; such rests "
-        "are passed over.\n",
-        tape.blocks_read, tape.device.c_str(), tape.assembled.size(), tape.record_size);
-  tape.warned_of_rest = true;
-  return false;
+        "Block %ld of '%s' ends in %zu bytes that are no whole record of %d; such rests are "
+        "passed over.\n",
+        tape.blocks_read - 1, tape.device.c_str(), tape.rest.size(), tape.record_size);
+    tape.warned_of_rest = true;
+  }
+  return true;
 }
 
 TapeRecord GetFixedRecord(TapeIo& tape) {
   const auto record_size = static_cast<std::size_t>(tape.record_size);
-  if (tape.block.size() < record_size && !RestIsLastRecord(tape) && getBlk(tape) == 0) return {};
+  if (tape.block.size() < record_size && !PassRest(tape)) return {};
   const std::size_t length = std::min(record_size, tape.block.size());
   const TapeRecord record{tape.block.first(length), static_cast<std::int32_t>(length)};
   if (length < record_size)
@@ -160,7 +209,7 @@ TapeRecord CompleteFromNextBlock(TapeIo& tape, std::size_t length) {
                tape.device.c_str(), tape.blocks_read);
   tape.assembled.assign(tape.block.begin() + kDescriptorWidth, tape.block.end());
   const std::size_t had = tape.block.size();
-  const std::size_t next_block = getBlk(tape);
+  const std::size_t next_block = NextBlock(tape);
   if (next_block == 0) {
     tape.damaged = true;
     return {tape.assembled, static_cast<std::int32_t>(had)};
@@ -174,7 +223,7 @@ TapeRecord CompleteFromNextBlock(TapeIo& tape, std::size_t length) {
 }
 
 TapeRecord GetVariableRecord(TapeIo& tape, std::int32_t capacity) {
-  if (tape.block.size() <= kDescriptorWidth && getBlk(tape) == 0) return {};
+  if (tape.block.size() <= kDescriptorWidth && NextBlock(tape) == 0) return {};
   const int length =
       tape.block.size() < kDescriptorWidth ? 0 : LoadBig<std::int16_t>(tape.block.data());
   if (length <= static_cast<int>(kDescriptorWidth)) {
@@ -200,84 +249,22 @@ TapeRecord GetVariableRecord(TapeIo& tape, std::int32_t capacity) {
   return record;
 }
 
-// The text of the label that comes next, when it is `name`; the label is then taken.
-std::optional<std::string> TakeLabel(TapeIo& tape, const char* name) {
-  auto text = ReadLabel(tape.stream.Peek(kLabelSize));
-  if (!text || !LabelIs(*text, name)) return std::nullopt;
-  tape.stream.Skip(kLabelSize);
-  return text;
-}
-
-// Takes over the sizes of an HDR2, unless they make no sense.
-void TakeSizes(TapeIo& tape, const std::string& hdr2) {
-  const auto block = LabelNumber(hdr2, label::kBlockLength);
-  const auto record = LabelNumber(hdr2, label::kRecordLength);
-  if (!block || !record || *block < 1) {
-    PrintWarning("The HDR2 label of '%s' has no usable lengths (block '%s', record '%s').\n",
-                 tape.device.c_str(), LabelField(hdr2, label::kBlockLength).c_str(),
-                 LabelField(hdr2, label::kRecordLength).c_str());
-    return;
-  }
-  tape.block_size = *block;
-  tape.record_size = *record;
-  tape.variable_blocked = LabelField(hdr2, label::kFormat) == "V";
-  tape.fixed_blocked = !tape.variable_blocked;
-  TRACE_LINE("#%sBLK Tape VSN: %s; LBL: %s; BLKSZ: %d RCSZ: %d\n",
-             tape.variable_blocked ? "VAR" : "FIX", tape.volume_serial.c_str(),
-             tape.file_label.c_str(), tape.block_size, tape.record_size);
-}
-
-bool AreTrailerLabels(std::span<const Byte> bytes) {
-  const auto first = ReadLabel(bytes), second = ReadLabel(bytes.subspan(kLabelSize));
-  return first && second && LabelIs(*first, "EOF1") && LabelIs(*second, "EOF2");
-}
-
-// Looks no further than it must, because more of a pipe may be long in coming.
-bool BeginsWithLabel(TapeIo& tape) {
-  for (std::size_t count = 1; count <= label::kName.width; ++count) {
-    const auto shown = tape.stream.Peek(count);
-    if (shown.size() < count || !MayBeginVolume(shown.first(count))) return false;
-  }
-  return true;
-}
-
-// Labels at the front of a disk file. A file that has none is read from its first byte.
-void readHdr(TapeIo& tape) {
-  if (!BeginsWithLabel(tape)) {
-    TRACE_LINE("#readHdr: did not find VOL or HDR\n");
-    return;
-  }
-  const auto vol1 = TakeLabel(tape, "VOL1");
-  if (vol1) tape.volume_serial = LabelField(*vol1, label::kVolumeSerialRead);
-  const auto hdr1 = TakeLabel(tape, "HDR1");
-  tape.labelled = vol1 || hdr1;
-  if (!tape.labelled) return;
-  if (hdr1) {
-    tape.file_label = LabelField(*hdr1, label::kFileLabelRead);
-    tape.volume_number = LabelNumber(*hdr1, label::kSequence).value_or(0);
-    if (const auto hdr2 = TakeLabel(tape, "HDR2")) TakeSizes(tape, *hdr2);
-  }
-  tape.stream.WithholdTrailer(2 * kLabelSize, AreTrailerLabels);
-}
-
 }  // namespace
 
 std::unique_ptr<TapeIo> openTapeIn(const TapeInRequest& request) {
   TRACE_FRAME();
   auto tape = std::make_unique<TapeIo>();
-  tape->device = request.path;
-  errno = 0;
-  if (!tape->stream.Open(request.path)) return nullptr;
-  tape->regular_file = tape->stream.is_regular();
-  TRACE_LINE("#openTapeIn:    Device for rewind '%s' %s\n", request.path.c_str(),
-             tape->regular_file ? "Regular file" : "No Stat");
-
+  OpenedDrive opened = OpenDrive({.path = request.path, .use = DriveUse::kRead});
+  if (opened.is_drive && opened.drive == nullptr) return nullptr;
+  tape->drive = std::move(opened.drive);
+  tape->names = opened.names;
+  tape->device = opened.names.rewind;
   tape->fixed_blocked = request.fixed;
   tape->variable_blocked = !request.fixed;
   tape->record_size = request.record_size;
   tape->block_size = request.block_size < 1 ? request.record_size : request.block_size;
   tape->records_in_block = tape->block_size != tape->record_size;
-  tape->file_label = BaseName(request.path).substr(0, kFileLabelWidth);
+  tape->file_label = BaseName(tape->device).substr(0, kFileLabelWidth);
   if (request.kind == InputKind::kUnixText || request.kind == InputKind::kMsdosText) {
     tape->unix_text = request.kind == InputKind::kUnixText;
     tape->msdos_text = !tape->unix_text;
@@ -286,18 +273,30 @@ std::unique_ptr<TapeIo> openTapeIn(const TapeInRequest& request) {
     tape->fixed_blocked = true;
     tape->variable_blocked = false;
   }
-  if (!tape->is_text()) readHdr(*tape);
-  if (tape->stream.Peek(1).empty() && !tape->labelled) {
+  tape->stream.before_wait = request.before_wait;
+  if (!tape->is_tape() && !tape->stream.Open(tape->device)) return nullptr;
+  tape->regular_file = tape->stream.is_regular();
+  errno = 0;
+  if (!tape->is_text() && readHdr(*tape) == 0) return nullptr;
+  if (!tape->is_tape() && !tape->labelled && tape->stream.Peek(1).empty()) {
     errno = tape->stream.error();
     return nullptr;
   }
   return tape;
 }
 
+void closeTapeIn(TapeIo& tape) {
+  TRACE_FRAME();
+  if (tape.is_tape() && !tape.drive->Close())
+    PrintWarning("'%s' could not be rewound.\n", tape.device.c_str());
+  tape.drive.reset();
+}
+
 std::size_t getBlk(TapeIo& tape) {
   tape.block = {};
   if (tape.end_of_file) return 0;
-  const std::size_t length = tape.is_text()          ? GetLine(tape)
+  const std::size_t length = tape.is_tape()          ? GetTapeBlock(tape)
+                             : tape.is_text()        ? GetLine(tape)
                              : tape.variable_blocked ? GetVariableBlock(tape)
                                                      : GetFixedBlock(tape);
   if (length == 0) {

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "datarep/byte_order.h"
+#include "media/drive.h"
 #include "media/input_stream.h"
 
 namespace tolvane {
@@ -34,6 +35,7 @@ inline constexpr std::size_t kDescriptorWidth = 4;
 struct TapeIo {
   std::int32_t block_size = 0;   // bytes of a block (fixed), of the last block read (variable)
   std::int32_t record_size = 0;  // bytes of a record (fixed), last descriptor's length (variable)
+  std::int32_t tape_marks = 0;   // tape marks met
   std::int64_t blocks_read = 0;
   std::int64_t records = 0;  // records handed out
 
@@ -46,32 +48,52 @@ struct TapeIo {
   bool regular_file = false;
   bool labelled = false;         // a VOL1 or HDR1 was found
   bool damaged = false;          // the volume was not read to its end
+  bool has_early_block = false;  // the first data block stands in `assembled`
   bool warned_of_rest = false;   // told that blocks end in part of a record
   bool warned_of_split = false;  // told that lines are longer than a record
 
   std::string device;              // the path
-  std::int32_t volume_number = 0;  // from HDR1
+  std::int32_t volume_number = 0;  // from HDR1; the one expected when volumes change
   std::string volume_serial;       // from VOL1; "UNIX" or "MSDOS" for text
   std::string file_label;          // from HDR1, else the path's base name
 
-  InputStream stream;
+  std::unique_ptr<Drive> drive;  // a tape; null for a file
+  DeviceNames names;
+  InputStream stream;           // a file
   std::span<const Byte> block;  // what is left of the block at hand
   std::vector<Byte> assembled;  // a line padded, or a record put together from two blocks
+  std::vector<Byte> rest;       // what a block left behind its last whole record
 
   [[nodiscard]] bool is_text() const { return msdos_text || unix_text; }
+  [[nodiscard]] bool is_tape() const { return drive != nullptr; }
 };
 
 // What to open, and how the caller takes its records.
 struct TapeInRequest {
-  std::string path{};
+  std::string path{};  // empty: the device that the environment names
   std::int32_t record_size = 0;
   std::int32_t block_size = 0;
   InputKind kind = InputKind::kTape;
   bool fixed = true;
+  void (*before_wait)() = nullptr;  // called before a read that may block
 };
 
-// Opens an input. Null with errno set, or with errno 0 when the input is empty.
+// Opens an input and reads its labels: a tape device, tape images or a file. Null with errno set,
+// or with errno 0 when the input is empty.
 [[nodiscard]] std::unique_ptr<TapeIo> openTapeIn(const TapeInRequest& request);
+
+// Reads the labels at the front of a volume. 1 when the first data block comes next, 0 to give up.
+[[nodiscard]] int readHdr(TapeIo& tape);
+
+// Puts in volume `number`: the next of the list, or the one that somebody is asked to mount. False
+// to give up.
+[[nodiscard]] bool ChangeVolume(Drive& drive, const std::string& device, std::int32_t number);
+
+// Handles what stands behind a tape mark: 1 when reading goes on on a new volume.
+[[nodiscard]] int readEof(TapeIo& tape);
+
+// Rewinds a device and closes. The destructor closes without rewinding.
+void closeTapeIn(TapeIo& tape);
 
 // Makes the next block or line the block at hand and returns its length; 0 at the end.
 std::size_t getBlk(TapeIo& tape);

@@ -25,24 +25,32 @@ std::size_t RoomOfRecord(const TapeOut& tape) {
   return tape.is_variable() ? size + kDescriptorWidth : size;
 }
 
-void putLabel(TapeOut& tape, const Label& label) {
-  std::copy(label.begin(), label.end(), tape.stream.Room(label.size()));
-  tape.stream.Commit(label.size());
-}
-
 BlockFormat FormatOf(const TapeOut& tape) {
   return {tape.is_variable() ? 'V' : 'F', tape.block_size, tape.record_size};
 }
 
-void addTapeLabel(TapeOut& tape) {
-  putLabel(tape, MakeVol1(tape.volume_serial));
-  putLabel(tape, MakeHdr1(tape.file_label, tape.volume_serial, tape.volume_number++, LocalNow()));
-  putLabel(tape, MakeHdr2("HDR2", FormatOf(tape)));
+bool putLabel(TapeOut& tape, const Label& label) {
+  if (tape.is_tape()) return tape.drive->WriteBlock(label, true);
+  std::copy(label.begin(), label.end(), tape.stream.Room(label.size()));
+  tape.stream.Commit(label.size());
+  return true;
 }
 
-void addTrailer(TapeOut& tape) {
-  putLabel(tape, MakeEof1(tape.file_label, tape.volume_serial, tape.blocks_written, LocalNow()));
-  putLabel(tape, MakeHdr2("EOF2", FormatOf(tape)));
+bool putTapeMark(TapeOut& tape) { return !tape.is_tape() || tape.drive->WriteMark(); }
+
+bool addTapeLabel(TapeOut& tape) {
+  return putLabel(tape, MakeVol1(tape.volume_serial)) &&
+         putLabel(tape,
+                  MakeHdr1(tape.file_label, tape.volume_serial, tape.volume_number, LocalNow())) &&
+         putLabel(tape, MakeHdr2("HDR2", FormatOf(tape))) && putTapeMark(tape);
+}
+
+// The labels behind the data: "EOF" at the end of the file, "EOV" at the end of a volume.
+bool addTrailer(TapeOut& tape, const std::string& kind) {
+  const std::string first = kind + "1", second = kind + "2";
+  return putLabel(tape, MakeEof1(first.c_str(), tape.file_label, tape.volume_serial,
+                                 tape.blocks_on_volume, LocalNow())) &&
+         putLabel(tape, MakeHdr2(second.c_str(), FormatOf(tape))) && putTapeMark(tape);
 }
 
 // Whether the sizes fit the descriptors and labels that must hold them.
@@ -62,24 +70,60 @@ bool SizesFit(const TapeOut& tape) {
 }
 
 void BeginBlock(TapeOut& tape) {
-  tape.block = tape.stream.Room(
-      std::max(static_cast<std::size_t>(tape.block_size), RoomOfRecord(tape) + kDescriptorWidth));
+  const std::size_t room =
+      std::max(static_cast<std::size_t>(tape.block_size), RoomOfRecord(tape) + kDescriptorWidth);
+  if (tape.is_tape()) {
+    tape.buffer.resize(room);
+    tape.block = tape.buffer.data();
+  } else {
+    tape.block = tape.stream.Room(room);
+  }
   tape.filled = tape.is_variable() ? kDescriptorWidth : 0;
 }
 
-// Writes the block being filled, unless it holds no record.
-void putBlk(TapeOut& tape) {
-  if (tape.block == nullptr) return;
-  const bool has_record = tape.filled > (tape.is_variable() ? kDescriptorWidth : 0);
-  if (has_record) {
-    if (tape.is_variable()) {
-      StoreBig(tape.block, static_cast<std::uint16_t>(tape.filled));
-      StoreBig<std::uint16_t>(tape.block + 2, 0);
-    }
-    tape.stream.Commit(tape.filled);
-    ++tape.blocks_written;
+// Ends the full volume and begins the next one. False when there is none.
+bool NextVolume(TapeOut& tape) {
+  if (!putTapeMark(tape) || !addTrailer(tape, "EOV")) return false;
+  PrintOutput("\nReached End of Volume on tape number %d \n", tape.volume_number);
+  if (!ChangeVolume(*tape.drive, tape.device, tape.volume_number + 1)) return false;
+  ++tape.volume_number;
+  tape.blocks_on_volume = 0;
+  return addTapeLabel(tape);
+}
+
+// False when the tape takes no more.
+bool WriteToTape(TapeOut& tape, std::span<const Byte> block) {
+  for (bool tried = false;; tried = true) {
+    if (tape.drive->WriteBlock(block, false)) return true;
+    const int error = errno;
+    if (!tried && error == ENOSPC && tape.labelled && NextVolume(tape)) continue;
+    if (tape.lost == 0)
+      PrintError("Block %d could not be written to '%s': %s\n", tape.blocks_written + 1,
+                 tape.device.c_str(), std::strerror(error));
+    ++tape.lost;
+    return false;
   }
+}
+
+// Writes the block being filled, unless it holds no record.
+bool putBlk(TapeOut& tape) {
+  if (tape.block == nullptr) return true;
+  const bool has_record = tape.filled > (tape.is_variable() ? kDescriptorWidth : 0);
+  if (has_record && tape.is_variable()) {
+    StoreBig(tape.block, static_cast<std::uint16_t>(tape.filled));
+    StoreBig<std::uint16_t>(tape.block + 2, 0);
+  }
+  const std::span<const Byte> block(tape.block, tape.filled);
   tape.block = nullptr;
+  if (!has_record) return true;
+  if (!tape.is_tape()) {
+    tape.stream.Commit(block.size());
+  } else if (!WriteToTape(tape, block)) {
+    return false;
+  }
+  ++tape.blocks_written;
+  ++tape.blocks_on_volume;
+  return true;
 }
 
 }  // namespace
@@ -87,7 +131,9 @@ void putBlk(TapeOut& tape) {
 std::unique_ptr<TapeOut> openTapeOut(const TapeOutRequest& request) {
   TRACE_FRAME();
   auto tape = std::make_unique<TapeOut>();
-  tape->device = request.path;
+  OpenedDrive opened = OpenDrive({.path = request.path, .use = DriveUse::kWrite});
+  tape->drive = std::move(opened.drive);
+  tape->device = opened.names.rewind;
   tape->volume_serial = request.volume_serial;
   tape->file_label = request.file_label;
   tape->fixed_blocked = request.fixed;
@@ -99,18 +145,22 @@ std::unique_ptr<TapeOut> openTapeOut(const TapeOutRequest& request) {
   tape->labelled = !IsBlank(tape->volume_serial) && !IsBlank(tape->file_label) &&
                    tape->volume_serial != kNoLabels;
   if (!SizesFit(*tape)) return nullptr;
-  if (!tape->stream.Open(request.path)) {
-    PrintOutput("Error %d '%s' opening %s\n", errno, std::strerror(errno), request.path.c_str());
+  if (opened.is_drive ? !tape->is_tape() : !tape->stream.Open(tape->device)) {
+    PrintOutput("Error %d '%s' opening %s\n", errno, std::strerror(errno), tape->device.c_str());
     return nullptr;
   }
-  if (tape->labelled) addTapeLabel(*tape);
+  if (tape->labelled && !addTapeLabel(*tape)) {
+    PrintError("Writing labels to '%s': %s\n", tape->device.c_str(), std::strerror(errno));
+    return nullptr;
+  }
   return tape;
 }
 
-void putTapeOut(TapeOut& tape, const Byte* record) {
+bool putTapeOut(TapeOut& tape, const Byte* record) {
   const std::size_t room = RoomOfRecord(tape);
-  if (tape.block != nullptr && tape.filled + room > static_cast<std::size_t>(tape.block_size))
-    putBlk(tape);
+  if (tape.block != nullptr && tape.filled + room > static_cast<std::size_t>(tape.block_size) &&
+      !putBlk(tape))
+    return false;
   if (tape.block == nullptr) BeginBlock(tape);
   const auto size = static_cast<std::size_t>(tape.record_size);
   Byte* to = tape.block + tape.filled;
@@ -123,15 +173,25 @@ void putTapeOut(TapeOut& tape, const Byte* record) {
   if (tape.msdos_text) to[size] = '\r';
   if (tape.is_text()) to[room - 1] = '\n';
   tape.filled += room;
+  return true;
 }
 
-std::int32_t closeTapeOut(TapeOut& tape, std::int64_t* lost) {
+std::int32_t closeTapeOut(TapeOut& tape) {
   TRACE_FRAME();
-  putBlk(tape);
-  if (tape.labelled) addTrailer(tape);
-  if (!tape.stream.Close()) processError(errno, tape.device);
-  if (lost != nullptr) *lost = tape.stream.lost();
+  (void)putBlk(tape);  // a failure has been reported and counted
+  const bool trailed = putTapeMark(tape) && (!tape.labelled || addTrailer(tape, "EOF"));
+  const bool closed = tape.is_tape() ? tape.drive->Close() : tape.stream.Close();
+  if (!trailed || !closed) processError(errno, tape.device);
+  tape.lost += tape.stream.lost();
   return tape.blocks_written;
+}
+
+void FlushTapeOut(TapeOut& tape) {
+  if (tape.is_tape()) {
+    tape.drive->Flush();
+  } else {
+    tape.stream.Flush();
+  }
 }
 
 }  // namespace tolvane

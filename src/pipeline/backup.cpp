@@ -93,7 +93,7 @@ int Backup::OpenVolume() {
     PrintError("Opening output: %s\n", opt.outfile.c_str());
     return 0;
   }
-  open_.emplace(tape_->stream);
+  open_.emplace([this] { FlushTapeOut(*tape_); });
   return 1;
 }
 
@@ -130,8 +130,7 @@ int Backup::TransferRecord(std::span<const Byte> record) {
     if (converter_->ConvertBinChars(record, OutRecord_.data()) == 0) return 0;
     out = OutRecord_.data();
   }
-  putTapeOut(*tape_, out);
-  return 1;
+  return putTapeOut(*tape_, out) ? 1 : 0;
 }
 
 void Backup::PrintTotals() const {
@@ -147,11 +146,10 @@ void Backup::PrintTotals() const {
 
 void Backup::Finish() {
   PrintTotals();
-  std::int64_t lost = 0;
-  run.nCurrOutputRec = closeTapeOut(*tape_, &lost);
-  if (lost > 0) {
+  run.nCurrOutputRec = closeTapeOut(*tape_);
+  if (tape_->lost > 0) {
     PrintError("Writing to output file: %s\n", opt.outfile.c_str());
-    PrintOutput("TOTAL blocks that could not be written: %ld\n", lost);
+    PrintOutput("TOTAL blocks that could not be written: %ld\n", tape_->lost);
   }
 }
 

@@ -6,22 +6,22 @@
 namespace tolvane {
 namespace {
 
-OutputStream* open_stream = nullptr;
+std::function<void()> flush_output;
 
 }  // namespace
 
-OutputInUse::OutputInUse(OutputStream& stream) {
-  open_stream = &stream;
+OutputInUse::OutputInUse(std::function<void()> flush) {
+  flush_output = std::move(flush);
   before_message = Flush;
 }
 
 OutputInUse::~OutputInUse() {
   before_message = nullptr;
-  open_stream = nullptr;
+  flush_output = nullptr;
 }
 
 void OutputInUse::Flush() {
-  if (open_stream != nullptr) open_stream->Flush();
+  if (flush_output) flush_output();
 }
 
 bool OutputInUse::IsSameFile(const std::string& a, const std::string& b) {

@@ -2,15 +2,14 @@
 // file (a message, a read that may wait) flushes it first. There is one at a time.
 #pragma once
 
+#include <functional>
 #include <string>
-
-#include "media/output_stream.h"
 
 namespace tolvane {
 
 class OutputInUse {
  public:
-  explicit OutputInUse(OutputStream& stream);
+  explicit OutputInUse(std::function<void()> flush);
   ~OutputInUse();
   OutputInUse(const OutputInUse&) = delete;
   OutputInUse& operator=(const OutputInUse&) = delete;

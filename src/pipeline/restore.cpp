@@ -102,7 +102,8 @@ int Restore::OpenInput() {
                       .record_size = request_.record_size,
                       .block_size = request_.block_size,
                       .kind = request_.kind,
-                      .fixed = opt.sw_fixedBR != 0});
+                      .fixed = opt.sw_fixedBR != 0,
+                      .before_wait = OutputInUse::Flush});
   if (tape_ != nullptr) {
     if (opt.sw_fixedBR != 0) tape_->fixed_blocked = true;
     pTapeIo = tape_.get();
@@ -157,8 +158,7 @@ int Restore::OpenOutput() {
     processError(errno, opt.outfile);
     return 0;
   }
-  open_.emplace(output_);
-  tape_->stream.before_wait = OutputInUse::Flush;
+  open_.emplace([this] { output_.Flush(); });
   return 1;
 }
 
@@ -294,12 +294,13 @@ void Restore::PrintTotals() const {
 
 int Restore::Finish() {
   OutputInUse::Flush();
+  if (tape_->is_tape()) PrintOutput("\nRewinding tape, please wait.\n");
   if (tape_->damaged)
     PrintWarning("Input file '%s' was not read to its end; see the message above.\n",
                  opt.infile.c_str());
   PrintTotals();
   FlushReports();
-  tape_.reset();
+  closeTapeIn(*tape_);
   if (!output_.Close()) processError(errno, opt.outfile);
   PrintOutput("End Time       :     %s\n", GetDateString().c_str());
   return 1;
