@@ -12,7 +12,7 @@
 namespace tolvane {
 namespace {
 
-constexpr std::size_t kPieceLimit = std::size_t{128} << 10;
+constexpr std::size_t kPieceLimit = std::size_t{256} << 10;
 constexpr int kWriteRetries = 20;
 
 // Writes as much as it can and returns how much that was; errno tells what stopped it.
