@@ -1,6 +1,8 @@
 // The entry: prepares the process, reads the options, runs the operations. The order is part of
 // the program's behaviour.
 
+#include <fcntl.h>
+
 #include <clocale>
 #include <csignal>
 #include <cstdlib>
@@ -11,6 +13,7 @@
 #include "driver/scrio.h"
 #include "platform/console.h"
 #include "platform/paths.h"
+#include "platform/system_calls.h"
 #include "platform/trace.h"
 #include "state/options.h"
 #include "state/run.h"
@@ -20,13 +23,22 @@ namespace {
 
 constexpr int kRejected = -1;
 
+// A standard stream that is closed would otherwise become the next file that is opened.
+void SecureStandardStreams() {
+  for (int fd = 0; fd <= 2; ++fd)
+    if (fcntl(fd, F_GETFD) < 0) (void)sys.open("/dev/null", O_RDWR, 0);  // takes the lowest number
+}
+
 // A full disk or a closed pipe is an error of the write that meets it, never a signal.
 void IgnoreWriteSignals() {
   std::signal(SIGXFSZ, SIG_IGN);
   std::signal(SIGPIPE, SIG_IGN);
 }
 
-void SetShell() { setenv("SHELL", FindOnPath("sh").c_str(), 1); }
+void SetShell() {
+  const std::string shell = FindOnPath("sh");
+  if (!shell.empty()) setenv("SHELL", shell.c_str(), 1);
+}
 
 void StartTrace() {
   const char* const control = std::getenv("DBUG");
@@ -58,6 +70,7 @@ void ReadCobolVariable() {
 }
 
 int Main(int argc, char** argv) {
+  SecureStandardStreams();
   IgnoreWriteSignals();
   SetShell();
   StartTrace();

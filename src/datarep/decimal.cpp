@@ -1,6 +1,7 @@
 #include "datarep/decimal.h"
 
 #include <algorithm>
+#include <limits>
 
 namespace tolvane {
 
@@ -36,10 +37,12 @@ Unpacked LoadPacked(std::span<const Byte> field) {
 }
 
 std::int64_t mldintuc(std::span<const Byte> field) {
+  constexpr std::int64_t kMost = std::numeric_limits<std::int64_t>::max();
   std::int64_t value = 0;
   for (const Byte byte : field) {
     if (byte < '0' || byte > '9') break;
-    value = value * 10 + (byte - '0');
+    const std::int64_t digit = byte - '0';
+    value = value > (kMost - digit) / 10 ? kMost : value * 10 + digit;
   }
   return value;
 }

@@ -50,8 +50,8 @@ struct Unpacked {
 };
 [[nodiscard]] Unpacked LoadPacked(std::span<const Byte> field);
 
-// Digit strings. mldintuc reads leading digits only; a field that has none gives 0. Values beyond
-// 18 digits are not expected.
+// Digit strings. mldintuc reads leading digits only; a field that has none gives 0, one
+// beyond 64 bits the largest value.
 [[nodiscard]] std::int64_t mldintuc(std::span<const Byte> field);
 // Keeps the low-order digits of a longer value; a negative one has bit 0x40 set in its last digit.
 void mstintuc(std::span<Byte> field, std::int64_t value);

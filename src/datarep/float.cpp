@@ -52,7 +52,8 @@ void StoreHex(std::span<Byte> field, double value) {
 template <typename Float>
 void StoreIeee(std::span<Byte> field, double value) {
   constexpr double kLargest = std::numeric_limits<Float>::max();
-  const auto narrowed = static_cast<Float>(std::clamp(value, -kLargest, kLargest));
+  auto narrowed = static_cast<Float>(std::clamp(value, -kLargest, kLargest));
+  if (narrowed == 0) narrowed = 0;  // not a negative zero
   std::memcpy(field.data(), &narrowed, sizeof narrowed);
 }
 

@@ -4,7 +4,8 @@
 //
 // Fields of the machine hold an IEEE number in the host's byte order. Conversions round to
 // nearest; what is too large becomes the largest value of its sign, what is too small becomes
-// zero; a NaN becomes zero. No NaN or infinity is ever written.
+// a positive zero; so does a NaN. Numbers of the machine may be denormal. No NaN or infinity is
+// ever written.
 #pragma once
 
 #include <span>

@@ -13,6 +13,7 @@
 #include "datarep/byte_order.h"
 #include "media/splitbit.h"
 #include "platform/console.h"
+#include "platform/paths.h"
 #include "platform/trace.h"
 
 namespace tolvane {
@@ -88,6 +89,10 @@ std::vector<Byte> AsPrintText(std::vector<Byte>& text, std::size_t count, bool f
 
 void ConvertNineToEight(const std::string& input, const std::string& output, bool as_print_text) {
   TRACE_FRAME();
+  if (IsSameFile(input, output)) {
+    PrintError("Input and output are the same file: '%s'\n", input.c_str());
+    return;
+  }
   File out(std::fopen(output.c_str(), "wb"));
   if (out == nullptr) {
     PrintError("Error opening outfile: %s\n", std::strerror(errno));
@@ -116,6 +121,8 @@ void ConvertNineToEight(const std::string& input, const std::string& output, boo
     }
   }
   if (std::ferror(in.get()) != 0) PrintError("Error reading infile: %s\n", std::strerror(errno));
+  if (std::fclose(out.release()) != 0)
+    PrintError("Error writing out 9 to 8 file: %s\n", std::strerror(errno));
 }
 
 }  // namespace tolvane

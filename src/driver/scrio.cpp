@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cctype>
 #include <cstdint>
 #include <cstring>
@@ -59,6 +60,9 @@ constexpr NameOption kNames[] = {
     {'G', &OptionSet::optFileName, &OptionSet::optionsFileFlag},
     {'a', &OptionSet::addsysfile, &OptionSet::sw_addsys},
 };
+
+// Set at the first word that is no option, or at "--": nothing behind it counts.
+bool options_ended = false;
 
 // One call of ParseCommandLine: the options in order, and what the call has added so far.
 class CommandLine {
@@ -124,10 +128,11 @@ bool TooLong(char letter, std::string_view text, std::size_t most) {
 }
 
 ParseResult CommandLine::Parse() {
-  for (;;) {
+  while (!options_ended) {
     optopt = 0;
     const int letter = getopt(argc_, argv_, kOptionString);
-    if (letter == -1) break;
+    options_ended = letter == -1;
+    if (options_ended) break;
     if (letter == 'h' || letter == '?') {
       usage();
       return optopt == 0 ? ParseResult::kHelp : ParseResult::kRejected;
@@ -225,7 +230,9 @@ bool CommandLine::TakeCondition(const char* argument) {
   while (is_space(*rest)) ++rest;
   std::string value = rest;
   while (!value.empty() && is_space(value.back())) value.pop_back();
-  if (!position || !FitsInt32(*position) || *position < 0 || !IsOperator(op) || value.empty()) {
+  const bool is_word = std::none_of(value.begin(), value.end(), is_space);
+  if (!is_word || !position || !FitsInt32(*position) || *position < 0 || !IsOperator(op) ||
+      value.empty()) {
     PrintError("Invalid syntax for option -I\n");
     return false;
   }
@@ -279,8 +286,12 @@ bool CommandLine::TakeKey(std::string_view argument) {
     if (*rest != '\0') ++rest;
     const bool has_length = std::isdigit(static_cast<unsigned char>(*rest)) != 0;
     const auto length = has_length ? ScanNumber(rest) : std::nullopt;
-    if (!length || !FitsInt32(*location) || !FitsInt32(*length)) {
+    if (!length) {
       PrintError("Invalid length for key #%d\n", number);
+      return false;
+    }
+    if (!FitsInt32(*location) || !FitsInt32(*length)) {
+      PrintError("Location or length of key #%d is out of range: '%s'\n", number, text.c_str());
       return false;
     }
     key.location = static_cast<std::int32_t>(*location);

@@ -12,6 +12,7 @@
 #include "platform/clock.h"
 #include "platform/console.h"
 #include "platform/interrupt.h"
+#include "platform/paths.h"
 #include "platform/trace.h"
 #include "state/options.h"
 #include "state/run.h"
@@ -78,7 +79,7 @@ int Backup::AskRecordSize() {
 }
 
 int Backup::OpenVolume() {
-  if (OutputInUse::IsSameFile(opt.infile, opt.outfile)) {
+  if (IsSameFile(opt.infile, opt.outfile)) {
     PrintError("Input and output are the same file: '%s'\n", opt.infile.c_str());
     return 0;
   }

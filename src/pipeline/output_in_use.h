@@ -3,7 +3,6 @@
 #pragma once
 
 #include <functional>
-#include <string>
 
 namespace tolvane {
 
@@ -16,9 +15,6 @@ class OutputInUse {
 
   // Writes out what the open output holds back; nothing when there is none.
   static void Flush();
-
-  // Whether both names are the same regular file.
-  [[nodiscard]] static bool IsSameFile(const std::string& a, const std::string& b);
 };
 
 }  // namespace tolvane

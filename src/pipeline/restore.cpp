@@ -15,6 +15,7 @@
 #include "platform/clock.h"
 #include "platform/console.h"
 #include "platform/interrupt.h"
+#include "platform/paths.h"
 #include "platform/trace.h"
 #include "reports/side_reports.h"
 #include "state/options.h"
@@ -73,7 +74,7 @@ int Restore::PrepareRestoreOper() {
   if (request_.block_size < 1) request_.block_size = DefaultBlockSize(request_.record_size);
   if (OpenInput() == 0 || SettleRecordSize() == 0) return 0;
   if (CheckMaskFits() == 0) return 0;
-  if (opt.sw_restore != 0 && OutputInUse::IsSameFile(opt.infile, opt.outfile)) {
+  if (opt.sw_restore != 0 && IsSameFile(opt.infile, opt.outfile)) {
     PrintError("Input and output are the same file: '%s'\n", opt.infile.c_str());
     return 0;
   }

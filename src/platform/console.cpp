@@ -62,13 +62,18 @@ void PrintPlainError(const char* format, ...) {
 
 char* GetInput(char* buffer) {
   Settle();
-  if (std::fgets(buffer, kInputSize, stdin) == nullptr) return nullptr;
-  if (std::strchr(buffer, '\n') == nullptr && std::feof(stdin) == 0) {
-    int dropped = 0;
-    for (int c = std::getchar(); c != EOF && c != '\n'; c = std::getchar()) ++dropped;
-    if (dropped > 0)
-      PrintWarning("The line is too long; only its first %d characters count.\n", kInputSize - 1);
+  int length = 0, dropped = 0, c = 0;
+  while (c != '\n' && (c = std::getchar()) != EOF) {
+    if (length < kInputSize - 1) {
+      buffer[length++] = static_cast<char>(c);
+    } else if (c != '\n') {
+      ++dropped;
+    }
   }
+  if (length == 0) return nullptr;
+  buffer[length] = '\0';
+  if (dropped > 0)
+    PrintWarning("The line is too long; only its first %d characters count.\n", kInputSize - 1);
   return buffer;
 }
 

@@ -39,8 +39,10 @@ void readZorvaBoot(unsigned char (&record)[kBootRecordSize], const char* program
   // Boot record: the owner's user and group id, in the machine's byte order.
   constexpr std::size_t kOwner = 28, kGroup = 32;
   std::memset(record, 0, sizeof record);
-  const int fd = sys.open(platform_paths.zorvaboot.c_str(), O_RDONLY | O_CLOEXEC, 0);
-  const ssize_t got = fd < 0 ? -1 : sys.read(fd, record, sizeof record);
+  const int fd = sys.open(platform_paths.zorvaboot.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK, 0);
+  struct stat status {};
+  const bool is_file = fd >= 0 && sys.fstat(fd, &status) == 0 && S_ISREG(status.st_mode);
+  const ssize_t got = is_file ? sys.read(fd, record, sizeof record) : -1;
   if (fd >= 0) sys.close(fd);
   if (got < static_cast<ssize_t>(kGroup + sizeof(std::uint32_t))) {
     PrintOutput("Could not access the boot file to check permissions.\n");
@@ -59,9 +61,19 @@ std::string FindOnPath(const std::string& program) {
   std::istringstream folders(path == nullptr ? "/usr/bin:/bin" : path);
   for (std::string folder; std::getline(folders, folder, ':');) {
     std::string full = (folder.empty() ? std::string(".") : folder) + "/" + program;
-    if (access(full.c_str(), X_OK) == 0) return full;
+    struct stat status {};
+    if (access(full.c_str(), X_OK) == 0 && sys.stat(full.c_str(), &status) == 0 &&
+        S_ISREG(status.st_mode))
+      return full;
   }
   return "";
+}
+
+bool IsSameFile(const std::string& a, const std::string& b) {
+  struct stat first {
+  }, second{};
+  return sys.stat(a.c_str(), &first) == 0 && sys.stat(b.c_str(), &second) == 0 &&
+         S_ISREG(first.st_mode) && first.st_dev == second.st_dev && first.st_ino == second.st_ino;
 }
 
 std::string BaseName(const std::string& path) { return path.substr(path.rfind('/') + 1); }

@@ -27,6 +27,9 @@ void readZorvaBoot(unsigned char (&record)[kBootRecordSize], const char* program
 // The full path of a program on the search path; empty when it is not there.
 [[nodiscard]] std::string FindOnPath(const std::string& program);
 
+// Whether both names are the same regular file.
+[[nodiscard]] bool IsSameFile(const std::string& a, const std::string& b);
+
 // The text after the last "/".
 [[nodiscard]] std::string BaseName(const std::string& path);
 
