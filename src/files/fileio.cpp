@@ -71,6 +71,12 @@ int RemoveExisting(const std::string& name) {
            "\nAuto answer assuming Overwrite. Processing continues.\n", "O", "C"},
           opt.sw_automatic != 0);
   if (!Answers(answer, 'o')) return 0;
+  struct stat status {};
+  if (sys.lstat(name.c_str(), &status) == 0 && !S_ISREG(status.st_mode) &&
+      !S_ISLNK(status.st_mode)) {
+    PrintError("'%s' is no plain file; it is not removed.\n", name.c_str());
+    return 0;
+  }
   if (sys.unlink(name.c_str()) == 0) return 1;
   processError(errno, name);
   return 0;

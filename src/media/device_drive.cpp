@@ -3,11 +3,11 @@
 // place.
 
 #include <cerrno>
-#include <cstdlib>
 #include <vector>
 
 #include "media/drive.h"
 #include "platform/console.h"
+#include "platform/interrupt.h"
 #include "platform/system_calls.h"
 #include "platform/trace.h"
 
@@ -21,11 +21,9 @@ constexpr unsigned kSettleWait = 1;  // seconds between closing and opening
 
 class DeviceDrive : public Drive {
  public:
-  DeviceDrive(DeviceNames names, DriveUse use) : names_(std::move(names)), use_(use) {
-    const char* const manner = std::getenv("ZORTAPEREAD");
-    whole_reads_ = manner != nullptr && (*manner == 'f' || *manner == 'F');
-  }
-  ~DeviceDrive() override { CloseDevice(); }
+  DeviceDrive(DeviceNames names, const DriveRequest& request)
+      : names_(std::move(names)), use_(request.use), before_wait_(request.before_wait) {}
+  ~DeviceDrive() override { (void)CloseDevice(); }  // Close has told what there was to tell
 
   [[nodiscard]] bool Open() { return OpenName(names_.path(), use_); }
 
@@ -33,32 +31,28 @@ class DeviceDrive : public Drive {
   bool WriteBlock(std::span<const Byte> block, bool is_label) override;
   bool WriteMark() override { return ReopenPatiently(names_.path(), use_); }
   // A device that has only a rewinding name stays open: closing it would lose the place.
-  bool Reopen() override {
-    if (names_.no_rewind.empty()) return true;
-    CloseDevice();
-    sys.sleep(kSettleWait);
-    return OpenName(names_.path(), use_);
-  }
+  bool Reopen() override { return !keeps_place() || ReopenPatiently(names_.path(), use_); }
   // Closing the rewinding device rewinds the tape.
   bool Rewind() override;
   bool LoadNextVolume() override { return false; }
   bool TakeMounted() override {
-    CloseDevice();
-    return OpenName(names_.path(), use_);
+    return (!keeps_place() || Rewind()) && ReopenPatiently(names_.path(), use_);
   }
   bool Close() override;
+  [[nodiscard]] bool keeps_place() const override { return !names_.no_rewind.empty(); }
 
  private:
   bool OpenName(const std::string& name, DriveUse use);
   bool ReopenPatiently(const std::string& name, DriveUse use);
-  void CloseDevice() {
-    if (fd_ >= 0) sys.close(fd_);
+  bool CloseDevice() {
+    const bool closed = fd_ < 0 || sys.close(fd_) == 0;
     fd_ = -1;
+    return closed;
   }
 
   DeviceNames names_;
   DriveUse use_;
-  bool whole_reads_ = false;  // reads go on until all that was asked for is there
+  void (*before_wait_)();
   int fd_ = -1;
   std::vector<Byte> buffer_;
 };
@@ -70,7 +64,7 @@ bool DeviceDrive::OpenName(const std::string& name, DriveUse use) {
 }
 
 bool DeviceDrive::ReopenPatiently(const std::string& name, DriveUse use) {
-  CloseDevice();
+  if (!CloseDevice()) return false;
   sys.sleep(kSettleWait);
   for (int reopening = 0; !OpenName(name, use); ++reopening) {
     if ((errno != EBUSY && errno != EINTR) || reopening == kReopenings) return false;
@@ -81,19 +75,16 @@ bool DeviceDrive::ReopenPatiently(const std::string& name, DriveUse use) {
 
 Drive::Block DeviceDrive::ReadBlock(std::size_t most) {
   if (buffer_.size() < most) buffer_.resize(most);
-  std::size_t have = 0;
   for (int retries = 0;;) {
-    const ssize_t got = sys.read(fd_, buffer_.data() + have, most - have);
-    if (got >= 0) {
-      have += static_cast<std::size_t>(got);
-      if (whole_reads_ && got > 0 && have < most) continue;
-      return {.data = {buffer_.data(), have}};
-    }
+    if (before_wait_ != nullptr) before_wait_();
+    const ssize_t got = sys.read(fd_, buffer_.data(), most);
+    if (got >= 0) return {.data = {buffer_.data(), static_cast<std::size_t>(got)}};
     const int error = errno;
+    if (error == EINTR && InterruptScope::Pending() != 0) return {};  // the user ends the input
     const bool transient = error == EAGAIN || error == EINTR || error == EBUSY;
     if (!transient || ++retries > kRetries) {
-      TRACE_LINE("#tapein: %s size: %d ret: %d; %d\n", whole_reads_ ? "fread" : "read",
-                 static_cast<int>(most), static_cast<int>(got), error);
+      TRACE_LINE("#tapein: read size: %d ret: %d; %d\n", static_cast<int>(most),
+                 static_cast<int>(got), error);
       return {.error = error};
     }
   }
@@ -113,22 +104,18 @@ bool DeviceDrive::WriteBlock(std::span<const Byte> block, bool /*is_label*/) {
 
 bool DeviceDrive::Rewind() {
   TRACE_LINE("#Rewind %s (fh: %X)\n", names_.rewind.c_str(), static_cast<unsigned>(fd_));
-  if (!ReopenPatiently(names_.rewind, DriveUse::kRead)) return false;
-  CloseDevice();
-  return true;
+  return ReopenPatiently(names_.rewind, DriveUse::kRead) && CloseDevice();
 }
 
 bool DeviceDrive::Close() {
   const bool rewinds = use_ == DriveUse::kWrite || !names_.rewind.ends_with('n');
-  const bool result = !rewinds || Rewind();
-  CloseDevice();
-  return result;
+  return rewinds ? Rewind() : CloseDevice();
 }
 
 }  // namespace
 
-std::unique_ptr<Drive> OpenDevice(const DeviceNames& names, DriveUse use) {
-  auto drive = std::make_unique<DeviceDrive>(names, use);
+std::unique_ptr<Drive> OpenDevice(const DeviceNames& names, const DriveRequest& request) {
+  auto drive = std::make_unique<DeviceDrive>(names, request);
   if (!drive->Open()) return nullptr;
   return drive;
 }

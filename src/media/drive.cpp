@@ -55,12 +55,12 @@ const char* DescribeMode(mode_t mode) {
 OpenedDrive OpenDrive(const DriveRequest& request) {
   TRACE_FRAME();
   OpenedDrive opened;
-  const std::string path =
-      request.path.find_first_not_of(' ') == std::string::npos ? "" : request.path;
+  const bool is_empty = request.path.empty() || static_cast<unsigned char>(request.path[0]) <= ' ';
+  const std::string path = is_empty ? "" : request.path;
   if (ParseImagePath(path).is_image) {
     opened.is_drive = true;
     opened.names.rewind = path;
-    opened.drive = OpenImages(path, request.use);
+    opened.drive = OpenImages(request);
     return opened;
   }
   if (!SettleNames(path, opened.names)) {
@@ -69,12 +69,13 @@ OpenedDrive OpenDrive(const DriveRequest& request) {
   }
   struct stat status {};
   const bool there = sys.stat(opened.names.rewind.c_str(), &status) == 0;
-  TRACE_LINE("#openTape:    Device for rewind '%s' %s\n", opened.names.rewind.c_str(),
+  const char* const operation = request.use == DriveUse::kRead ? "openTapeIn" : "openTapeOut";
+  TRACE_LINE("#%s:    Device for rewind '%s' %s\n", operation, opened.names.rewind.c_str(),
              DescribeMode(there ? status.st_mode : 0));
-  TRACE_LINE("#openTape: Device for no rewind '%s'\n", opened.names.no_rewind.c_str());
+  TRACE_LINE("#%s: Device for no rewind '%s'\n", operation, opened.names.no_rewind.c_str());
   opened.is_drive = there && (S_ISCHR(status.st_mode) || S_ISBLK(status.st_mode));
   errno = 0;
-  if (opened.is_drive) opened.drive = OpenDevice(opened.names, request.use);
+  if (opened.is_drive) opened.drive = OpenDevice(opened.names, request);
   return opened;
 }
 

@@ -42,16 +42,21 @@ class Drive {
   // Puts in the next volume of a list; false when there is none and somebody must be asked. The
   // volume is at its beginning then.
   [[nodiscard]] virtual bool LoadNextVolume() = 0;
-  // Takes the volume that somebody has mounted. False with errno set.
+  // Takes the volume that somebody has mounted, from its beginning. False with errno set.
   [[nodiscard]] virtual bool TakeMounted() = 0;
   // Writes out, rewinds if the device does, and closes. False after a failed write.
   [[nodiscard]] virtual bool Close() = 0;
 
   // What was written of the volume so far, for those who look.
   virtual void Flush() {}
+  // Whether marks can be written and stepped over without losing the place.
+  [[nodiscard]] virtual bool keeps_place() const { return true; }
 };
 
 enum class DriveUse { kRead, kWrite };
+
+// The most bytes of a block on an image.
+inline constexpr std::size_t kMostOnImage = 0xFFFFFF;
 
 // The drive behind a path: an image list ("tap:A,B", "aws:A") or, for character and block devices
 // and paths in /dev, a device; an empty path is the device that the environment names. Null with
@@ -69,8 +74,12 @@ struct OpenedDrive {
 };
 [[nodiscard]] OpenedDrive OpenDrive(const DriveRequest& request);
 
-// Both homes; used by OpenDrive and by tests.
-[[nodiscard]] std::unique_ptr<Drive> OpenDevice(const DeviceNames& names, DriveUse use);
-[[nodiscard]] std::unique_ptr<Drive> OpenImages(const std::string& path, DriveUse use);
+// Both homes.
+[[nodiscard]] std::unique_ptr<Drive> OpenDevice(const DeviceNames& names,
+                                                const DriveRequest& request);
+[[nodiscard]] std::unique_ptr<Drive> OpenImages(const DriveRequest& request);
+
+// Whether two paths, of volumes or files, have a regular file in common.
+[[nodiscard]] bool ShareFile(const std::string& a, const std::string& b);
 
 }  // namespace tolvane

@@ -10,7 +10,8 @@
 namespace tolvane {
 namespace {
 
-constexpr const char* kNames[] = {"VOL1", "HDR1", "HDR2", "EOF1", "EOF2", "EOV1", "EOV2"};
+// Labels of every kind have a digit behind one of these.
+constexpr std::string_view kKinds[] = {"VOL", "HDR", "EOF", "EOV", "UVL", "UHL", "UTL"};
 
 // A label under construction, in ASCII.
 class Builder {
@@ -44,8 +45,9 @@ class Builder {
 };
 
 bool IsName(const std::string& text) {
-  return std::any_of(std::begin(kNames), std::end(kNames),
-                     [&](const char* name) { return LabelIs(text, name); });
+  const std::string_view name(text.data() + label::kName.offset, label::kName.width);
+  return name[3] >= '1' && name[3] <= '9' &&
+         std::find(std::begin(kKinds), std::end(kKinds), name.substr(0, 3)) != std::end(kKinds);
 }
 
 }  // namespace
@@ -88,7 +90,7 @@ Label MakeHdr2(const char* name, const BlockFormat& format) {
 }
 
 std::optional<std::string> ReadLabel(std::span<const Byte> block) {
-  if (block.size() < kLabelSize) return std::nullopt;
+  if (block.size() != kLabelSize) return std::nullopt;
   std::string text(block.begin(), block.begin() + kLabelSize);
   if (IsName(text)) return text;
   for (char& c : text) c = static_cast<char>(ebc2asc[static_cast<Byte>(c)]);
@@ -96,10 +98,10 @@ std::optional<std::string> ReadLabel(std::span<const Byte> block) {
   return std::nullopt;
 }
 
-bool MayBeginVolume(std::span<const Byte> bytes) {
+bool MayBeginVolume(std::span<const Byte> bytes, bool may_be_ascii) {
   for (const std::string_view name : {"VOL1", "HDR1"}) {
     const std::size_t count = std::min(bytes.size(), name.size());
-    bool is_ascii = true, is_ebcdic = true;
+    bool is_ascii = may_be_ascii, is_ebcdic = true;
     for (std::size_t i = 0; i < count; ++i) {
       is_ascii = is_ascii && bytes[i] == static_cast<Byte>(name[i]);
       is_ebcdic = is_ebcdic && ebc2asc[bytes[i]] == static_cast<Byte>(name[i]);

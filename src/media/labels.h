@@ -67,10 +67,11 @@ struct BlockFormat {
 // `name` is "HDR2", "EOF2" or "EOV2".
 [[nodiscard]] Label MakeHdr2(const char* name, const BlockFormat& format);
 
-// The label's text in ASCII, when it is one of the names in ASCII or EBCDIC.
+// The label's text in ASCII, when the block has a label's size and name in ASCII or EBCDIC.
 [[nodiscard]] std::optional<std::string> ReadLabel(std::span<const Byte> block);
 // Whether the first bytes of a label, fewer than its name perhaps, may begin a VOL1 or HDR1.
-[[nodiscard]] bool MayBeginVolume(std::span<const Byte> bytes);
+// Text counts only when it is in EBCDIC: `may_be_ascii` false.
+[[nodiscard]] bool MayBeginVolume(std::span<const Byte> bytes, bool may_be_ascii);
 // A field of a label's text, without trailing blanks.
 [[nodiscard]] std::string LabelField(const std::string& text, label::Field field);
 // The decimal number in a field; nothing when it holds anything else.

@@ -49,7 +49,10 @@ struct TapeObject {
 // Reads an image object by object. Damage ends it: the same object comes again.
 class TapeImageReader {
  public:
-  explicit TapeImageReader(ImageFormat format) : format_(format) {}
+  // `before_wait` is called before a read that may block.
+  explicit TapeImageReader(ImageFormat format, void (*before_wait)() = nullptr) : format_(format) {
+    stream_.before_wait = before_wait;
+  }
 
   // False with errno set.
   [[nodiscard]] bool Open(const std::string& path);

@@ -5,6 +5,7 @@
 
 #include "media/tape_io.h"
 #include "platform/console.h"
+#include "platform/interrupt.h"
 #include "platform/paths.h"
 #include "platform/trace.h"
 
@@ -47,6 +48,12 @@ std::size_t DropDescriptor(TapeIo& tape) {
     GiveUp(tape);
     return 0;
   }
+  if (static_cast<std::size_t>(length) < got && !tape.warned_of_tail) {
+    PrintWarning("Block %ld of '%s' has %zu bytes behind its %d; such tails are passed over.\n",
+                 tape.blocks_read, tape.device.c_str(), got - static_cast<std::size_t>(length),
+                 length);
+    tape.warned_of_tail = true;
+  }
   tape.block_size = length;
   tape.block =
       tape.block.subspan(kDescriptorWidth, static_cast<std::size_t>(length) - kDescriptorWidth);
@@ -59,14 +66,15 @@ std::size_t GetTapeBlock(TapeIo& tape) {
   constexpr std::size_t kMore = 8;
   constexpr std::size_t kLeastCapacity = 32768;
   const auto size = static_cast<std::size_t>(std::max(tape.block_size, 1));
-  const std::size_t most = tape.variable_blocked ? std::max(size, kLeastCapacity) : size + kMore;
+  const std::size_t most =
+      tape.variable_blocked || tape.is_text() ? std::max(size, kLeastCapacity) : size + kMore;
   const Drive::Block read = std::exchange(tape.has_early_block, false)
-                                ? Drive::Block{.data = tape.assembled}
+                                ? Drive::Block{.data = tape.early_block}
                                 : tape.drive->ReadBlock(most);
-  if (read.error != 0) {
-    PrintError(
-        "Block %ld of '%s': %s\n", tape.blocks_read + 1, tape.device.c_str(),
-        read.error == ENOMEM ? "it is longer than the block size" : std::strerror(read.error));
+  if (read.error != 0 || read.data.size() > most) {
+    const bool too_long = read.error == 0 || read.error == ENOMEM;
+    PrintError("Block %ld of '%s': %s\n", tape.blocks_read + 1, tape.device.c_str(),
+               too_long ? "it is longer than the block size" : std::strerror(read.error));
     GiveUp(tape);
     return 0;
   }
@@ -77,7 +85,11 @@ std::size_t GetTapeBlock(TapeIo& tape) {
   }
   ++tape.tape_marks;
   TRACE_LINE("#tapein: tape mark %s tape\n", tape.fixed_blocked ? "fix" : "var");
-  if (tape.labelled && !tape.drive->Reopen()) GiveUp(tape);
+  if (tape.labelled && !tape.drive->Reopen()) {
+    PrintError("Stepping over a tape mark of '%s': %s\n", tape.device.c_str(),
+               std::strerror(errno));
+    GiveUp(tape);
+  }
   return 0;
 }
 
@@ -134,12 +146,28 @@ std::span<const Byte> PeekLine(InputStream& stream, std::size_t most) {
   }
 }
 
+// The same for a tape, whose blocks follow each other as text.
+std::span<const Byte> PeekTapeLine(TapeIo& tape, std::size_t most) {
+  for (std::size_t searched = 0;;) {
+    const auto begin = tape.text.begin() + static_cast<std::ptrdiff_t>(searched);
+    const auto feed = std::find(begin, tape.text.end(), Byte{'\n'});
+    const auto ended = static_cast<std::size_t>(feed - tape.text.begin());
+    if (feed != tape.text.end() && ended < most) return std::span(tape.text).first(ended + 1);
+    if (tape.text.size() >= most) return std::span(tape.text).first(most);
+    searched = tape.text.size();
+    while (GetTapeBlock(tape) == 0)
+      if (InterruptScope::Pending() != 0 || readEof(tape) == 0) return tape.text;
+    tape.text.insert(tape.text.end(), tape.block.begin(), tape.block.end());
+  }
+}
+
 // One line, without its end, padded with spaces to the record size. A line of more than a
 // record's bytes goes on in the next record.
 std::size_t GetLine(TapeIo& tape) {
   const auto record_size = static_cast<std::size_t>(tape.record_size);
   const std::size_t end_width = tape.msdos_text ? 2 : 1;
-  const auto shown = PeekLine(tape.stream, record_size + end_width);
+  const std::size_t most = record_size + end_width;
+  const auto shown = tape.is_tape() ? PeekTapeLine(tape, most) : PeekLine(tape.stream, most);
   if (shown.empty()) return 0;
 
   std::size_t taken = shown.size();
@@ -161,15 +189,20 @@ std::size_t GetLine(TapeIo& tape) {
   }
   tape.assembled.assign(line.begin(), line.end());
   tape.assembled.resize(record_size, ' ');
-  TakeBlock(tape, shown, taken);
+  if (tape.is_tape()) {
+    tape.text.erase(tape.text.begin(), tape.text.begin() + static_cast<std::ptrdiff_t>(taken));
+  } else {
+    TakeBlock(tape, shown, taken);
+  }
   tape.block = tape.assembled;
   return record_size;
 }
 
 // The next block, on the next volume if this one is at its end; 0 when there is none.
 std::size_t NextBlock(TapeIo& tape) {
-  const std::size_t length = getBlk(tape);
-  return length == 0 && readEof(tape) != 0 ? getBlk(tape) : length;
+  std::size_t length = getBlk(tape);
+  while (length == 0 && InterruptScope::Pending() == 0 && readEof(tape) != 0) length = getBlk(tape);
+  return length;
 }
 
 // What a block leaves when its size is no multiple of the record size is passed over, unless the
@@ -254,7 +287,8 @@ TapeRecord GetVariableRecord(TapeIo& tape, std::int32_t capacity) {
 std::unique_ptr<TapeIo> openTapeIn(const TapeInRequest& request) {
   TRACE_FRAME();
   auto tape = std::make_unique<TapeIo>();
-  OpenedDrive opened = OpenDrive({.path = request.path, .use = DriveUse::kRead});
+  OpenedDrive opened =
+      OpenDrive({.path = request.path, .use = DriveUse::kRead, .before_wait = request.before_wait});
   if (opened.is_drive && opened.drive == nullptr) return nullptr;
   tape->drive = std::move(opened.drive);
   tape->names = opened.names;
@@ -269,7 +303,7 @@ std::unique_ptr<TapeIo> openTapeIn(const TapeInRequest& request) {
     tape->unix_text = request.kind == InputKind::kUnixText;
     tape->msdos_text = !tape->unix_text;
     tape->volume_serial = tape->unix_text ? "UNIX" : "MSDOS";
-    tape->block_size = request.record_size + (tape->unix_text ? 1 : 2);
+    tape->block_size = request.record_size;
     tape->fixed_blocked = true;
     tape->variable_blocked = false;
   }
@@ -277,7 +311,7 @@ std::unique_ptr<TapeIo> openTapeIn(const TapeInRequest& request) {
   if (!tape->is_tape() && !tape->stream.Open(tape->device)) return nullptr;
   tape->regular_file = tape->stream.is_regular();
   errno = 0;
-  if (!tape->is_text() && readHdr(*tape) == 0) return nullptr;
+  if (readHdr(*tape) == 0) return nullptr;
   if (!tape->is_tape() && !tape->labelled && tape->stream.Peek(1).empty()) {
     errno = tape->stream.error();
     return nullptr;
@@ -295,8 +329,8 @@ void closeTapeIn(TapeIo& tape) {
 std::size_t getBlk(TapeIo& tape) {
   tape.block = {};
   if (tape.end_of_file) return 0;
-  const std::size_t length = tape.is_tape()          ? GetTapeBlock(tape)
-                             : tape.is_text()        ? GetLine(tape)
+  const std::size_t length = tape.is_text()          ? GetLine(tape)
+                             : tape.is_tape()        ? GetTapeBlock(tape)
                              : tape.variable_blocked ? GetVariableBlock(tape)
                                                      : GetFixedBlock(tape);
   if (length == 0) {

@@ -48,7 +48,9 @@ struct TapeIo {
   bool regular_file = false;
   bool labelled = false;         // a VOL1 or HDR1 was found
   bool damaged = false;          // the volume was not read to its end
-  bool has_early_block = false;  // the first data block stands in `assembled`
+  bool has_early_block = false;  // the first data block stands in `early_block`
+  bool is_later_volume = false;
+  bool warned_of_tail = false;   // told that variable blocks are longer than they say
   bool warned_of_rest = false;   // told that blocks end in part of a record
   bool warned_of_split = false;  // told that lines are longer than a record
 
@@ -59,10 +61,12 @@ struct TapeIo {
 
   std::unique_ptr<Drive> drive;  // a tape; null for a file
   DeviceNames names;
-  InputStream stream;           // a file
-  std::span<const Byte> block;  // what is left of the block at hand
-  std::vector<Byte> assembled;  // a line padded, or a record put together from two blocks
-  std::vector<Byte> rest;       // what a block left behind its last whole record
+  InputStream stream;             // a file
+  std::span<const Byte> block;    // what is left of the block at hand
+  std::vector<Byte> assembled;    // a line padded, or a record put together from two blocks
+  std::vector<Byte> rest;         // what a block left behind its last whole record
+  std::vector<Byte> early_block;  // a data block met where a label was looked for
+  std::vector<Byte> text;         // bytes of text blocks of a tape not yet made lines
 
   [[nodiscard]] bool is_text() const { return msdos_text || unix_text; }
   [[nodiscard]] bool is_tape() const { return drive != nullptr; }

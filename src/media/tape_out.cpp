@@ -5,6 +5,7 @@
 #include <cstring>
 #include <limits>
 
+#include "media/tape_image.h"
 #include "platform/clock.h"
 #include "platform/console.h"
 #include "platform/trace.h"
@@ -53,7 +54,17 @@ bool addTrailer(TapeOut& tape, const std::string& kind) {
          putLabel(tape, MakeHdr2(second.c_str(), FormatOf(tape))) && putTapeMark(tape);
 }
 
-// Whether the sizes fit the descriptors and labels that must hold them.
+// Makes the block size what blocks will have: whole records, and at least one.
+void SettleBlockSize(TapeOut& tape) {
+  const auto room = static_cast<std::int64_t>(RoomOfRecord(tape));
+  const std::int64_t head = tape.is_variable() ? kDescriptorWidth : 0;
+  std::int64_t size = tape.is_text() ? room : tape.block_size;
+  if (!tape.is_variable()) size -= size % room;
+  tape.block_size = static_cast<std::int32_t>(std::min<std::int64_t>(
+      std::max(size, room + head), std::numeric_limits<std::int32_t>::max()));
+}
+
+// Whether the sizes fit the descriptors, labels and images that must hold them.
 bool SizesFit(const TapeOut& tape) {
   constexpr std::int32_t kLargestDescriptor = 32767;
   constexpr std::int32_t kLargestInLabel = 99999;
@@ -62,7 +73,9 @@ bool SizesFit(const TapeOut& tape) {
       static_cast<std::int64_t>(RoomOfRecord(tape) + (tape.is_variable() ? kDescriptorWidth : 0)));
   const std::int64_t most = tape.is_variable() ? kLargestDescriptor
                             : tape.labelled    ? kLargestInLabel
-                                               : std::numeric_limits<std::int32_t>::max();
+                            : ParseImagePath(tape.device).is_image
+                                ? static_cast<std::int64_t>(kMostOnImage)
+                                : std::numeric_limits<std::int32_t>::max();
   if (tape.record_size > 0 && block <= most) return true;
   PrintError("Blocks of %ld bytes with records of %d can not be written to '%s': the most is %ld\n",
              block, tape.record_size, tape.device.c_str(), most);
@@ -131,9 +144,7 @@ bool putBlk(TapeOut& tape) {
 std::unique_ptr<TapeOut> openTapeOut(const TapeOutRequest& request) {
   TRACE_FRAME();
   auto tape = std::make_unique<TapeOut>();
-  OpenedDrive opened = OpenDrive({.path = request.path, .use = DriveUse::kWrite});
-  tape->drive = std::move(opened.drive);
-  tape->device = opened.names.rewind;
+  tape->device = request.path;
   tape->volume_serial = request.volume_serial;
   tape->file_label = request.file_label;
   tape->fixed_blocked = request.fixed;
@@ -141,12 +152,24 @@ std::unique_ptr<TapeOut> openTapeOut(const TapeOutRequest& request) {
   tape->block_size = request.block_size < 1 ? request.record_size : request.block_size;
   tape->unix_text = request.kind == InputKind::kUnixText;
   tape->msdos_text = request.kind == InputKind::kMsdosText;
-  if (tape->is_text()) tape->block_size = static_cast<std::int32_t>(RoomOfRecord(*tape));
   tape->labelled = !IsBlank(tape->volume_serial) && !IsBlank(tape->file_label) &&
                    tape->volume_serial != kNoLabels;
+  if (tape->record_size > 0) SettleBlockSize(*tape);
   if (!SizesFit(*tape)) return nullptr;
+
+  OpenedDrive opened = OpenDrive({.path = request.path, .use = DriveUse::kWrite});
+  tape->drive = std::move(opened.drive);
+  tape->device = opened.names.rewind;
   if (opened.is_drive ? !tape->is_tape() : !tape->stream.Open(tape->device)) {
-    PrintOutput("Error %d '%s' opening %s\n", errno, std::strerror(errno), tape->device.c_str());
+    if (!tape->device.empty())
+      PrintOutput("Error %d '%s' opening %s\n", errno, std::strerror(errno), tape->device.c_str());
+    return nullptr;
+  }
+  if (tape->labelled && tape->is_tape() && !tape->drive->keeps_place()) {
+    PrintError(
+        "A labelled backup to '%s' needs the device's name that does not rewind, in "
+        "ZORTAPENRWD.\n",
+        tape->device.c_str());
     return nullptr;
   }
   if (tape->labelled && !addTapeLabel(*tape)) {
@@ -185,6 +208,8 @@ std::int32_t closeTapeOut(TapeOut& tape) {
   tape.lost += tape.stream.lost();
   return tape.blocks_written;
 }
+
+std::int64_t LostBlocks(const TapeOut& tape) { return tape.lost + tape.stream.lost(); }
 
 void FlushTapeOut(TapeOut& tape) {
   if (tape.is_tape()) {

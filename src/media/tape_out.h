@@ -66,6 +66,9 @@ struct TapeOut {
 // the number of blocks written; `lost` then counts those that could not be.
 std::int32_t closeTapeOut(TapeOut& tape);
 
+// Blocks that could not be written, as far as that is known.
+[[nodiscard]] std::int64_t LostBlocks(const TapeOut& tape);
+
 // Makes what was written so far visible to those who look.
 void FlushTapeOut(TapeOut& tape);
 

@@ -12,7 +12,6 @@
 #include "platform/clock.h"
 #include "platform/console.h"
 #include "platform/interrupt.h"
-#include "platform/paths.h"
 #include "platform/trace.h"
 #include "state/options.h"
 #include "state/run.h"
@@ -42,6 +41,7 @@ class Backup {
   std::optional<OutputInUse> open_;
   std::optional<RecordConverter> converter_;
   std::vector<Byte> OutRecord_;
+  bool told_of_loss_ = false;
 };
 
 int Backup::Run() {
@@ -56,14 +56,15 @@ int Backup::Run() {
     converter_.emplace(mask_list, true);
     OutRecord_.resize(static_cast<std::size_t>(opt.gblRecSize) + converter_->growth());
   }
+  int result = 1;
   {
     const InterruptScope interruptible;
-    if (SkipRecords() != 0 && TransferRecords() == 0) return 0;
+    if (SkipRecords() != 0) result = TransferRecords();
   }
-  if (file_->Failed()) return 0;
+  if (file_->Failed()) result = 0;
   Finish();
   DieOfPendingSignal();
-  return 1;
+  return result;
 }
 
 int Backup::AskRecordSize() {
@@ -79,7 +80,7 @@ int Backup::AskRecordSize() {
 }
 
 int Backup::OpenVolume() {
-  if (IsSameFile(opt.infile, opt.outfile)) {
+  if (ShareFile(opt.infile, opt.outfile)) {
     PrintError("Input and output are the same file: '%s'\n", opt.infile.c_str());
     return 0;
   }
@@ -94,12 +95,13 @@ int Backup::OpenVolume() {
     PrintError("Opening output: %s\n", opt.outfile.c_str());
     return 0;
   }
+  if (opt.outfile.empty()) opt.outfile = tape_->device;
   open_.emplace([this] { FlushTapeOut(*tape_); });
   return 1;
 }
 
 void Backup::PrintBanner() const {
-  PrintOutput("Transferring %s to %s%s\n", opt.infile.c_str(), opt.outfile.c_str(),
+  PrintOutput("Transferring %s to %s%s\n", opt.infile.c_str(), tape_->device.c_str(),
               opt.sw_sequential != 0 ? "" : ".");
   if (!tape_->is_text())
     PrintOutput("==== block size: %d  input record size: %d ====\n", tape_->block_size,
@@ -120,7 +122,7 @@ int Backup::TransferRecords() {
     ++run.nCurrOutputRec;
     if (opt.sw_quiet == 0 && run.nCurrOutputRec % kProgressStep == 0)
       PrintOutput("Records backed up so far:%ld\r", run.nCurrOutputRec);
-    if (run.nCurrOutputRec == opt.nEndRec || InterruptScope::Pending() != 0) break;
+    if (run.nCurrOutputRec >= opt.nEndRec || InterruptScope::Pending() != 0) break;
   }
   return 1;
 }
@@ -131,7 +133,12 @@ int Backup::TransferRecord(std::span<const Byte> record) {
     if (converter_->ConvertBinChars(record, OutRecord_.data()) == 0) return 0;
     out = OutRecord_.data();
   }
-  return putTapeOut(*tape_, out) ? 1 : 0;
+  const bool taken = putTapeOut(*tape_, out);
+  if (!told_of_loss_ && LostBlocks(*tape_) > 0) {
+    told_of_loss_ = true;
+    PrintError("Writing to output file: %s\n", tape_->device.c_str());
+  }
+  return taken ? 1 : 0;
 }
 
 void Backup::PrintTotals() const {
@@ -149,7 +156,7 @@ void Backup::Finish() {
   PrintTotals();
   run.nCurrOutputRec = closeTapeOut(*tape_);
   if (tape_->lost > 0) {
-    PrintError("Writing to output file: %s\n", opt.outfile.c_str());
+    if (!told_of_loss_) PrintError("Writing to output file: %s\n", tape_->device.c_str());
     PrintOutput("TOTAL blocks that could not be written: %ld\n", tape_->lost);
   }
 }

@@ -15,7 +15,6 @@
 #include "platform/clock.h"
 #include "platform/console.h"
 #include "platform/interrupt.h"
-#include "platform/paths.h"
 #include "platform/trace.h"
 #include "reports/side_reports.h"
 #include "state/options.h"
@@ -47,7 +46,9 @@ class Restore {
  private:
   int OpenInput();
   int SettleRecordSize();
+  int ConfirmRecordSize();
   int CheckMaskFits() const;
+  int CheckInputIsSafe() const;
   int OpenOutput();
   void PrintBanner() const;
   int PrepareRecords();
@@ -74,10 +75,8 @@ int Restore::PrepareRestoreOper() {
   if (request_.block_size < 1) request_.block_size = DefaultBlockSize(request_.record_size);
   if (OpenInput() == 0 || SettleRecordSize() == 0) return 0;
   if (CheckMaskFits() == 0) return 0;
-  if (opt.sw_restore != 0 && IsSameFile(opt.infile, opt.outfile)) {
-    PrintError("Input and output are the same file: '%s'\n", opt.infile.c_str());
+  if (opt.sw_restore != 0 && (VerifyZorFileName(opt.outfile) == 0 || CheckInputIsSafe() == 0))
     return 0;
-  }
   if (opt.sw_create != 0 && opt.sw_restore != 0 && CreateOutFile() == 0) {
     PrintOutput("Failed creating output file\n");
     return 0;
@@ -106,7 +105,15 @@ int Restore::OpenInput() {
                       .fixed = opt.sw_fixedBR != 0,
                       .before_wait = OutputInUse::Flush});
   if (tape_ != nullptr) {
-    if (opt.sw_fixedBR != 0) tape_->fixed_blocked = true;
+    if (opt.sw_fixedBR != 0 && tape_->variable_blocked) {
+      PrintWarning(
+          "'%s' is labelled as variable blocks but read as fixed ones; RECORD SIZE IS V "
+          "reads it as it is.\n",
+          tape_->device.c_str());
+      tape_->fixed_blocked = true;
+      tape_->variable_blocked = false;
+    }
+    if (opt.infile.empty()) opt.infile = tape_->device;
     pTapeIo = tape_.get();
     return 1;
   }
@@ -119,7 +126,21 @@ int Restore::OpenInput() {
   return 0;
 }
 
+// The volume's record size wins over the one supplied, when the user agrees.
+int Restore::ConfirmRecordSize() {
+  if (tape_->variable_blocked || opt.gblRecSize < 1 || tape_->record_size == opt.gblRecSize)
+    return 1;
+  PrintOutput("Supplied input record size: %d is different from tape record size: %d.\n",
+              opt.gblRecSize, tape_->record_size);
+  PrintOutput("If you continue; the input record size will be %d.\n", tape_->record_size);
+  const std::string answer = Ask({"Do you wish to continue (Y/N) ?>",
+                                  "\nAuto answer assuming Yes. Processing continues.\n", "Y", "N"},
+                                 opt.sw_automatic != 0);
+  return Answers(answer, 'n') ? 0 : 1;
+}
+
 int Restore::SettleRecordSize() {
+  if (ConfirmRecordSize() == 0) return 0;
   if (tape_->record_size < 1) {
     PrintOutput("Our record size is %d\n", tape_->record_size);
     PrintOutput("Please enter the actual record size\n?>");
@@ -127,8 +148,10 @@ int Restore::SettleRecordSize() {
       PrintOutput("Bad record Size. Terminating.\n");
       return 0;
     }
-    tape_->record_size = GetNumberFromStdin();
-    if (tape_->record_size < 1) return 0;
+    do {
+      tape_->record_size = GetNumberFromStdin();
+    } while (tape_->record_size == 0);
+    if (tape_->record_size < 0) return 0;
   }
   if (tape_->block_size < 1) tape_->block_size = tape_->record_size;
   request_.record_size = tape_->record_size;
@@ -145,6 +168,17 @@ int Restore::CheckMaskFits() const {
     PrintError("Option -%c%d:%d:%d lies beyond the %d bytes of the records of '%s'\n", item.type,
                item.location, static_cast<int>(item.length), item.occurs, request_.record_size,
                opt.infile.c_str());
+    return 0;
+  }
+  return 1;
+}
+
+// Neither the output nor a report beside it may be the input.
+int Restore::CheckInputIsSafe() const {
+  for (const char* suffix : {"", ".dups", ".rpt", ".bad"}) {
+    const std::string name = opt.outfile + suffix;
+    if (!ShareFile(opt.infile, name)) continue;
+    PrintError("Input and output are the same file: '%s'\n", name.c_str());
     return 0;
   }
   return 1;
@@ -238,7 +272,7 @@ int Restore::RestoreRecord(const TapeRecord& record) {
   }
   ++run.nCurrOutputRec;
   if (opt.sw_quiet == 0 && run.nCurrOutputRec % kProgressStep == 0) ShowProgress();
-  return run.nCurrOutputRec == request_.stop_count ? 0 : 1;
+  return run.nCurrOutputRec >= request_.stop_count ? 0 : 1;
 }
 
 // Returns how many bytes of `out` are filled, or -1 when the conversion stopped.
@@ -253,6 +287,8 @@ std::int64_t Restore::ConvertRecord(std::span<const Byte> record, Byte* out) {
   }
   const auto size = std::min(static_cast<std::size_t>(sizes.gblCpySize), record.size());
   std::copy_n(record.begin(), size, out);
+  if (record.size() < static_cast<std::size_t>(tape_->record_size))
+    return static_cast<std::int64_t>(size);
   // Deliberate: a plain copy brings two bytes more than the record, which are zero.
   out[size] = out[size + 1] = 0;
   return static_cast<std::int64_t>(size + 2);

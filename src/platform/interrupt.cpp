@@ -11,14 +11,18 @@ constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP};
 volatile std::sig_atomic_t pending = 0;
 struct sigaction before[std::size(kSignals)];
 
-void Remember(int signal) { pending = signal; }
+// The next signal of any of them ends the process.
+void Remember(int signal) {
+  pending = signal;
+  for (const int other : kSignals) std::signal(other, SIG_DFL);
+}
 
 }  // namespace
 
 InterruptScope::InterruptScope() {
   struct sigaction action {};
   action.sa_handler = Remember;
-  action.sa_flags = static_cast<int>(SA_RESETHAND);  // no SA_RESTART: a read that waits must end
+  // No SA_RESTART: a read that waits must end.
   for (std::size_t i = 0; i < std::size(kSignals); ++i) {
     sigaction(kSignals[i], nullptr, &before[i]);
     if (before[i].sa_handler != SIG_IGN) sigaction(kSignals[i], &action, nullptr);

@@ -1,6 +1,6 @@
 // Orderly ends: SIGINT, SIGTERM and SIGHUP while records flow. The first one is remembered, so
 // that the loop can stop between two records, write out what it has and print its totals; the
-// process then dies of that signal. A second one ends it at once.
+// process then dies of that signal. Any second one ends it at once.
 #pragma once
 
 namespace tolvane {

@@ -32,6 +32,7 @@ struct SideFile {
 
   // Null, after a message, when it cannot be opened.
   std::FILE* Open() {
+    if (before_message != nullptr) before_message();  // the output has what the entry speaks of
     if (file != nullptr) return file.get();
     const std::string name = opt.outfile + suffix;
     file.reset(std::fopen(name.c_str(), mode));
@@ -114,8 +115,12 @@ void writeBadMsg(std::span<const Byte> record) {
 }
 
 void FlushReports() {
-  for (const SideFile* side : {&duplicates, &binary_data, &non_matching})
-    if (side->file != nullptr) std::fflush(side->file.get());
+  for (const SideFile* side : {&duplicates, &binary_data, &non_matching}) {
+    if (side->file == nullptr) continue;
+    errno = 0;
+    if (std::fflush(side->file.get()) != 0 || std::ferror(side->file.get()) != 0)
+      processError(errno != 0 ? errno : EIO, opt.outfile + side->suffix);
+  }
 }
 
 void processError(int error, const std::string& name) {

@@ -43,7 +43,11 @@ class Tape : public ::testing::Test {
     ::testing::internal::CaptureStdout();
     ::testing::internal::CaptureStderr();
     Records records;
-    if (auto tape = openTapeIn({.path = path, .record_size = 4, .block_size = 8, .fixed = fixed})) {
+    if (auto tape = openTapeIn({.path = path,
+                                .record_size = 4,
+                                .block_size = block_size_,
+                                .kind = kind_,
+                                .fixed = fixed})) {
       for (;;) {
         const TapeRecord record = getTapeIn(*tape, 100);
         if (record.length == 0) break;
@@ -82,6 +86,8 @@ class Tape : public ::testing::Test {
   test::TempDir dir_;
   test::SavedSystem saved_;
   std::string said_, complained_;
+  std::int32_t block_size_ = 8;
+  InputKind kind_ = InputKind::kTape;
 };
 
 std::string Padded(std::string label) {
@@ -174,6 +180,94 @@ TEST_F(Tape, UnlabelledAndOddTapesAreReadAsFarAsTheyGo) {
   write({vol1, hdr1, hdr2("0000800004"), "*", "aaaabbbb"});
   EXPECT_EQ(Read(path), (Records{"aaaa", "bbbb"}));
   EXPECT_NE(complained_.find("ends without trailer labels"), std::string::npos);
+}
+
+// Labels that lack what should follow them: no data block is lost or taken for a label.
+TEST_F(Tape, BrokenHeadersCostNoData) {
+  const std::string data80(80, 'd'), data200(200, 'e');
+  const std::string vol1 = Padded("VOL1SER001");
+  const std::string hdr1 = Padded("HDR1FILE" + std::string(19, ' ') + "0001");
+  const std::string hdr2 = Padded("HDR2F0020000004"), uhl1 = Padded("UHL1 user label");
+  const std::string eof1 = Padded("EOF1"), eof2 = Padded("EOF2");
+  const struct {
+    const char* name;
+    std::vector<std::string> objects;
+    std::size_t records;
+  } cases[] = {
+      {"data of a label's size without a mark", {vol1, hdr1, hdr2, data80, "*", eof1, eof2}, 20},
+      {"long data behind VOL1", {vol1, data200, "*"}, 50},
+      {"long data behind HDR1", {vol1, hdr1, data200, "*", eof1, eof2}, 50},
+      {"user labels", {vol1, hdr1, hdr2, uhl1, "*", data200, "*", eof1, eof2}, 50},
+  };
+  for (const auto& c : cases) {
+    TapeImageWriter writer(ImageFormat::kTap);
+    ASSERT_TRUE(writer.Open(dir_.Path("t")));
+    for (const std::string& object : c.objects) {
+      if (object == "*") {
+        writer.WriteMark();
+      } else {
+        writer.WriteBlock({reinterpret_cast<const Byte*>(object.data()), object.size()});
+      }
+    }
+    ASSERT_TRUE(writer.Close());
+    block_size_ = 200;
+    EXPECT_EQ(Read("tap:" + dir_.Path("t")).size(), c.records) << c.name << complained_;
+  }
+}
+
+TEST_F(Tape, AVolumeThatThisRunHasWrittenIsNotBegunAgain) {
+  const Records records{"aaaa", "bbbb", "cccc", "dddd"};
+  ::testing::internal::CaptureStderr();
+  EXPECT_EQ(Write(Images("tap:", {"v1=290", "v1"}), records), 1);
+  EXPECT_NE(::testing::internal::GetCapturedStderr().find("File exists"), std::string::npos);
+  opt.sw_automatic = 1;
+  EXPECT_EQ(Read(Images("tap:", {"v1"})), (Records{"aaaa", "bbbb"}));
+}
+
+TEST_F(Tape, TextLinesRunOnAcrossTheBlocksOfATape) {
+  TapeImageWriter writer(ImageFormat::kTap);
+  ASSERT_TRUE(writer.Open(dir_.Path("t")));
+  for (const std::string block : {"ab\nabc", "d\nx\n\n", "last"})
+    writer.WriteBlock({reinterpret_cast<const Byte*>(block.data()), block.size()});
+  ASSERT_TRUE(writer.Close());
+  kind_ = InputKind::kUnixText;
+  EXPECT_EQ(Read("tap:" + dir_.Path("t")), (Records{"ab  ", "abcd", "x   ", "    ", "last"}));
+  kind_ = InputKind::kTape;
+}
+
+TEST_F(Tape, BlockSizesAreSettledBeforeTheyAreLabelled) {
+  const struct {
+    std::int32_t asked;
+    bool fixed;
+    const char* hdr2;
+  } cases[] = {
+      {10, true, "HDR2F0000800004"}, {3, true, "HDR2F0000400004"}, {0, false, "HDR2V0001200004"}};
+  for (const auto& c : cases) {
+    auto tape = openTapeOut({.path = "tap:" + dir_.Path("t"),
+                             .block_size = c.asked,
+                             .record_size = 4,
+                             .volume_serial = "S",
+                             .file_label = "L",
+                             .fixed = c.fixed});
+    ASSERT_NE(tape, nullptr);
+    EXPECT_EQ(closeTapeOut(*tape), 0);
+    EXPECT_EQ(Blocks("t")[2], Padded(c.hdr2));
+  }
+  ::testing::internal::CaptureStderr();
+  EXPECT_EQ(openTapeOut({.path = "tap:" + dir_.Path("t"), .record_size = 20000000}), nullptr);
+  EXPECT_NE(::testing::internal::GetCapturedStderr().find("can not be written to"),
+            std::string::npos);
+  EXPECT_EQ(Blocks("t").size(), 8U) << "a refused size must not empty the image";
+}
+
+TEST_F(Tape, FilesInCommonAreFoundBehindThePrefixes) {
+  dir_.WriteFile("a", "x");
+  dir_.WriteFile("b", "x");
+  const std::string a = dir_.Path("a"), b = dir_.Path("b");
+  EXPECT_TRUE(ShareFile(a, "tap:" + b + "," + a + "=10K"));
+  EXPECT_TRUE(ShareFile("aws:" + a, "tap:" + a));
+  EXPECT_FALSE(ShareFile(a, "tap:" + b));
+  EXPECT_FALSE(ShareFile(a, dir_.Path("missing")));
 }
 
 TEST_F(Tape, LabelledDiskFilesHaveNoMarks) {
@@ -278,6 +372,25 @@ TEST_F(TapeDevice, TransientErrorsAreTriedAgainSoManyTimes) {
   closeTapeIn(*tape);
   EXPECT_EQ(fake.busy_opens, 0);
   EXPECT_EQ(fake.sleeps, 1 + 1 + 21 * 3);
+}
+
+TEST_F(TapeDevice, EnterWithoutAnotherTapeReadsItsLabelsAgain) {
+  ASSERT_EQ(Write("", {"aaaa", "bbbb"}), 1);
+  auto tape = openTapeIn({.record_size = 4, .block_size = 8});
+  ASSERT_NE(tape, nullptr);
+  EXPECT_EQ(tape->volume_number, 1);
+  fake.place = 1;
+  ASSERT_TRUE(tape->drive->TakeMounted());
+  EXPECT_EQ(readHdr(*tape), 1);
+  EXPECT_EQ(tape->volume_serial, "SER001");
+}
+
+TEST_F(TapeDevice, LabelsAreNotWrittenWhereMarksLoseThePlace) {
+  ::testing::internal::CaptureStderr();
+  EXPECT_EQ(Write("/fake", {"aaaa"}), -1);
+  EXPECT_NE(::testing::internal::GetCapturedStderr().find("does not rewind, in ZORTAPENRWD"),
+            std::string::npos);
+  EXPECT_TRUE(fake.objects.empty());
 }
 
 TEST_F(TapeDevice, BothNamesMustBeInTheEnvironment) {

@@ -105,6 +105,31 @@ TEST_F(RestoreFlat, ExistingFilesAreAskedAbout) {
   EXPECT_EQ(dir_.ReadFile("in"), "newdata");
 }
 
+TEST_F(RestoreFlat, TheInputIsSafeFromTheOutputAndItsReports) {
+  dir_.WriteFile("out.rpt", FromHex("01"));
+  const ProgramResult report = Run({"-r", "-q", "-e", "-s1", "-fiout.rpt", "-foout"});
+  EXPECT_EQ(report.err, "\nERROR: Input and output are the same file: 'out.rpt'\n");
+  dir_.WriteFile("in", "abcd");
+  const ProgramResult typed = Run({"-r", "-c", "-q", "-s2", "-fiin"}, "in\nO\n");
+  EXPECT_EQ(typed.err, "\nERROR: Input and output are the same file: 'in'\n");
+  const ProgramResult image = Run({"-b", "-q", "-s2", "-fiin", "-fotap:in"});
+  EXPECT_EQ(image.err, "\nERROR: Input and output are the same file: 'in'\n");
+  const ProgramResult nine = Run({"-8", "-fiin", "-foin"});
+  EXPECT_EQ(nine.err, "\nERROR: Input and output are the same file: 'in'\n");
+  EXPECT_EQ(dir_.ReadFile("in"), "abcd");
+}
+
+TEST_F(RestoreFlat, ClosedStandardStreamsDoNotBecomeDataFiles) {
+  dir_.WriteFile("in", std::string(100, 'o'));
+  dir_.WriteFile("out", "old");
+  ProgramRun run{.arguments = {"-r", "-c", "-q", "-s10", "-fiin", "-foout"},
+                 .directory = dir_.Path(),
+                 .closed_input = true};
+  const ProgramResult result = RunProgram(BuiltProgram("tolvane"), run);
+  EXPECT_EQ(dir_.ReadFile("out"), "old") << "the question must not be answered by the data";
+  EXPECT_EQ(result.status, 0);
+}
+
 TEST_F(RestoreFlat, MissingDirectoriesAreMade) {
   dir_.WriteFile("in", "x");
   const ProgramResult quit = Run({"-r", "-c", "-q", "-s1", "-fiin", "-fosub/out"}, "q\n");
