@@ -1,7 +1,6 @@
 #include "dates/age_date.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <ctime>
 
 #include "platform/console.h"
@@ -50,8 +49,7 @@ std::string Text(std::span<const Byte> field, DatePart part) {
 DateAger::DateAger(const AgeEntry& entry)
     : entry_(entry),
       layout_(FindLayout(entry.format)),
-      default_{std::atoi(entry.default_year.c_str()), std::atoi(entry.default_month.c_str()),
-               std::atoi(entry.default_day.c_str())},
+      default_{entry.default_year, entry.default_month, entry.default_day},
       known_(kKnownDays) {}
 
 int DateAger::AgeDate(std::span<Byte> field) {
@@ -63,7 +61,8 @@ int DateAger::AgeDate(std::span<Byte> field) {
   if (LeaveAlone(field)) return 1;
   Day from;
   if (!ReadDay(field, from)) return Fail(field);
-  const auto hash = static_cast<std::size_t>(from.year * 372 + from.month * 31 + from.day);
+  const auto hash = static_cast<std::size_t>(from.year) * 372 +
+                    static_cast<std::size_t>(from.month * 31 + from.day);
   Known& known = known_[hash % kKnownDays];
   if (known.from != from) {
     Day to;

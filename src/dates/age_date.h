@@ -20,10 +20,10 @@ namespace tolvane {
 
 // One AGE statement.
 struct AgeEntry {
-  std::string name;         // of the field, compared without regard to case
-  std::string default_day;  // used when the field has no day, month or year, or zero
-  std::string default_month;
-  std::string default_year;
+  std::string name{};            // of the field, compared without regard to case
+  std::int32_t default_day = 1;  // used when the field has no day, month or year, or zero
+  std::int32_t default_month = 1;
+  std::int32_t default_year = 1970;
   char format = 0;       // layout letter
   std::int64_t age = 0;  // seconds to add
 };

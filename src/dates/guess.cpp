@@ -7,7 +7,7 @@ bool IsMonth(std::int64_t part) { return part >= 1 && part <= 12; }
 bool IsDay(std::int64_t part) { return part >= 1 && part <= 31; }
 bool IsYear(std::int64_t part) { return part >= 1900 && part <= 2099; }
 
-std::string OrUnknown(std::string letters) {
+std::string OrUnknown(const std::string& letters) {
   return letters.empty() ? std::string(1, kGuessUnknown) : letters;
 }
 

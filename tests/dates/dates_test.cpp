@@ -20,7 +20,7 @@ class Aging : public ::testing::Test {
   }
   // The field after aging; "failed" with the message when it could not be aged.
   static std::string Age(char layout, std::string field, std::int64_t seconds) {
-    const AgeEntry entry{"DATE", "15", "6", "1997", layout, seconds};
+    const AgeEntry entry{"DATE", 15, 6, 1997, layout, seconds};
     DateAger ager(entry);
     ::testing::internal::CaptureStderr();
     std::string first;
