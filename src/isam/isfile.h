@@ -99,9 +99,13 @@ void isLoadHead(File& file);
 bool isDelta(File& file);
 // Stores the dynamic fields and counts the change.
 void isHeadWrite(File& file);
+// Stores them within a change that has been counted.
+void isHeadFields(File& file);
 // Stores key count, first key-description node and flags.
 void isHeadKdsc(File& file);
-// Adds the description of an index with an empty root to the chain.
+// Gives an index its root, an empty leaf.
+void MakeRoot(File& file, Index& index);
+// Adds the description of an index to the chain; one that has no root yet gets it here.
 void AppendKeyEntry(File& file, Index& index);
 // Makes the chain hold the descriptions of the indexes as they are.
 void RewriteKeyEntries(File& file);

@@ -10,6 +10,7 @@ namespace isam {
 using tolvane::LoadBig;
 using tolvane::LoadBigWidth;
 using tolvane::StoreBig;
+using tolvane::StoreBigWidth;
 namespace n = layout::tree_node;
 
 namespace {
@@ -44,7 +45,7 @@ std::vector<Byte> Tree::Encode(const Byte* entries, int count, int level) const 
 
 void Tree::Insert(const Target& target, std::uint32_t record, Path& path) {
   const auto entry = MakeEntry(index_, target.bytes.data(), record);
-  (void)Seek(target, path);  // the place is right whether or not something follows
+  if (path.epoch != file_.epoch || path.depth == 0) (void)FindPlace(target, path);
   InsertAt(path, path.depth - 1, path.leaf().at, entry.data());
 }
 
@@ -108,7 +109,7 @@ void Tree::SplitInsert(Path& path, int level, int at, std::vector<Byte>& entries
   const int upper_count = static_cast<int>(upper.size() / size);
 
   const std::uint32_t number = path.step(level).node;
-  const std::uint32_t new_node = isGetFree(file_, FreeKind::kNode);
+  const std::uint32_t new_node = NewNode();
   isPutNode(file_, Encode(lower.data(), lower_count, node_level).data(), new_node);
   const auto for_lower = MakeEntry(index_, &lower[lower.size() - size], new_node);
   if (level > 0) {
@@ -117,7 +118,7 @@ void Tree::SplitInsert(Path& path, int level, int at, std::vector<Byte>& entries
     return;
   }
   // The root keeps its number and moves up a level.
-  const std::uint32_t upper_node = isGetFree(file_, FreeKind::kNode);
+  const std::uint32_t upper_node = NewNode();
   isPutNode(file_, Encode(upper.data(), upper_count, node_level).data(), upper_node);
   std::vector<Byte> root = for_lower;
   const auto for_upper = MakeEntry(index_, &upper[upper.size() - size], upper_node);
@@ -155,38 +156,68 @@ void Tree::Delete(const Target& target, std::uint32_t record, Path& path) {
   for (const std::uint32_t node : emptied) isPutFree(file_, FreeKind::kNode, node);
 }
 
-std::uint32_t Tree::NextCounter(const Byte* key, Path& path) {
-  if (index_.counter_width == 0) return 0;
-  const std::uint64_t most = (std::uint64_t{1} << (8 * index_.counter_width - 1)) - 1;
-  for (bool renumbered = false;; renumbered = true) {
-    const Target beyond = MakeTarget(index_, key, 0xFFFFFFFF);
-    (void)Seek(beyond, path);  // what is before the place counts
-    if (path.leaf().count == 0 || !Previous(path)) return 0;
-    const Byte* const entry = EntryAt(path);
-    if (!isKeyMatch(index_, entry, key)) return 0;
-    const std::uint64_t highest = LoadBigWidth(entry + index_.length, index_.counter_width);
-    if (highest < most) return static_cast<std::uint32_t>(highest + 1);
-    if (renumbered) throw Failure{EDUPL};
-    Renumber(key, path);
-  }
+std::uint32_t Tree::MostCounter() const {
+  return static_cast<std::uint32_t>((std::uint64_t{1} << (8 * index_.counter_width - 1)) - 1);
 }
 
-// Gives the duplicates of a key the counters from 0 on, in their order.
-void Tree::Renumber(const Byte* key, Path& path) {
-  std::vector<std::pair<std::uint32_t, std::uint32_t>> entries;  // counter, record
-  const std::vector<Byte> kept(key, key + index_.length);
-  bool found = Seek(MakeTarget(index_, kept.data(), 0), path);
-  for (; found; found = Next(path)) {
-    const Byte* const entry = EntryAt(path);
-    if (!isKeyMatch(index_, entry, kept.data())) break;
-    entries.emplace_back(LoadBigWidth(entry + index_.length, index_.counter_width),
-                         RecordOf(entry));
+std::uint32_t Tree::NextCounter(const Byte* key, Path& path) {
+  if (FindPlace(MakeTarget(index_, key, 0xFFFFFFFF), path)) throw Failure{EBADFILE};
+  Path before = path;
+  if (!Previous(before)) return 0;
+  const Byte* const entry = EntryAt(before);
+  const bool repeats = isKeyMatch(index_, entry, key);
+  const auto counter =
+      repeats ? static_cast<std::uint32_t>(
+                    LoadBigWidth(entry + index_.length, index_.counter_width) + 1)
+              : 0;
+  // A leaf that holds the entry before holds the place too; otherwise what stands above decides.
+  if (before.leaf().node != path.leaf().node) path.depth = 0;
+  return counter;
+}
+
+std::uint32_t Tree::Count(const Byte* key, Path& path) {
+  std::uint32_t count = 0;
+  for (bool found = Seek(MakeTarget(index_, key, 0), path);
+       found && isKeyMatch(index_, EntryAt(path), key); found = Next(path))
+    ++count;
+  return count;
+}
+
+void Tree::Renumber(const Byte* key) {
+  std::uint32_t next = 0;
+  RenumberBelow(index_.root, -1, key, next);
+}
+
+void Tree::RenumberBelow(std::uint32_t number, int level, const Byte* key, std::uint32_t& next) {
+  const Node node = Load(number, level);
+  const std::size_t size = index_.entry_size;
+  const int count = node.count, node_level = node.level;
+  std::vector<Byte> entries(node.entries, node.entries + static_cast<std::size_t>(count) * size);
+  const Target first = MakeTarget(index_, key, 0);
+  const auto counter_of = [&](Byte* entry) { return entry + index_.length; };
+  const int considered = node_level > 0 ? count - 1 : count;
+  for (int i = LowerBound(node, considered, first.bytes.data()); i < count; ++i) {
+    Byte* const entry = &entries[static_cast<std::size_t>(i) * size];
+    const int order = isKeyCmp(index_, entry, key);
+    if (node_level == 0) {
+      if (order != 0) break;
+      StoreBigWidth(counter_of(entry), index_.counter_width, next++);
+      continue;
+    }
+    RenumberBelow(RecordOf(entry), node_level - 1, key, next);
+    if (order > 0 && i + 1 < count) break;
+    if (order == 0) StoreBigWidth(counter_of(entry), index_.counter_width, next == 0 ? 0 : next - 1);
   }
-  for (std::uint32_t i = 0; i < entries.size(); ++i) {
-    if (entries[i].first == i) continue;
-    Delete(MakeTarget(index_, kept.data(), entries[i].first), entries[i].second, path);
-    Insert(MakeTarget(index_, kept.data(), i), entries[i].second, path);
-  }
+  isPutNode(file_, Encode(entries.data(), count, node_level).data(), number);
+}
+
+// A number is off the list on disk before its node is used: should the process die, nobody else
+// gets it.
+std::uint32_t Tree::NewNode() {
+  const std::uint32_t node = isGetFree(file_, FreeKind::kNode);
+  isFreeWrite(file_);
+  isHeadFields(file_);
+  return node;
 }
 
 void Tree::FreeBelow(std::uint32_t number, int level) {

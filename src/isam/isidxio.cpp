@@ -148,8 +148,7 @@ bool isDelta(File& file) {
   return true;
 }
 
-void isHeadWrite(File& file) {
-  ++file.epoch;
+void isHeadFields(File& file) {
   // From the head of the free data list to the audit word.
   std::array<Byte, dictionary::kAudit + 4 - dictionary::kFreeData> fields;
   const auto put = [&](std::size_t at, std::uint32_t value) {
@@ -159,10 +158,15 @@ void isHeadWrite(File& file) {
   put(dictionary::kFreeNodes, file.free_nodes.head);
   put(dictionary::kHighRecord, file.free_records.highest);
   put(dictionary::kHighNode, file.free_nodes.highest);
-  put(dictionary::kChangeCounter, ++file.change_counter);
+  put(dictionary::kChangeCounter, file.change_counter);
   put(dictionary::kUniqueId, file.unique_id);
   put(dictionary::kAudit, file.audit);
   file.index.Write(dictionary::kFreeData, fields.data(), fields.size());
+}
+
+void isHeadWrite(File& file) {
+  ++file.change_counter;
+  isHeadFields(file);
 }
 
 void isHeadKdsc(File& file) {
@@ -197,6 +201,14 @@ bool AddToKeyNode(const File& file, std::vector<Byte>& node, const std::vector<B
 
 }  // namespace
 
+void MakeRoot(File& file, Index& index) {
+  index.root = isGetFree(file, FreeKind::kNode);
+  index.key.k_rootnode = static_cast<std::int32_t>(index.root);
+  std::vector<Byte> root(file.node_size);
+  StoreBig(root.data(), static_cast<std::uint16_t>(layout::tree_node::kFirst));
+  isPutNode(file, root.data(), index.root);
+}
+
 void AppendKeyEntry(File& file, Index& index) {
   std::uint32_t last = file.key_node;
   std::vector<Byte> node, scratch(file.node_size);
@@ -219,14 +231,8 @@ void AppendKeyEntry(File& file, Index& index) {
     fresh = isGetFree(file, FreeKind::kNode);
     fresh_node = NewKeyNode(file);
   }
-  if (index.has_parts()) {
-    index.root = isGetFree(file, FreeKind::kNode);
-    index.key.k_rootnode = static_cast<std::int32_t>(index.root);
-    std::vector<Byte> root(file.node_size);
-    StoreBig(root.data(), static_cast<std::uint16_t>(layout::tree_node::kFirst));
-    isPutNode(file, root.data(), index.root);
-    entry = StoreKeyEntry(index);
-  }
+  if (index.has_parts() && index.root == 0) MakeRoot(file, index);
+  entry = StoreKeyEntry(index);
   (void)AddToKeyNode(file, fits ? node : fresh_node, entry, index);  // it was made to fit
   index.described_in = fits ? last : fresh;
   if (!fits) {

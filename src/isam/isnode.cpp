@@ -94,7 +94,7 @@ std::uint32_t Tree::RecordOf(const Byte* entry) const {
 
 // Goes down to the entry that `find` finds in each node.
 template <typename Find>
-bool Tree::Descend(Path& path, Find find) {
+void Tree::Descend(Path& path, Find find) {
   std::uint32_t number = index_.root;
   path.depth = 0;
   path.epoch = file_.epoch;
@@ -111,28 +111,43 @@ bool Tree::Descend(Path& path, Find find) {
     if (level == 0 && number >= 1)
       file_.index.Prefetch(file_.node_offset(number), file_.node_size);
   }
+}
+
+// A path behind the last entry of a leaf goes on to the next leaf.
+bool Tree::StepIntoLeaf(Path& path) {
   if (path.leaf().at < path.leaf().count) return true;
   --path.leaf().at;
-  if (Next(path)) return true;
-  ++path.leaf().at;
-  return false;
+  return Next(path);
 }
 
 bool Tree::Seek(const Target& target, Path& path) {
-  return Descend(path, [&](const Node& node, int count) {
+  Descend(path, [&](const Node& node, int count) {
     return LowerBound(node, count, target.bytes.data());
   });
+  return StepIntoLeaf(path);
+}
+
+bool Tree::FindPlace(const Target& target, Path& path) {
+  bool there = false;
+  Descend(path, [&](const Node& node, int count) {
+    const int at = LowerBound(node, count, target.bytes.data());
+    there = at < node.count && std::memcmp(node.entry(index_, at), target.bytes.data(),
+                                           index_.length + index_.counter_width) == 0;
+    return at;
+  });
+  return there;
 }
 
 bool Tree::SeekPrefix(const Byte* key, std::size_t length, bool beyond, Path& path) {
   Index prefix = index_;
   prefix.length = length;
-  return Descend(path, [&](const Node& node, int count) {
+  Descend(path, [&](const Node& node, int count) {
     return FirstNot(count, [&](int i) {
       const int order = isKeyCmp(prefix, node.entry(index_, i), key);
       return beyond ? order <= 0 : order < 0;
     });
   });
+  return StepIntoLeaf(path);
 }
 
 // Completes a path from its lowest step down to a leaf: to its first or last entry.

@@ -251,9 +251,15 @@ Operation::~Operation() {
   isDropLock(file_);
 }
 
-void Operation::WriteBack() {
+void Operation::BeginStores() {
   isFreeWrite(file_);
   isHeadWrite(file_);
+}
+
+void Operation::WriteBack() {
+  isFreeWrite(file_);
+  isHeadFields(file_);
+  ++file_.epoch;
   complete_ = true;
 }
 

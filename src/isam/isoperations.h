@@ -85,6 +85,9 @@ class Operation {
   Operation(const Operation&) = delete;
   Operation& operator=(const Operation&) = delete;
 
+  // Everything is checked and there is room for it: from here on the file changes. The change is
+  // counted first, so that others look again even if this process dies on the way.
+  void BeginStores();
   // Ends an update: free lists, then the dictionary.
   void WriteBack();
 

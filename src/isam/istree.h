@@ -82,14 +82,24 @@ class Tree {
   // Entries from the one that the path is at to the end of its leaf.
   [[nodiscard]] int LeftInLeaf(const Path& path) const { return path.leaf().count - path.leaf().at; }
 
-  // Adds an entry. The caller has made sure that it is not there and has reserved nodes.
+  // The place of a target among the entries: where it is, or where it is to be inserted, which may
+  // be behind the last entry of a leaf. True when it is there.
+  [[nodiscard]] bool FindPlace(const Target& target, Path& path);
+  // Adds an entry at its place. The caller has made sure that it is not there and has reserved
+  // nodes: one more than the path is deep.
   void Insert(const Target& target, std::uint32_t record, Path& path);
   // Removes the entry of a target; fails with EBADFILE when it is not there with that record.
   void Delete(const Target& target, std::uint32_t record, Path& path);
 
-  // The counter that the next duplicate of a key gets. Counters are given anew when the range is
-  // used up; fails with EDUPL when none is free.
+  // The counter that the next duplicate of a key gets, and the path to its place. Above
+  // MostCounter the range is used up and Renumber has to make room.
   [[nodiscard]] std::uint32_t NextCounter(const Byte* key, Path& path);
+  [[nodiscard]] std::uint32_t MostCounter() const;
+  // Entries of a key.
+  [[nodiscard]] std::uint32_t Count(const Byte* key, Path& path);
+  // Gives the duplicates of a key the counters from 0 on, in their order. In place: it needs no
+  // room.
+  void Renumber(const Byte* key);
 
   // Frees every node but the root, which becomes an empty leaf.
   void Clear();
@@ -100,7 +110,8 @@ class Tree {
   [[nodiscard]] Node Load(std::uint32_t number, int level);
   [[nodiscard]] int LowerBound(const Node& node, int count, const Byte* target) const;
   template <typename Find>
-  bool Descend(Path& path, Find find);
+  void Descend(Path& path, Find find);
+  bool StepIntoLeaf(Path& path);
   bool DownTo(Path& path, bool last);
   void InsertAt(Path& path, int level, int at, const Byte* entry);
   void SplitInsert(Path& path, int level, int at, std::vector<Byte>& entries, int count,
@@ -109,7 +120,8 @@ class Tree {
   [[nodiscard]] std::vector<Byte> Encode(const Byte* entries, int count, int level) const;
   [[nodiscard]] std::size_t EncodedSize(const Byte* entries, int count) const;
   void RemoveAt(std::uint32_t number, int at);
-  void Renumber(const Byte* key, Path& path);
+  [[nodiscard]] std::uint32_t NewNode();
+  void RenumberBelow(std::uint32_t number, int level, const Byte* key, std::uint32_t& next);
   void FreeBelow(std::uint32_t number, int level);
 
   File& file_;
