@@ -61,7 +61,6 @@ void Enter(File& file, Index& index, const Portion& portion) {
     if (index.counter_width > 0) {
       counter = tree.NextCounter(key_of(i), path);
       if (counter > tree.MostCounter()) throw Failure{EDUPL};
-      if (path.depth == 0) path.epoch = file.epoch - 1;
     }
     const Target target = MakeTarget(index, key_of(i), counter);
     if (index.counter_width == 0 && tree.FindPlace(target, path)) throw Failure{EDUPL};
