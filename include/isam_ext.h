@@ -14,7 +14,7 @@ extern "C" {
  * one lock; the last one becomes the current record and sets isrecnum. `numbers` may be null, else
  * it takes the record numbers. Returns how many there are, at least 1, or -1 (EENDFILE). Takes no
  * record locks. */
-ISAM_API int isscan(int handle, char *records, int most, int32_t *numbers);
+ISAM_API int isscan(int handle, char* records, int most, int32_t* numbers);
 
 /* Locks record `number` for this handle (0: all records) until it is released or the handle
  * closed; `wait` non-zero waits for it. ELOCKED when another holds it. */

@@ -23,8 +23,8 @@ Stored HowStored(const Index& index, const Byte* previous, const Byte* key) {
     return stored;
   }
   if (index.has(LCOMPRESS) && previous != nullptr)
-    stored.leading = static_cast<std::size_t>(
-        std::mismatch(key, key + index.length, previous).first - key);
+    stored.leading =
+        static_cast<std::size_t>(std::mismatch(key, key + index.length, previous).first - key);
   if (index.has(TCOMPRESS))
     while (stored.trailing < index.length - stored.leading &&
            key[index.length - 1 - stored.trailing] == PadOf(index))

@@ -20,9 +20,9 @@ namespace isam {
 
 // The head of a free list, cached.
 struct FreeList {
-  std::uint32_t head = 0;      // its node; 0: the list is empty
-  std::uint32_t highest = 0;   // the highest number ever given
-  std::size_t used = 0;        // of the head node
+  std::uint32_t head = 0;     // its node; 0: the list is empty
+  std::uint32_t highest = 0;  // the highest number ever given
+  std::size_t used = 0;       // of the head node
   enum class State { kNotLoaded, kClean, kChanged } state = State::kNotLoaded;
   std::vector<Byte> node;
 };
@@ -30,7 +30,7 @@ struct FreeList {
 enum class FreeKind { kNode = 1, kRecord = 2 };
 
 struct File {
-  std::string base;            // as the caller named it
+  std::string base;  // as the caller named it
   std::string index_name, data_name;
   std::pair<dev_t, ino_t> identity;
   Storage index, data;
@@ -59,10 +59,10 @@ struct File {
   bool exclusive = false;
   bool shares_exclusive = false;  // mode bit ISSHAREOWN
   enum class Held { kNothing, kRead, kWrite } held = Held::kNothing;
-  int holder = 0;                 // process of the last conflict
+  int holder = 0;                                                   // process of the last conflict
   std::vector<std::pair<std::uint32_t, const void*>> record_locks;  // record, handle
 
-  std::vector<Byte> scratch;      // for storage that is not mapped
+  std::vector<Byte> scratch;  // for storage that is not mapped
 
   [[nodiscard]] std::size_t slot_length() const {
     return record_length + layout::slot::kStatusWidth +

@@ -22,7 +22,8 @@ std::uint32_t NextHighest(File& file, FreeKind kind) {
   FreeList& list = ListOf(file, kind);
   constexpr std::uint32_t kMost = 0x7FFFFFFF;
   if (list.highest == kMost) throw Failure{EFBIG};
-  if (kind == FreeKind::kNode) file.index.Reserve(file.node_offset(list.highest + 1) + file.node_size);
+  if (kind == FreeKind::kNode)
+    file.index.Reserve(file.node_offset(list.highest + 1) + file.node_size);
   return ++list.highest;
 }
 
@@ -96,8 +97,7 @@ void isPutFree(File& file, FreeKind kind, std::uint32_t number) {
   FreeList& list = ListOf(file, kind);
   if (kind == FreeKind::kRecord && file.is_precious()) return;
   if (list.head != 0) LoadHead(file, list);
-  const bool has_room =
-      list.head != 0 && list.used + f::kNumberWidth <= file.limit();
+  const bool has_room = list.head != 0 && list.used + f::kNumberWidth <= file.limit();
   if (!has_room) {
     PushHead(file, list, kind == FreeKind::kNode ? number : isGetFree(file, FreeKind::kNode));
     if (kind == FreeKind::kNode) return;

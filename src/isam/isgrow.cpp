@@ -63,10 +63,12 @@ void Tree::InsertAt(Path& path, int level, int at, const Byte* entry) {
     file_.index.Write(offset + n::kUsed, used, sizeof used);
     return;
   }
-  std::vector<Byte> entries(node.entries, node.entries + static_cast<std::size_t>(node.count) * size);
+  std::vector<Byte> entries(node.entries,
+                            node.entries + static_cast<std::size_t>(node.count) * size);
   if (fits_plain) {
-    entries.insert(entries.begin() + static_cast<std::ptrdiff_t>(static_cast<std::size_t>(at) * size),
-                   entry, entry + size);
+    entries.insert(
+        entries.begin() + static_cast<std::ptrdiff_t>(static_cast<std::size_t>(at) * size), entry,
+        entry + size);
     isPutNode(file_, Encode(entries.data(), node.count + 1, node.level).data(), number);
     return;
   }
@@ -128,10 +130,10 @@ void Tree::SplitInsert(Path& path, int level, int at, std::vector<Byte>& entries
 
 void Tree::RemoveAt(std::uint32_t number, int at) {
   const Node node = Load(number, -1);
-  std::vector<Byte> entries(node.entries,
-                            node.entries + static_cast<std::size_t>(node.count) * index_.entry_size);
-  const auto begin =
-      entries.begin() + static_cast<std::ptrdiff_t>(static_cast<std::size_t>(at) * index_.entry_size);
+  std::vector<Byte> entries(
+      node.entries, node.entries + static_cast<std::size_t>(node.count) * index_.entry_size);
+  const auto begin = entries.begin() +
+                     static_cast<std::ptrdiff_t>(static_cast<std::size_t>(at) * index_.entry_size);
   entries.erase(begin, begin + static_cast<std::ptrdiff_t>(index_.entry_size));
   isPutNode(file_, Encode(entries.data(), node.count - 1, node.level).data(), number);
 }
@@ -166,10 +168,9 @@ std::uint32_t Tree::NextCounter(const Byte* key, Path& path) {
   if (!Previous(before)) return 0;
   const Byte* const entry = EntryAt(before);
   const bool repeats = isKeyMatch(index_, entry, key);
-  const auto counter =
-      repeats ? static_cast<std::uint32_t>(
-                    LoadBigWidth(entry + index_.length, index_.counter_width) + 1)
-              : 0;
+  const auto counter = repeats ? static_cast<std::uint32_t>(
+                                     LoadBigWidth(entry + index_.length, index_.counter_width) + 1)
+                               : 0;
   // A leaf that holds the entry before holds the place too; otherwise what stands above decides.
   if (before.leaf().node != path.leaf().node) path.depth = 0;
   return counter;
@@ -206,7 +207,8 @@ void Tree::RenumberBelow(std::uint32_t number, int level, const Byte* key, std::
     }
     RenumberBelow(RecordOf(entry), node_level - 1, key, next);
     if (order > 0 && i + 1 < count) break;
-    if (order == 0) StoreBigWidth(counter_of(entry), index_.counter_width, next == 0 ? 0 : next - 1);
+    if (order == 0)
+      StoreBigWidth(counter_of(entry), index_.counter_width, next == 0 ? 0 : next - 1);
   }
   isPutNode(file_, Encode(entries.data(), count, node_level).data(), number);
 }
@@ -224,6 +226,7 @@ void Tree::FreeBelow(std::uint32_t number, int level) {
   const Node node = Load(number, level);
   if (node.level == 0) return;
   std::vector<std::uint32_t> children;
+  children.reserve(static_cast<std::size_t>(node.count));
   for (int i = 0; i < node.count; ++i) children.push_back(RecordOf(node.entry(index_, i)));
   const int below = node.level - 1;
   for (const std::uint32_t child : children) {

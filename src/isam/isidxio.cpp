@@ -86,8 +86,7 @@ void LoadKeyEntries(File& file) {
     if (used < n::kFirst || used > file.limit()) throw Failure{EBADFILE};
     for (std::size_t at = n::kFirst; at < used;) {
       const std::size_t length = LoadBig<std::uint16_t>(node + at);
-      if (length < layout::key_entry::kNoPartsLeast || at + length > used)
-        throw Failure{EBADFILE};
+      if (length < layout::key_entry::kNoPartsLeast || at + length > used) throw Failure{EBADFILE};
       Index& index = indexes.emplace_back();
       LoadKeyEntry(node + at, length, file.record_length, index);
       index.Settle(file.duplicate_width);
@@ -108,8 +107,7 @@ void isLoadHead(File& file) {
   const Byte* const start = file.index.Read(0, sizeof head, head);
   if (!std::equal(dictionary::kSignature.begin(), dictionary::kSignature.end(), start))
     throw Failure{EBADFILE};
-  file.node_size =
-      std::size_t{LoadBig<std::uint16_t>(start + dictionary::kNodeSizeLess1)} + 1;
+  file.node_size = std::size_t{LoadBig<std::uint16_t>(start + dictionary::kNodeSizeLess1)} + 1;
   if (file.node_size % layout::kNodeUnit != 0 ||
       file.node_size > layout::kNodeUnit * layout::kMaxNodeUnits)
     throw Failure{EBADFILE};
@@ -225,8 +223,8 @@ void AppendKeyEntry(File& file, Index& index) {
   std::uint32_t fresh = 0;
   std::vector<Byte> fresh_node;
   const bool fits =
-      last != 0 && LoadBig<std::uint16_t>(&node[0]) + entry.size() + layout::key_entry::kParts <=
-                       file.limit();
+      last != 0 &&
+      LoadBig<std::uint16_t>(&node[0]) + entry.size() + layout::key_entry::kParts <= file.limit();
   if (!fits) {
     fresh = isGetFree(file, FreeKind::kNode);
     fresh_node = NewKeyNode(file);
@@ -250,8 +248,8 @@ void RewriteKeyEntries(File& file) {
   std::vector<std::uint32_t> chain;
   for (std::uint32_t number = file.key_node; number != 0;) {
     chain.push_back(number);
-    number = LoadBig<std::uint32_t>(isGetNode(file, number, scratch.data()) +
-                                    layout::key_node::kNext);
+    number =
+        LoadBig<std::uint32_t>(isGetNode(file, number, scratch.data()) + layout::key_node::kNext);
   }
   std::size_t at = 0;
   std::vector<Byte> node = NewKeyNode(file);

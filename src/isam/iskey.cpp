@@ -76,8 +76,7 @@ void Index::Settle(std::size_t duplicate_width) {
 bool isTestIndex(std::size_t record_length, const keydesc* key) {
   if (key == nullptr) return false;
   if (key->k_nparts == 0) return true;
-  if (key->k_nparts < 1 || key->k_nparts > NPARTS || key->k_flags < 0 ||
-      key->k_flags >= kMostFlags)
+  if (key->k_nparts < 1 || key->k_nparts > NPARTS || key->k_flags < 0 || key->k_flags >= kMostFlags)
     return false;
   int total = 0;
   for (int i = 0; i < key->k_nparts; ++i) {
@@ -203,7 +202,8 @@ void LoadKeyEntry(const Byte* entry, std::size_t length, std::size_t record_leng
     keypart& part = index.key.k_part[i];
     part.kp_leng = static_cast<std::int16_t>(bytes);
     part.kp_start = LoadBig<std::int16_t>(at + k::kPartStart);
-    part.kp_type = nulls ? LoadBig<std::int16_t>(at + k::kPartType) : at[k::kPartType];
+    part.kp_type = at[k::kPartType];
+    if (nulls) part.kp_type = LoadBig<std::int16_t>(at + k::kPartType);
   }
   if (!isTestIndex(record_length, &index.key)) throw Failure{EBADKEY};
 }

@@ -17,7 +17,7 @@ struct Index {
   std::size_t counter_width = 0;  // bytes of a duplicate counter; 0 in a unique index
   std::size_t entry_size = 0;     // of an entry that is not compressed
   std::uint32_t root = 0;
-  bool bytewise = false;          // the order is that of the bytes
+  bool bytewise = false;           // the order is that of the bytes
   std::uint32_t described_in = 0;  // key-description node and offset there
   std::size_t described_at = 0;
 

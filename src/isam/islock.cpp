@@ -28,8 +28,8 @@ bool HeldByOther(const File& file, const void* handle, std::uint32_t record) {
 }
 
 bool HeldBy(const File& file, const void* handle, std::uint32_t record) {
-  return std::find(file.record_locks.begin(), file.record_locks.end(),
-                   std::pair(record, handle)) != file.record_locks.end();
+  return std::find(file.record_locks.begin(), file.record_locks.end(), std::pair(record, handle)) !=
+         file.record_locks.end();
 }
 
 }  // namespace
@@ -64,9 +64,8 @@ void isDropLock(File& file) {
 bool isLockData(File& file, const void* handle, std::uint32_t record, bool wait) {
   if (HeldBy(file, handle, record)) return true;
   if (HeldByOther(file, handle, record)) return false;
-  if (!file.exclusive &&
-      !SetLock(file, RecordOffset(record), RecordLength(record),
-               wait ? LockRequest::kExclusiveWait : LockRequest::kExclusive))
+  if (!file.exclusive && !SetLock(file, RecordOffset(record), RecordLength(record),
+                                  wait ? LockRequest::kExclusiveWait : LockRequest::kExclusive))
     return false;
   file.record_locks.emplace_back(record, handle);
   return true;
@@ -83,8 +82,8 @@ bool isLockTest(File& file, const void* handle, std::uint32_t record) {
 
 void isDropData(File& file, const void* handle, std::uint32_t record) {
   if (record == 0) return isDropDall(file, handle);
-  const auto lock = std::find(file.record_locks.begin(), file.record_locks.end(),
-                              std::pair(record, handle));
+  const auto lock =
+      std::find(file.record_locks.begin(), file.record_locks.end(), std::pair(record, handle));
   if (lock == file.record_locks.end()) return;
   file.record_locks.erase(lock);
   if (!file.exclusive) (void)SetLock(file, RecordOffset(record), 1, LockRequest::kUnlock);

@@ -31,8 +31,8 @@ Node Tree::Load(std::uint32_t number, int level) {
   Node node;
   node.used = LoadBig<std::uint16_t>(bytes + n::kUsed);
   node.level = bytes[file_.node_size - n::kLevelFromEnd];
-  if (node.used < n::kFirst || node.used >= file_.limit() ||
-      (level >= 0 && node.level != level)) [[unlikely]]
+  if (node.used < n::kFirst || node.used >= file_.limit() || (level >= 0 && node.level != level))
+      [[unlikely]]
     throw Failure{EBADFILE};
   if (index_.is_compressed()) {
     isCompScan(index_, bytes, node.used, scratch.entries);
@@ -108,8 +108,7 @@ void Tree::Descend(Path& path, Find find) {
     if (node.level == 0) break;
     number = RecordOf(node.entry(index_, at));
     level = node.level - 1;
-    if (level == 0 && number >= 1)
-      file_.index.Prefetch(file_.node_offset(number), file_.node_size);
+    if (level == 0 && number >= 1) file_.index.Prefetch(file_.node_offset(number), file_.node_size);
   }
 }
 

@@ -171,14 +171,13 @@ void isClose(Handle& handle) {
   // What was reserved is cut off by whoever can be sure to be alone.
   int holder = 0;
   const bool alone =
-      file.exclusive || (file.writable && isFSlock(file.index.fd(), layout::lock::kOpen,
-                                                   layout::lock::kOpenLength,
-                                                   LockRequest::kExclusive, holder));
+      file.exclusive ||
+      (file.writable && isFSlock(file.index.fd(), layout::lock::kOpen, layout::lock::kOpenLength,
+                                 LockRequest::kExclusive, holder));
   if (alone && file.writable) {
     (void)isDelta(file);
     file.index.CutTo(file.node_offset(file.free_nodes.highest + 1));
-    if (file.record_length > 0)
-      file.data.CutTo(file.slot_offset(file.free_records.highest + 1));
+    if (file.record_length > 0) file.data.CutTo(file.slot_offset(file.free_records.highest + 1));
   }
   file.data.Close();
   file.index.Close();

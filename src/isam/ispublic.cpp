@@ -110,8 +110,10 @@ int WrapName(Run run) {
   });
 }
 
-const Byte* Bytes(const char* record) { return reinterpret_cast<const Byte*>(record); }
-Byte* Bytes(char* record) { return reinterpret_cast<Byte*>(record); }
+const Byte* Bytes(const char* record) {
+  return static_cast<const Byte*>(static_cast<const void*>(record));
+}
+Byte* Bytes(char* record) { return static_cast<Byte*>(static_cast<void*>(record)); }
 
 void NeedArgument(const void* argument) {
   if (argument == nullptr) throw Failure{EBADARG};
@@ -265,9 +267,8 @@ int isdelete(int number, const char* record) {
 int isdelcurr(int number) { return WrapDone(number, isDelCurr); }
 
 int isdelrec(int number, std::int32_t record_number) {
-  return WrapDone(number, [&](Handle& handle) {
-    isDelRec(handle, static_cast<std::uint32_t>(record_number));
-  });
+  return WrapDone(
+      number, [&](Handle& handle) { isDelRec(handle, static_cast<std::uint32_t>(record_number)); });
 }
 
 int isuniqueid(int number, std::int32_t* identifier) {

@@ -64,9 +64,8 @@ bool MoveNext(Handle& handle, Tree& tree) {
     case Standing::kGap:
       return tree.Seek(handle.target, handle.path);
     default:
-      return FindCurrent(handle, tree)
-                 ? tree.Next(handle.path)
-                 : handle.path.leaf().at < handle.path.leaf().count;
+      return FindCurrent(handle, tree) ? tree.Next(handle.path)
+                                       : handle.path.leaf().at < handle.path.leaf().count;
   }
 }
 
@@ -131,8 +130,8 @@ std::uint32_t MoveByNumber(Handle& handle, int mode) {
       return LiveFrom(file, file.free_records.highest, -1);
     case ISNEXT:
       if (handle.standing == Standing::kBefore) return LiveFrom(file, 1, 1);
-      return LiveFrom(file, ahead || handle.standing == Standing::kPastBegin ? current : current + 1,
-                      1);
+      return LiveFrom(file,
+                      ahead || handle.standing == Standing::kPastBegin ? current : current + 1, 1);
     case ISPREV:
       if (handle.standing == Standing::kBefore) return 0;
       return LiveFrom(file, handle.standing == Standing::kPastEnd ? current : current - 1, -1);
@@ -200,9 +199,8 @@ void isStart(Handle& handle, const keydesc* key, int length, const Byte* record,
     }
     return;
   }
-  const auto found =
-      std::find_if(file.indexes.begin(), file.indexes.end(),
-                   [key](const Index& index) { return SameParts(index.key, *key); });
+  const auto found = std::find_if(file.indexes.begin(), file.indexes.end(),
+                                  [key](const Index& index) { return SameParts(index.key, *key); });
   if (found == file.indexes.end()) throw Failure{EBADKEY};
   if (length < 0 || static_cast<std::size_t>(length) > found->length) throw Failure{EBADARG};
   handle.index = static_cast<int>(found - file.indexes.begin());

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstring>
 #include <iterator>
 
 extern "C" {
@@ -118,11 +117,10 @@ int PackError(int error, char hint) {
 int isCobolErr(int word, char* status) {
   constexpr int kPacked = 0x10000;
   if (word >= kPacked) {
-    for (int i = 0; i < 4; ++i)
-      status[i] = static_cast<char>((word >> (12 - 4 * i) & 15) + '/');
+    for (int i = 0; i < 4; ++i) status[i] = static_cast<char>((word >> (12 - 4 * i) & 15) + '/');
     return word / kPacked - 1;
   }
-  std::memcpy(status, word != 0 ? "9090" : "    ", 4);
+  std::copy_n(word != 0 ? "9090" : "    ", 4, status);
   return word;
 }
 

@@ -185,12 +185,9 @@ void Storage::Sync() const {
 
 bool isFSlock(int fd, std::int64_t offset, std::int64_t length, LockRequest request, int& holder) {
   struct flock region {};
-  const bool waits =
-      request == LockRequest::kExclusiveWait || request == LockRequest::kSharedWait;
-  region.l_type = request == LockRequest::kUnlock ? F_UNLCK
-                  : request == LockRequest::kShared || request == LockRequest::kSharedWait
-                      ? F_RDLCK
-                      : F_WRLCK;
+  const bool waits = request == LockRequest::kExclusiveWait || request == LockRequest::kSharedWait;
+  constexpr short kTypes[] = {F_UNLCK, F_WRLCK, F_WRLCK, F_RDLCK, F_RDLCK};  // by request
+  region.l_type = kTypes[static_cast<int>(request)];
   region.l_whence = SEEK_SET;
   region.l_start = static_cast<off_t>(offset);
   region.l_len = static_cast<off_t>(length);

@@ -2,10 +2,10 @@
 // above the leaves carry the greatest key that their child may hold, and the last entry of a node
 // stands for everything beyond the one before it.
 //
-// An entry is the key, the duplicate counter of an index with duplicates, and a pointer. A target is
-// the first two: what an entry is looked for by. Compressed nodes are taken apart into entries of
-// full size when they are read and put together again when they are stored, so that all else works
-// on one form.
+// An entry is the key, the duplicate counter of an index with duplicates, and a pointer. A target
+// is the first two: what an entry is looked for by. Compressed nodes are taken apart into entries
+// of full size when they are read and put together again when they are stored, so that all else
+// works on one form.
 //
 // Stores go from new nodes to the changed ones and among these from the top down, so that whatever
 // moment a process dies at, no entry is out of reach.
@@ -80,7 +80,9 @@ class Tree {
   [[nodiscard]] const Byte* EntryAt(const Path& path);
   [[nodiscard]] std::uint32_t RecordOf(const Byte* entry) const;
   // Entries from the one that the path is at to the end of its leaf.
-  [[nodiscard]] int LeftInLeaf(const Path& path) const { return path.leaf().count - path.leaf().at; }
+  [[nodiscard]] int LeftInLeaf(const Path& path) const {
+    return path.leaf().count - path.leaf().at;
+  }
 
   // The place of a target among the entries: where it is, or where it is to be inserted, which may
   // be behind the last entry of a leaf. True when it is there.

@@ -1,8 +1,8 @@
 // Adding, replacing and deleting records.
 //
 // Each operation first works out everything that it will do, a plan for every index, and makes sure
-// of the room; whatever can fail fails there, with nothing changed. Then it stores. New entries come
-// before old ones go, and a record is complete before an entry leads to it.
+// of the room; whatever can fail fails there, with nothing changed. Then it stores. New entries
+// come before old ones go, and a record is complete before an entry leads to it.
 
 #include <isam.h>
 

@@ -1,6 +1,6 @@
 // The engine against a model: the same random operations on an indexed file and on ordered maps in
-// memory, compared step by step and, for every index, record by record; the checker, which shares no
-// code with the engine, reads the files in between.
+// memory, compared step by step and, for every index, record by record; the checker, which shares
+// no code with the engine, reads the files in between.
 
 #include <gtest/gtest.h>
 #include <isam.h>
@@ -19,10 +19,10 @@ namespace {
 
 struct Shape {
   const char* name;
-  int mode;           // node size and counter width
+  int mode;  // node size and counter width
   int primary_flags, second_flags;
-  int key_length;     // of both keys
-  int variety;        // different keys
+  int key_length;  // of both keys
+  int variety;     // different keys
 };
 
 void PrintTo(const Shape& shape, std::ostream* out) { *out << shape.name; }
@@ -175,14 +175,15 @@ TEST_P(Model, AgreesAfterRandomOperations) {
 
 INSTANTIATE_TEST_SUITE_P(
     Shapes, Model,
-    testing::Values(
-        Shape{"plain", ISNODESIZE(1), ISNODUPS, ISDUPS, 8, 100000},
-        Shape{"many_duplicates", ISNODESIZE(1), ISDUPS, ISDUPS, 8, 40},
-        Shape{"narrow_counter", ISNODESIZE(1) | ISDUPWIDTH(1), ISNODUPS, ISDUPS, 8, 3000},
-        Shape{"compressed", ISNODESIZE(1), COMPRESS, ISDUPS | COMPRESS, 16, 4000},
-        Shape{"compressed_duplicates", ISNODESIZE(1), ISDUPS | COMPRESS, ISDUPS | DCOMPRESS, 16, 60},
-        Shape{"leading", ISNODESIZE(2), LCOMPRESS, ISDUPS | TCOMPRESS, 18, 2000},
-        Shape{"wide_nodes", ISNODESIZE(32), ISNODUPS, ISNODUPS, 8, 100000}),
+    testing::Values(Shape{"plain", ISNODESIZE(1), ISNODUPS, ISDUPS, 8, 100000},
+                    Shape{"many_duplicates", ISNODESIZE(1), ISDUPS, ISDUPS, 8, 40},
+                    Shape{"narrow_counter", ISNODESIZE(1) | ISDUPWIDTH(1), ISNODUPS, ISDUPS, 8,
+                          3000},
+                    Shape{"compressed", ISNODESIZE(1), COMPRESS, ISDUPS | COMPRESS, 16, 4000},
+                    Shape{"compressed_duplicates", ISNODESIZE(1), ISDUPS | COMPRESS,
+                          ISDUPS | DCOMPRESS, 16, 60},
+                    Shape{"leading", ISNODESIZE(2), LCOMPRESS, ISDUPS | TCOMPRESS, 18, 2000},
+                    Shape{"wide_nodes", ISNODESIZE(32), ISNODUPS, ISNODUPS, 8, 100000}),
     [](const auto& shape) { return std::string(shape.param.name); });
 
 }  // namespace
