@@ -71,14 +71,15 @@ void isCompScan(const Index& index, const Byte* node, std::size_t used,
       std::size_t leading = 0, trailing = 0;
       if (index.has(LCOMPRESS)) leading = node[at++];
       if (index.has(TCOMPRESS)) trailing = node[at++];
-      if (leading + trailing > index.length || (first && leading > 0)) ISAM_FATAL();
+      if (leading + trailing > index.length || (first && leading > 0))
+        isFatal("iscomp.c", __LINE__);
       const std::size_t middle = index.length - leading - trailing;
-      if (at + middle + tail > used) ISAM_FATAL();
+      if (at + middle + tail > used) isFatal("iscomp.c", __LINE__);
       std::copy_n(node + at, middle, key.begin() + static_cast<std::ptrdiff_t>(leading));
       std::fill(key.end() - static_cast<std::ptrdiff_t>(trailing), key.end(), PadOf(index));
       at += middle;
     }
-    if (at + tail > used) ISAM_FATAL();
+    if (at + tail > used) isFatal("iscomp.c", __LINE__);
     entries.insert(entries.end(), key.begin(), key.end());
     entries.insert(entries.end(), node + at, node + at + tail);
     at += tail;
@@ -86,7 +87,7 @@ void isCompScan(const Index& index, const Byte* node, std::size_t used,
     repeats = (mark & 0x80) != 0;
     mark &= 0x7F;
   }
-  if (repeats) ISAM_FATAL();
+  if (repeats) isFatal("iscomp.c", __LINE__);
 }
 
 }  // namespace isam

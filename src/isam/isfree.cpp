@@ -29,9 +29,9 @@ std::uint32_t NextHighest(File& file, FreeKind kind) {
 
 void LoadHead(File& file, FreeList& list) {
   if (list.state != FreeList::State::kNotLoaded) return;
-  list.node.resize(file.node_size);
-  const Byte* const node = isGetNode(file, list.head, list.node.data());
-  if (node != list.node.data()) std::copy_n(node, file.node_size, list.node.data());
+  if (list.node == nullptr) list.node = is_malloc(file.node_size);
+  const Byte* const node = isGetNode(file, list.head, list.node.get());
+  if (node != list.node.get()) std::copy_n(node, file.node_size, list.node.get());
   list.used = LoadBig<std::uint16_t>(&list.node[f::kUsed]);
   const bool marked = std::equal(layout::kFreeNodeMark.begin(), layout::kFreeNodeMark.end(),
                                  &list.node[file.node_size - layout::kMarkFromEnd]);
@@ -43,16 +43,16 @@ void LoadHead(File& file, FreeList& list) {
 
 void WriteHead(File& file, FreeList& list) {
   if (list.state != FreeList::State::kChanged) return;
-  isPutNode(file, list.node.data(), list.head);
+  isPutNode(file, list.node.get(), list.head);
   list.state = FreeList::State::kClean;
 }
 
 // Makes `node` the head of a list, in front of the old one.
 void PushHead(File& file, FreeList& list, std::uint32_t node) {
   WriteHead(file, list);
-  list.node.assign(file.node_size, 0);
+  list.node = is_malloc(file.node_size);
   StoreBig(&list.node[f::kNext], list.head);
-  isMarkNode(file, list.node.data(), layout::kFreeNodeMark);
+  isMarkNode(file, list.node.get(), layout::kFreeNodeMark);
   list.head = node;
   list.used = f::kFirst;
   StoreBig(&list.node[f::kUsed], static_cast<std::uint16_t>(list.used));
@@ -115,7 +115,7 @@ void isFreeWrite(File& file) {
 
 std::uint32_t isFreeCount(File& file, FreeKind kind) {
   FreeList& list = ListOf(file, kind);
-  if (list.state == FreeList::State::kChanged) ISAM_FATAL();
+  if (list.state == FreeList::State::kChanged) isFatal("isfree.c", __LINE__);
   std::vector<Byte> scratch(file.node_size);
   std::uint32_t count = 0, nodes = 0;
   for (std::uint32_t number = list.head; number != 0;) {

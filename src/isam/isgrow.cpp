@@ -1,13 +1,11 @@
-// Inserting into and deleting from a tree.
+// How a tree grows and shrinks.
 
 #include <algorithm>
-#include <cstring>
 
-#include "isam/istree.h"
+#include "isam/isnode.h"
 
 namespace isam {
 
-using tolvane::LoadBig;
 using tolvane::LoadBigWidth;
 using tolvane::StoreBig;
 using tolvane::StoreBigWidth;
@@ -15,132 +13,131 @@ namespace n = layout::tree_node;
 
 namespace {
 
-std::vector<Byte> MakeEntry(const Index& index, const Byte* target, std::uint32_t pointer) {
-  std::vector<Byte> entry(index.entry_size);
-  std::memcpy(entry.data(), target, index.entry_size - n::kPointerWidth);
-  StoreBig(&entry[index.entry_size - n::kPointerWidth], pointer);
+constexpr char kSource[] = "isgrow.c";
+
+// The entry for a child whose last entry is `last`.
+Target EntryForChild(const Index& index, const Byte* last, std::uint32_t child) {
+  Target entry;
+  const std::size_t pointer = index.entry_size - n::kPointerWidth;
+  std::memcpy(entry.bytes.data(), last, pointer);
+  StoreBig(&entry.bytes[pointer], child);
   return entry;
 }
 
 }  // namespace
 
-std::size_t Tree::EncodedSize(const Byte* entries, int count) const {
-  if (!index_.is_compressed()) return static_cast<std::size_t>(count) * index_.entry_size;
-  return isCompKey(index_, entries, count, nullptr);
-}
-
-// A whole node as it is stored.
-std::vector<Byte> Tree::Encode(const Byte* entries, int count, int level) const {
-  std::vector<Byte> node(file_.node_size);
-  std::size_t bytes = static_cast<std::size_t>(count) * index_.entry_size;
-  if (index_.is_compressed()) {
-    bytes = isCompKey(index_, entries, count, &node[n::kFirst]);
-  } else {
-    std::memcpy(&node[n::kFirst], entries, bytes);
-  }
-  StoreBig(&node[n::kUsed], static_cast<std::uint16_t>(bytes + n::kFirst));
-  node[file_.node_size - n::kLevelFromEnd] = static_cast<Byte>(level);
-  return node;
-}
-
-void Tree::Insert(const Target& target, std::uint32_t record, Path& path) {
-  const auto entry = MakeEntry(index_, target.bytes.data(), record);
-  if (path.epoch != file_.epoch || path.depth == 0) (void)FindPlace(target, path);
-  InsertAt(path, path.depth - 1, path.leaf().at, entry.data());
+void Tree::isTreeInsert(Target& target, std::uint32_t record, Path& path) {
+  if (path.depth == 0) (void)FindPlace(target, path);
+  StoreBig(&target.bytes[index_.entry_size - n::kPointerWidth], record);
+  InsertAt(path, path.depth - 1, path.leaf().at, target.bytes.data());
 }
 
 void Tree::InsertAt(Path& path, int level, int at, const Byte* entry) {
   const std::uint32_t number = path.step(level).node;
   const Node node = Load(number, -1);
-  const std::size_t size = index_.entry_size;
-  const bool fits_plain = !index_.is_compressed() && node.used + size < file_.limit();
-  if (fits_plain && at == node.count) {
-    // The entry stands beyond the used bytes until the count says otherwise.
-    const std::uint64_t offset = file_.node_offset(number);
-    Byte used[2];
-    StoreBig(used, static_cast<std::uint16_t>(node.used + size));
-    file_.index.Write(offset + node.used, entry, size);
-    file_.index.Write(offset + n::kUsed, used, sizeof used);
-    return;
-  }
-  std::vector<Byte> entries(node.entries,
-                            node.entries + static_cast<std::size_t>(node.count) * size);
-  if (fits_plain) {
-    entries.insert(
-        entries.begin() + static_cast<std::ptrdiff_t>(static_cast<std::size_t>(at) * size), entry,
-        entry + size);
-    isPutNode(file_, Encode(entries.data(), node.count + 1, node.level).data(), number);
-    return;
-  }
   if (index_.is_compressed()) {
-    std::vector<Byte> grown = entries;
-    grown.insert(grown.begin() + static_cast<std::ptrdiff_t>(static_cast<std::size_t>(at) * size),
-                 entry, entry + size);
-    if (EncodedSize(grown.data(), node.count + 1) + n::kFirst < file_.limit()) {
-      isPutNode(file_, Encode(grown.data(), node.count + 1, node.level).data(), number);
-      return;
-    }
+    if (compins(number, node, at, entry)) return;
+  } else if (node.used + index_.entry_size < file_.limit()) {
+    return flatins(number, node, at, entry);
   }
-  SplitInsert(path, level, at, entries, node.count, node.level, entry);
+  SplitInsert(path, level, at, node, entry);
 }
 
-// How many entries go to the lower node: all when the new one comes behind them, so that an
-// ascending run leaves full nodes.
-int Tree::SplitPoint(const std::vector<Byte>& entries, int count, int at) const {
-  if (at == count) return count;
-  if (!index_.is_compressed()) return count / 2;
-  const std::size_t half = (EncodedSize(entries.data(), count) + n::kFirst) / 2;
+void Tree::flatins(std::uint32_t number, const Node& node, int at, const Byte* entry) {
+  if (at > node.count) isFatal(kSource, __LINE__);
+  const std::size_t size = index_.entry_size;
+  const std::size_t before = n::kFirst + static_cast<std::size_t>(at) * size;
+  const std::uint64_t offset = file_.node_offset(number);
+  Byte* const image = file_.image.get();
+  StoreBig(image, static_cast<std::uint16_t>(node.used + size));
+  if (at == node.count) {
+    // The entry stands beyond the used bytes until the count says otherwise.
+    file_.index.Write(offset + node.used, entry, size);
+    file_.index.Write(offset, image, sizeof(std::uint16_t));
+    return;
+  }
+  std::memcpy(image + n::kFirst, node.entries, before - n::kFirst);
+  std::memcpy(image + before, entry, size);
+  std::memcpy(image + before + size, node.bytes + before, node.used - before);
+  file_.index.Write(offset, image, node.used + size);
+}
+
+// False when the entry does not fit.
+bool Tree::compins(std::uint32_t number, const Node& node, int at, const Byte* entry) {
+  const std::size_t size = index_.entry_size;
+  const Byte* const place = node.entry(index_, at);
+  std::vector<Byte>& entries = file_.entries_changed;
+  entries.assign(node.entries, place);
+  entries.insert(entries.end(), entry, entry + size);
+  entries.insert(entries.end(), place, node.entry(index_, node.count));
+  const std::size_t bytes = isCompKey(index_, entries.data(), node.count + 1, nullptr);
+  if (bytes + n::kFirst >= file_.limit()) return false;
+  StoreNode(number, entries.data(), node.count + 1, node.level);
+  return true;
+}
+
+// Where a compressed node is split: behind the first entry that ends at or past half of its used
+// bytes.
+int Tree::comphalf(const Node& node) const {
   int lower = 1;
-  while (lower < count - 1 && EncodedSize(entries.data(), lower) + n::kFirst < half) ++lower;
+  while (lower < node.count - 1 &&
+         isCompKey(index_, node.entries, lower, nullptr) + n::kFirst < node.used / 2)
+    ++lower;
   return lower;
 }
 
-void Tree::SplitInsert(Path& path, int level, int at, std::vector<Byte>& entries, int count,
-                       int node_level, const Byte* entry) {
-  const std::size_t size = index_.entry_size;
-  const auto offset = [size](int i) {
-    return static_cast<std::ptrdiff_t>(static_cast<std::size_t>(i) * size);
+// How many entries of a full node and a new one at `at` go to the lower node: the first half with
+// the new one where it falls, or all old ones when the new one comes behind them, so that an
+// ascending run leaves full nodes.
+int Tree::LowerShare(const Node& node, int at, const std::vector<Byte>& entries) const {
+  if (at == node.count) return at;
+  const int split = index_.is_compressed() ? comphalf(node) : node.count / 2;
+  int lower = at <= split ? split + 1 : split;
+  if (!index_.is_compressed()) return lower;
+  // Long keys may make a half too large. A node filled up leaves a rest that fits.
+  const auto fits = [&](int from, int to) {
+    const Byte* const first = &entries[static_cast<std::size_t>(from) * index_.entry_size];
+    return isCompKey(index_, first, to - from, nullptr) + n::kFirst < file_.limit();
   };
-  const int split = SplitPoint(entries, count, at);
-  std::vector<Byte> lower(entries.begin(), entries.begin() + offset(split));
-  std::vector<Byte> upper(entries.begin() + offset(split), entries.end());
-  const bool into_lower = at <= split && split != count;
-  std::vector<Byte>& half = into_lower ? lower : upper;
-  half.insert(half.begin() + offset(into_lower ? at : at - split), entry, entry + size);
-  const int lower_count = static_cast<int>(lower.size() / size);
-  const int upper_count = static_cast<int>(upper.size() / size);
+  const int count = node.count + 1;
+  while (lower > 1 && !fits(0, lower)) --lower;
+  while (lower + 1 < count && !fits(lower, count)) ++lower;
+  if (!fits(0, lower) || !fits(lower, count)) isFatal(kSource, __LINE__);
+  return lower;
+}
+
+void Tree::SplitInsert(Path& path, int level, int at, const Node& node, const Byte* entry) {
+  index_.edge.depth = 0;
+  std::vector<Byte> entries(node.entries, node.entry(index_, at));
+  entries.insert(entries.end(), entry, entry + index_.entry_size);
+  entries.insert(entries.end(), node.entry(index_, at), node.entry(index_, node.count));
+  const int count = node.count + 1, lower = LowerShare(node, at, entries);
+  const int node_level = node.level;  // the view ends with the first store
+  const auto entry_at = [&](int i) {
+    return &entries[static_cast<std::size_t>(i) * index_.entry_size];
+  };
 
   const std::uint32_t number = path.step(level).node;
   const std::uint32_t new_node = NewNode();
-  isPutNode(file_, Encode(lower.data(), lower_count, node_level).data(), new_node);
-  const auto for_lower = MakeEntry(index_, &lower[lower.size() - size], new_node);
+  StoreNode(new_node, entry_at(0), lower, node_level);
+  const Target for_lower = EntryForChild(index_, entry_at(lower - 1), new_node);
   if (level > 0) {
-    InsertAt(path, level - 1, path.step(level - 1).at, for_lower.data());
-    isPutNode(file_, Encode(upper.data(), upper_count, node_level).data(), number);
+    InsertAt(path, level - 1, path.step(level - 1).at, for_lower.bytes.data());
+    StoreNode(number, entry_at(lower), count - lower, node_level);
     return;
   }
   // The root keeps its number and moves up a level.
   const std::uint32_t upper_node = NewNode();
-  isPutNode(file_, Encode(upper.data(), upper_count, node_level).data(), upper_node);
-  std::vector<Byte> root = for_lower;
-  const auto for_upper = MakeEntry(index_, &upper[upper.size() - size], upper_node);
-  root.insert(root.end(), for_upper.begin(), for_upper.end());
-  isPutNode(file_, Encode(root.data(), 2, node_level + 1).data(), number);
+  StoreNode(upper_node, entry_at(lower), count - lower, node_level);
+  const Target for_upper = EntryForChild(index_, entry_at(count - 1), upper_node);
+  std::vector<Byte> root(for_lower.bytes.data(), for_lower.bytes.data() + index_.entry_size);
+  root.insert(root.end(), for_upper.bytes.data(), for_upper.bytes.data() + index_.entry_size);
+  StoreNode(number, root.data(), 2, node_level + 1);
 }
 
-void Tree::RemoveAt(std::uint32_t number, int at) {
-  const Node node = Load(number, -1);
-  std::vector<Byte> entries(
-      node.entries, node.entries + static_cast<std::size_t>(node.count) * index_.entry_size);
-  const auto begin = entries.begin() +
-                     static_cast<std::ptrdiff_t>(static_cast<std::size_t>(at) * index_.entry_size);
-  entries.erase(begin, begin + static_cast<std::ptrdiff_t>(index_.entry_size));
-  isPutNode(file_, Encode(entries.data(), node.count - 1, node.level).data(), number);
-}
-
-void Tree::Delete(const Target& target, std::uint32_t record, Path& path) {
-  const bool found = Seek(target, path);
-  const Byte* const entry = found ? EntryAt(path) : nullptr;
+void Tree::isTreeDelete(const Target& target, std::uint32_t record, Path& path) {
+  index_.edge.depth = 0;
+  const Byte* const entry = path.depth == 0 ? isTreeMatch(target, path) : isTreeCurr(path);
   const std::size_t bytes = index_.length + index_.counter_width;
   if (entry == nullptr || std::memcmp(entry, target.bytes.data(), bytes) != 0 ||
       RecordOf(entry) != record)
@@ -151,7 +148,7 @@ void Tree::Delete(const Target& target, std::uint32_t record, Path& path) {
   while (level > 0 && path.step(level).count == 1) emptied.push_back(path.step(level--).node);
   const Path::Step& step = path.step(level);
   if (level == 0 && step.count == 1) {
-    isPutNode(file_, Encode(nullptr, 0, 0).data(), step.node);
+    StoreNode(step.node, nullptr, 0, 0);
   } else {
     RemoveAt(step.node, step.at);
   }
@@ -165,8 +162,8 @@ std::uint32_t Tree::MostCounter() const {
 std::uint32_t Tree::NextCounter(const Byte* key, Path& path) {
   if (FindPlace(MakeTarget(index_, key, 0xFFFFFFFF), path)) throw Failure{EBADFILE};
   Path before = path;
-  if (!Previous(before)) return 0;
-  const Byte* const entry = EntryAt(before);
+  const Byte* const entry = isTreePrev(before);
+  if (entry == nullptr) return 0;
   const bool repeats = isKeyMatch(index_, entry, key);
   const auto counter = repeats ? static_cast<std::uint32_t>(
                                      LoadBigWidth(entry + index_.length, index_.counter_width) + 1)
@@ -178,13 +175,14 @@ std::uint32_t Tree::NextCounter(const Byte* key, Path& path) {
 
 std::uint32_t Tree::Count(const Byte* key, Path& path) {
   std::uint32_t count = 0;
-  for (bool found = Seek(MakeTarget(index_, key, 0), path);
-       found && isKeyMatch(index_, EntryAt(path), key); found = Next(path))
+  for (const Byte* entry = isTreeMatch(MakeTarget(index_, key, 0), path);
+       entry != nullptr && isKeyMatch(index_, entry, key); entry = isTreeNext(path))
     ++count;
   return count;
 }
 
 void Tree::Renumber(const Byte* key) {
+  index_.edge.depth = 0;
   std::uint32_t next = 0;
   RenumberBelow(index_.root, -1, key, next);
 }
@@ -195,22 +193,21 @@ void Tree::RenumberBelow(std::uint32_t number, int level, const Byte* key, std::
   const int count = node.count, node_level = node.level;
   std::vector<Byte> entries(node.entries, node.entries + static_cast<std::size_t>(count) * size);
   const Target first = MakeTarget(index_, key, 0);
-  const auto counter_of = [&](Byte* entry) { return entry + index_.length; };
   const int considered = node_level > 0 ? count - 1 : count;
-  for (int i = LowerBound(node, considered, first.bytes.data()); i < count; ++i) {
+  for (int i = isNodeMatch(node, considered, first.bytes.data()); i < count; ++i) {
     Byte* const entry = &entries[static_cast<std::size_t>(i) * size];
+    Byte* const counter = entry + index_.length;
     const int order = isKeyCmp(index_, entry, key);
     if (node_level == 0) {
       if (order != 0) break;
-      StoreBigWidth(counter_of(entry), index_.counter_width, next++);
+      StoreBigWidth(counter, index_.counter_width, next++);
       continue;
     }
     RenumberBelow(RecordOf(entry), node_level - 1, key, next);
     if (order > 0 && i + 1 < count) break;
-    if (order == 0)
-      StoreBigWidth(counter_of(entry), index_.counter_width, next == 0 ? 0 : next - 1);
+    if (order == 0) StoreBigWidth(counter, index_.counter_width, next == 0 ? 0 : next - 1);
   }
-  isPutNode(file_, Encode(entries.data(), count, node_level).data(), number);
+  StoreNode(number, entries.data(), count, node_level);
 }
 
 // A number is off the list on disk before its node is used: should the process die, nobody else
@@ -235,12 +232,8 @@ void Tree::FreeBelow(std::uint32_t number, int level) {
   }
 }
 
-void Tree::Clear() {
-  FreeBelow(index_.root, -1);
-  isPutNode(file_, Encode(nullptr, 0, 0).data(), index_.root);
-}
-
 void Tree::Free() {
+  index_.edge.depth = 0;
   FreeBelow(index_.root, -1);
   isPutFree(file_, FreeKind::kNode, index_.root);
 }

@@ -62,9 +62,9 @@ void Enter(File& file, Index& index, const Portion& portion) {
       counter = tree.NextCounter(key_of(i), path);
       if (counter > tree.MostCounter()) throw Failure{EDUPL};
     }
-    const Target target = MakeTarget(index, key_of(i), counter);
+    Target target = MakeTarget(index, key_of(i), counter);
     if (index.counter_width == 0 && tree.FindPlace(target, path)) throw Failure{EDUPL};
-    tree.Insert(target, portion.records[i], path);
+    tree.isTreeInsert(target, portion.records[i], path);
   }
 }
 

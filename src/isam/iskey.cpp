@@ -71,6 +71,7 @@ void Index::Settle(std::size_t duplicate_width) {
   key.k_len = static_cast<std::int16_t>(length);
   counter_width = has(ISDUPS) ? duplicate_width : 0;
   entry_size = length + counter_width + layout::tree_node::kPointerWidth;
+  entry_reciprocal = (std::uint64_t{1} << 32) / entry_size + 1;
 }
 
 bool isTestIndex(std::size_t record_length, const keydesc* key) {
@@ -132,7 +133,7 @@ int isKeyCmpParts(const Index& index, const Byte* a, const Byte* b) {
     }
     start += PartLength(part);
   }
-  ISAM_FATAL();
+  isFatal("iskey.c", __LINE__);
 }
 
 bool isKeyNull(const Index& index, const Byte* key) {

@@ -43,14 +43,14 @@ void isLockOpen(File& file, bool exclusive) {
 void isLockRead(File& file) {
   if (file.exclusive || file.held != File::Held::kNothing) return;
   if (!SetLock(file, region::kOperation, region::kOperationLength, LockRequest::kSharedWait))
-    ISAM_FATAL();
+    isFatal("islock.c", __LINE__);
   file.held = File::Held::kRead;
 }
 
 void isLockWrite(File& file) {
   if (file.exclusive || file.held == File::Held::kWrite) return;
   if (!SetLock(file, region::kOperation, region::kOperationLength, LockRequest::kExclusiveWait))
-    ISAM_FATAL();
+    isFatal("islock.c", __LINE__);
   file.held = File::Held::kWrite;
 }
 
@@ -75,9 +75,7 @@ bool isLockTest(File& file, const void* handle, std::uint32_t record) {
   if (HeldBy(file, handle, record) || HeldBy(file, handle, 0)) return true;
   if (HeldByOther(file, handle, record)) return false;
   if (file.exclusive) return true;
-  if (!SetLock(file, RecordOffset(record), 1, LockRequest::kExclusive)) return false;
-  (void)SetLock(file, RecordOffset(record), 1, LockRequest::kUnlock);
-  return true;
+  return isFSlockTest(file.index.fd(), RecordOffset(record), 1, file.holder);
 }
 
 void isDropData(File& file, const void* handle, std::uint32_t record) {

@@ -114,7 +114,6 @@ std::unique_ptr<Handle> isBuild(const std::string& name, int record_length, cons
     file->shares_exclusive = (mode & ISSHAREOWN) != 0;
     isLockWrite(*file);
     isMakeHead(*file, mode);
-    file->scratch.resize(std::max(file->node_size, file->slot_length()));
     Index& index = file->indexes.emplace_back();
     index.key = *key;
     index.Settle(file->duplicate_width);
@@ -236,18 +235,21 @@ Operation::Operation(Handle& handle, Kind kind) : file_(*handle.file), kind_(kin
 }
 
 Operation::~Operation() {
-  if (kind_ == Kind::kUpdate && !complete_) {
-    isFreeClear(file_);
-    ++file_.epoch;
-    --file_.change_counter;  // what the dictionary says is taken over again
-    const bool exclusive = std::exchange(file_.exclusive, false);
-    try {
-      (void)isDelta(file_);
-    } catch (const Failure&) {  // the first failure is the one that counts
-    }
-    file_.exclusive = exclusive;
-  }
+  if (kind_ == Kind::kUpdate && !complete_) TakeBack();
   isDropLock(file_);
+}
+
+// Takes the dictionary over again as it is, and nothing else.
+void Operation::TakeBack() {
+  isFreeClear(file_);
+  isPathClear(file_);
+  --file_.change_counter;
+  const bool exclusive = std::exchange(file_.exclusive, false);
+  try {
+    (void)isDelta(file_);
+  } catch (const Failure&) {  // the first failure is the one that counts
+  }
+  file_.exclusive = exclusive;
 }
 
 void Operation::BeginStores() {

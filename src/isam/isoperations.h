@@ -23,15 +23,17 @@ enum class Standing {
   kPastBegin,
 };
 
-struct Handle {
+struct Position {
+  int index = 0;  // the selected one; -1: order of record numbers
+  Standing standing = Standing::kBefore;
+  std::uint32_t record = 0;  // the current one; 0: none
+  Target target;             // of its entry
+  Path path;                 // to it, while path.epoch is the file's
+};
+
+struct Handle : Position {
   std::shared_ptr<File> file;
   int mode = 0;
-  int index = 0;  // the selected one; -1: order of record numbers
-
-  Standing standing = Standing::kBefore;
-  Target target;             // of the current entry
-  std::uint32_t record = 0;  // the current one; 0: none
-  Path path;                 // to it, while path.epoch is the file's
 
   // Exchanged with the caller's variables.
   std::int32_t recnum = 0;
@@ -92,6 +94,8 @@ class Operation {
   void WriteBack();
 
  private:
+  void TakeBack();
+
   File& file_;
   Kind kind_;
   bool complete_ = false;

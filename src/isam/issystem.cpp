@@ -201,9 +201,20 @@ bool isFSlock(int fd, std::int64_t offset, std::int64_t length, LockRequest requ
   return false;
 }
 
+bool isFSlockTest(int fd, std::int64_t offset, std::int64_t length, int& holder) {
+  struct flock region {};
+  region.l_type = F_WRLCK;
+  region.l_whence = SEEK_SET;
+  region.l_start = static_cast<off_t>(offset);
+  region.l_len = static_cast<off_t>(length);
+  if (sys.lock(fd, F_GETLK, &region) != 0) throw Failure{errno, kIoLock};
+  if (region.l_type == F_UNLCK) return true;
+  holder = region.l_pid;
+  return false;
+}
+
 void isFatal(const char* source, int line) {
-  const char* const slash = std::strrchr(source, '/');
-  std::fprintf(stderr, "fatal isam error %s(%d)\n", slash == nullptr ? source : slash + 1, line);
+  std::fprintf(stderr, "fatal isam error %s(%d)\n", source, line);
   std::exit(1);
 }
 

@@ -110,8 +110,11 @@ enum class LockRequest {
 [[nodiscard]] bool isFSlock(int fd, std::int64_t offset, std::int64_t length, LockRequest request,
                             int& holder);
 
+// Whether an exclusive lock on a region could be had now; `holder` as above.
+[[nodiscard]] bool isFSlockTest(int fd, std::int64_t offset, std::int64_t length, int& holder);
+
 // Ends the process: "fatal isam error SOURCE(LINE)" on the standard error stream, status 1.
+// Sources go by the names that the documentation of the messages has for them.
 [[noreturn]] void isFatal(const char* source, int line);
-#define ISAM_FATAL() ::isam::isFatal(__FILE__, __LINE__)
 
 }  // namespace isam

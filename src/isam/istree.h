@@ -16,82 +16,63 @@
 #include <vector>
 
 #include "isam/isfile.h"
+#include "isam/ispath.h"
 
 namespace isam {
 
-inline constexpr int kMostDepth = 24;
-inline constexpr std::size_t kMostTarget = MAXKEYSIZE + 4;
-
-// A key with its duplicate counter.
+// A key with its duplicate counter, and room for the pointer that makes it an entry.
 struct Target {
-  std::array<Byte, kMostTarget> bytes{};
+  std::array<Byte, kMostEntry> bytes;
 };
 [[nodiscard]] Target MakeTarget(const Index& index, const Byte* key, std::uint32_t counter);
 
 // The entries of a node, of index.entry_size bytes each.
 struct Node {
+  const Byte* bytes = nullptr;  // as it is stored
   const Byte* entries = nullptr;
   int count = 0;
   int level = 0;
-  std::size_t used = 0;  // bytes of the node on disk
+  std::size_t used = 0;  // bytes of the node as it is stored
 
   [[nodiscard]] const Byte* entry(const Index& index, int at) const {
     return entries + static_cast<std::size_t>(at) * index.entry_size;
   }
 };
 
-// Where a node is kept that is not read straight from the mapping.
-struct NodeScratch {
-  std::vector<Byte> raw, entries;
-};
-
-// The way from the root to an entry of a leaf.
-struct Path {
-  struct Step {
-    std::uint32_t node = 0;
-    int at = 0;     // the entry
-    int count = 0;  // of entries
-  };
-  std::array<Step, kMostDepth> steps{};
-  int depth = 0;            // 0: it leads nowhere
-  std::uint64_t epoch = 0;  // of the file when it was found
-
-  [[nodiscard]] Step& leaf() { return steps[static_cast<std::size_t>(depth - 1)]; }
-  [[nodiscard]] const Step& leaf() const { return steps[static_cast<std::size_t>(depth - 1)]; }
-  [[nodiscard]] Step& step(int level) { return steps[static_cast<std::size_t>(level)]; }
-};
-
 class Tree {
  public:
   Tree(File& file, Index& index) : file_(file), index_(index) {}
 
-  // Each leaves the path at an entry and returns true, or false when there is none. Seek finds the
-  // first entry that is not less than the target; when there is none the path is at the end.
-  [[nodiscard]] bool Seek(const Target& target, Path& path);
-  // The same by the first `length` bytes of a key only; with `beyond` the first entry that is
-  // greater in them.
-  [[nodiscard]] bool SeekPrefix(const Byte* key, std::size_t length, bool beyond, Path& path);
-  [[nodiscard]] bool First(Path& path);
-  [[nodiscard]] bool Last(Path& path);
-  [[nodiscard]] bool Next(Path& path);
-  [[nodiscard]] bool Previous(Path& path);
+  // ---- moving (ispath.cpp). Each leaves the path at an entry and returns the entry, which stays
+  // where it is until the next call on any tree; or returns null, with the path at the end that was
+  // reached.
+  const Byte* isTreeFirst(Path& path);
+  const Byte* isTreeLast(Path& path);
+  const Byte* isTreeNext(Path& path);
+  const Byte* isTreePrev(Path& path);
+  // The entry that a path is at.
+  [[nodiscard]] const Byte* isTreeCurr(const Path& path);
+  // The first entry that is not less than the target.
+  const Byte* isTreeMatch(const Target& target, Path& path);
+  // The first entry that is greater than a key in its first `length` bytes; or, when `equal`, not
+  // less than it.
+  const Byte* isTreeGreat(const Byte* key, std::size_t length, bool equal, Path& path);
 
-  // The entry that a path is at; valid until the next call.
-  [[nodiscard]] const Byte* EntryAt(const Path& path);
-  [[nodiscard]] std::uint32_t RecordOf(const Byte* entry) const;
-  // Entries from the one that the path is at to the end of its leaf.
-  [[nodiscard]] int LeftInLeaf(const Path& path) const {
-    return path.leaf().count - path.leaf().at;
+  [[nodiscard]] std::uint32_t RecordOf(const Byte* entry) const {
+    return tolvane::LoadBig<std::uint32_t>(entry + index_.length + index_.counter_width);
   }
+
+  // ---- changing (isgrow.cpp)
 
   // The place of a target among the entries: where it is, or where it is to be inserted, which may
   // be behind the last entry of a leaf. True when it is there.
   [[nodiscard]] bool FindPlace(const Target& target, Path& path);
-  // Adds an entry at its place. The caller has made sure that it is not there and has reserved
-  // nodes: one more than the path is deep.
-  void Insert(const Target& target, std::uint32_t record, Path& path);
-  // Removes the entry of a target; fails with EBADFILE when it is not there with that record.
-  void Delete(const Target& target, std::uint32_t record, Path& path);
+  // Adds an entry at its place, which is looked for when the path leads nowhere. The caller has
+  // made sure that it is not there and has reserved nodes: one more than the path is deep.
+  void isTreeInsert(Target& target, std::uint32_t record, Path& path);
+  // Removes the entry of a target, looked for in the same way; fails with EBADFILE when it is not
+  // there with that record.
+  void isTreeDelete(const Target& target, std::uint32_t record, Path& path);
 
   // The counter that the next duplicate of a key gets, and the path to its place. Above
   // MostCounter the range is used up and Renumber has to make room.
@@ -103,25 +84,25 @@ class Tree {
   // room.
   void Renumber(const Byte* key);
 
-  // Frees every node but the root, which becomes an empty leaf.
-  void Clear();
   // Gives back every node, the root too.
   void Free();
 
  private:
   [[nodiscard]] Node Load(std::uint32_t number, int level);
-  [[nodiscard]] int LowerBound(const Node& node, int count, const Byte* target) const;
+  [[nodiscard]] int isNodeMatch(const Node& node, int count, const Byte* target) const;
   template <typename Find>
-  void Descend(Path& path, Find find);
-  bool StepIntoLeaf(Path& path);
-  bool DownTo(Path& path, bool last);
+  Node isPathDown(Path& path, Find find);
+  const Byte* DownTo(Path& path, bool last);
+  const Byte* EntryOrNext(const Node& leaf, Path& path);
+
   void InsertAt(Path& path, int level, int at, const Byte* entry);
-  void SplitInsert(Path& path, int level, int at, std::vector<Byte>& entries, int count,
-                   int node_level, const Byte* entry);
-  [[nodiscard]] int SplitPoint(const std::vector<Byte>& entries, int count, int at) const;
-  [[nodiscard]] std::vector<Byte> Encode(const Byte* entries, int count, int level) const;
-  [[nodiscard]] std::size_t EncodedSize(const Byte* entries, int count) const;
+  void flatins(std::uint32_t number, const Node& node, int at, const Byte* entry);
+  [[nodiscard]] bool compins(std::uint32_t number, const Node& node, int at, const Byte* entry);
+  [[nodiscard]] int comphalf(const Node& node) const;
+  [[nodiscard]] int LowerShare(const Node& node, int at, const std::vector<Byte>& entries) const;
+  void SplitInsert(Path& path, int level, int at, const Node& node, const Byte* entry);
   void RemoveAt(std::uint32_t number, int at);
+  void StoreNode(std::uint32_t number, const Byte* entries, int count, int level);
   [[nodiscard]] std::uint32_t NewNode();
   void RenumberBelow(std::uint32_t number, int level, const Byte* key, std::uint32_t& next);
   void FreeBelow(std::uint32_t number, int level);
