@@ -34,27 +34,30 @@ Stored HowStored(const Index& index, const Byte* previous, const Byte* key) {
 
 }  // namespace
 
-std::size_t isCompKey(const Index& index, const Byte* entries, int count, Byte* to) {
+std::size_t isCompKey(const Index& index, const Byte* previous, const Byte* key, Byte* to) {
+  const Stored stored = HowStored(index, previous, key);
+  if (stored.repeats) return 0;
+  const std::size_t middle = index.length - stored.leading - stored.trailing;
+  const std::size_t counts = (index.has(LCOMPRESS) ? 1 : 0) + (index.has(TCOMPRESS) ? 1 : 0);
+  if (to != nullptr) {
+    if (index.has(LCOMPRESS)) *to++ = static_cast<Byte>(stored.leading);
+    if (index.has(TCOMPRESS)) *to++ = static_cast<Byte>(stored.trailing);
+    std::memcpy(to, key + stored.leading, middle);
+  }
+  return counts + middle;
+}
+
+std::size_t isCompEntries(const Index& index, const Byte* entries, int count, Byte* to) {
   const std::size_t tail = index.entry_size - index.length;
-  std::size_t size = 0, last_pointer = 0;
-  const auto put = [&](const Byte* from, std::size_t bytes) {
-    if (to != nullptr) std::memcpy(to + size, from, bytes);
-    size += bytes;
-  };
   const Byte* previous = nullptr;
+  std::size_t size = 0;
   for (int i = 0; i < count; ++i, entries += index.entry_size) {
-    const Stored stored = HowStored(index, previous, entries);
-    if (stored.repeats) {
-      if (to != nullptr) to[last_pointer] |= 0x80;
-    } else {
-      const auto leading = static_cast<Byte>(stored.leading);
-      const auto trailing = static_cast<Byte>(stored.trailing);
-      if (index.has(LCOMPRESS)) put(&leading, 1);
-      if (index.has(TCOMPRESS)) put(&trailing, 1);
-      put(entries + stored.leading, index.length - stored.leading - stored.trailing);
+    const std::size_t key = isCompKey(index, previous, entries, to == nullptr ? to : to + size);
+    if (to != nullptr) {
+      if (key == 0) to[size - layout::tree_node::kPointerWidth] |= 0x80;  // the one before repeats
+      std::memcpy(to + size + key, entries + index.length, tail);
     }
-    put(entries + index.length, tail);
-    last_pointer = size - layout::tree_node::kPointerWidth;
+    size += key + tail;
     previous = entries;
   }
   return size;

@@ -57,10 +57,9 @@ struct File {
   std::uint64_t epoch = 0;     // counts every change that this process has made or seen
 
   // Locks and users.
-  int handles = 0;
+  std::vector<int> modes;  // of the handles
   bool writable = false;
   bool exclusive = false;
-  bool shares_exclusive = false;  // mode bit ISSHAREOWN
   enum class Held { kNothing, kRead, kWrite } held = Held::kNothing;
   int holder = 0;                                                   // process of the last conflict
   std::vector<std::pair<std::uint32_t, const void*>> record_locks;  // record, handle
@@ -124,14 +123,18 @@ void RewriteKeyEntries(File& file);
 // ---- free lists
 
 [[nodiscard]] std::uint32_t isGetFree(File& file, FreeKind kind);
+// A node number that was never given before.
+[[nodiscard]] std::uint32_t isNextNode(File& file);
 void isPutFree(File& file, FreeKind kind, std::uint32_t number);
 void isFreeWrite(File& file);
 [[nodiscard]] std::uint32_t isFreeCount(File& file, FreeKind kind);
 void isFreeClear(File& file);
 // Forgets the cached ways through the trees.
 void isPathClear(File& file);
-// Empties the list of record numbers; the nodes go back.
-void isFreeDrop(File& file);
+// Makes sure that numbers can be taken from both lists. Fails with EBADFILE.
+void isFreeTest(File& file);
+// Empties the list of record numbers; its nodes go back. EBADARG for the other one.
+void isFreeDrop(File& file, FreeKind kind);
 
 // ---- data slots
 
@@ -144,6 +147,8 @@ void isDelData(File& file, std::uint32_t number);
 // ---- locks
 
 void isLockOpen(File& file, bool exclusive);
+// Lets others in again, but for the records that are locked.
+void isLockShare(File& file);
 void isLockRead(File& file);
 void isLockWrite(File& file);
 void isDropLock(File& file);

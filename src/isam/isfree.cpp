@@ -27,17 +27,37 @@ std::uint32_t NextHighest(File& file, FreeKind kind) {
   return ++list.highest;
 }
 
+bool IsListNode(const File& file, const Byte* node) {
+  const std::size_t used = LoadBig<std::uint16_t>(node + f::kUsed);
+  return std::equal(layout::kFreeNodeMark.begin(), layout::kFreeNodeMark.end(),
+                    node + file.node_size - layout::kMarkFromEnd) &&
+         used >= f::kFirst && used <= file.limit() && (used - f::kFirst) % f::kNumberWidth == 0;
+}
+
+// Fails when a number cannot be free: nothing that it names would be safe.
+void NeedFreeNumber(const File& file, const FreeList& list, std::uint32_t number) {
+  bool in_use = number < 1 || number > list.highest;
+  if (&list == &file.free_nodes)
+    in_use = in_use || number == layout::kDictionaryNode || number == file.key_node ||
+             std::any_of(file.indexes.begin(), file.indexes.end(), [number](const Index& index) {
+               return number == index.root || number == index.described_in;
+             });
+  if (in_use) throw Failure{EBADFILE};
+}
+
+// Takes over the head of a list, and makes sure of the one behind it.
 void LoadHead(File& file, FreeList& list) {
   if (list.state != FreeList::State::kNotLoaded) return;
   if (list.node == nullptr) list.node = is_malloc(file.node_size);
   const Byte* const node = isGetNode(file, list.head, list.node.get());
   if (node != list.node.get()) std::copy_n(node, file.node_size, list.node.get());
   list.used = LoadBig<std::uint16_t>(&list.node[f::kUsed]);
-  const bool marked = std::equal(layout::kFreeNodeMark.begin(), layout::kFreeNodeMark.end(),
-                                 &list.node[file.node_size - layout::kMarkFromEnd]);
-  if (!marked || list.used < f::kFirst || list.used > file.limit() ||
-      (list.used - f::kFirst) % f::kNumberWidth != 0)
+  const auto next = LoadBig<std::uint32_t>(&list.node[f::kNext]);
+  if (!IsListNode(file, list.node.get()) ||
+      (next != 0 && !IsListNode(file, isGetNode(file, next, file.node_scratch.get()))))
     throw Failure{EBADFILE};
+  for (std::size_t at = f::kFirst; at < list.used; at += f::kNumberWidth)
+    NeedFreeNumber(file, list, LoadBig<std::uint32_t>(&list.node[at]));
   list.state = FreeList::State::kClean;
 }
 
@@ -67,6 +87,8 @@ void PopHead(FreeList& list) {
 
 }  // namespace
 
+std::uint32_t isNextNode(File& file) { return NextHighest(file, FreeKind::kNode); }
+
 std::uint32_t isGetFree(File& file, FreeKind kind) {
   FreeList& list = ListOf(file, kind);
   if ((kind == FreeKind::kRecord && file.is_precious()) || list.head == 0)
@@ -81,7 +103,6 @@ std::uint32_t isGetFree(File& file, FreeKind kind) {
   }
   list.used -= f::kNumberWidth;
   const auto number = LoadBig<std::uint32_t>(&list.node[list.used]);
-  if (number < 1 || number > list.highest) throw Failure{EBADFILE};
   StoreBig(&list.node[f::kUsed], static_cast<std::uint16_t>(list.used));
   list.state = FreeList::State::kChanged;
   if (kind == FreeKind::kRecord && list.used == f::kFirst) {
@@ -133,7 +154,16 @@ void isFreeClear(File& file) {
   file.free_nodes.state = file.free_records.state = FreeList::State::kNotLoaded;
 }
 
-void isFreeDrop(File& file) {
+void isFreeTest(File& file) {
+  for (FreeList* const list : {&file.free_nodes, &file.free_records}) {
+    if (list->head == 0) continue;
+    if (list == &file.free_nodes) NeedFreeNumber(file, *list, list->head);
+    LoadHead(file, *list);
+  }
+}
+
+void isFreeDrop(File& file, FreeKind kind) {
+  if (kind == FreeKind::kNode) throw Failure{EBADARG};
   FreeList& list = file.free_records;
   std::vector<Byte> scratch(file.node_size);
   std::vector<std::uint32_t> nodes;

@@ -24,6 +24,16 @@ Target EntryForChild(const Index& index, const Byte* last, std::uint32_t child) 
   return entry;
 }
 
+// The entries of a node with one more at `at`.
+std::vector<Byte> WithEntry(const Index& index, const Node& node, int at, const Byte* entry) {
+  std::vector<Byte> entries;
+  entries.reserve(static_cast<std::size_t>(node.count + 1) * index.entry_size);
+  entries.assign(node.entries, node.entry(index, at));
+  entries.insert(entries.end(), entry, entry + index.entry_size);
+  entries.insert(entries.end(), node.entry(index, at), node.entry(index, node.count));
+  return entries;
+}
+
 }  // namespace
 
 void Tree::isTreeInsert(Target& target, std::uint32_t record, Path& path) {
@@ -35,12 +45,9 @@ void Tree::isTreeInsert(Target& target, std::uint32_t record, Path& path) {
 void Tree::InsertAt(Path& path, int level, int at, const Byte* entry) {
   const std::uint32_t number = path.step(level).node;
   const Node node = Load(number, -1);
-  if (index_.is_compressed()) {
-    if (compins(number, node, at, entry)) return;
-  } else if (node.used + index_.entry_size < file_.limit()) {
+  if (!index_.is_compressed() && node.used + index_.entry_size < file_.limit())
     return flatins(number, node, at, entry);
-  }
-  SplitInsert(path, level, at, node, entry);
+  StoreEntries(path, level, WithEntry(index_, node, at, entry), node.level, LowerShare(node, at));
 }
 
 void Tree::flatins(std::uint32_t number, const Node& node, int at, const Byte* entry) {
@@ -62,67 +69,55 @@ void Tree::flatins(std::uint32_t number, const Node& node, int at, const Byte* e
   file_.index.Write(offset, image, node.used + size);
 }
 
-// False when the entry does not fit.
-bool Tree::compins(std::uint32_t number, const Node& node, int at, const Byte* entry) {
-  const std::size_t size = index_.entry_size;
-  const Byte* const place = node.entry(index_, at);
-  std::vector<Byte>& entries = file_.entries_changed;
-  entries.assign(node.entries, place);
-  entries.insert(entries.end(), entry, entry + size);
-  entries.insert(entries.end(), place, node.entry(index_, node.count));
-  const std::size_t bytes = isCompKey(index_, entries.data(), node.count + 1, nullptr);
-  if (bytes + n::kFirst >= file_.limit()) return false;
-  StoreNode(number, entries.data(), node.count + 1, node.level);
-  return true;
-}
-
-// Where a compressed node is split: behind the first entry that ends at or past half of its used
+// Where compressed entries are split: behind the first one that ends at or past half of their
 // bytes.
-int Tree::comphalf(const Node& node) const {
+int Tree::comphalf(const Byte* entries, int count) const {
+  const std::size_t half = (isCompEntries(index_, entries, count, nullptr) + n::kFirst) / 2;
   int lower = 1;
-  while (lower < node.count - 1 &&
-         isCompKey(index_, node.entries, lower, nullptr) + n::kFirst < node.used / 2)
+  while (lower < count - 1 && isCompEntries(index_, entries, lower, nullptr) + n::kFirst < half)
     ++lower;
   return lower;
 }
 
-// How many entries of a full node and a new one at `at` go to the lower node: the first half with
-// the new one where it falls, or all old ones when the new one comes behind them, so that an
-// ascending run leaves full nodes.
-int Tree::LowerShare(const Node& node, int at, const std::vector<Byte>& entries) const {
+// How many entries go to the lower node when a node has no room for a new one at `at`: the first
+// half with the new one where it falls, or all old ones when the new one comes behind them, so that
+// an ascending run leaves full nodes.
+int Tree::LowerShare(const Node& node, int at) const {
   if (at == node.count) return at;
-  const int split = index_.is_compressed() ? comphalf(node) : node.count / 2;
-  int lower = at <= split ? split + 1 : split;
-  if (!index_.is_compressed()) return lower;
-  // Long keys may make a half too large. A node filled up leaves a rest that fits.
-  const auto fits = [&](int from, int to) {
-    const Byte* const first = &entries[static_cast<std::size_t>(from) * index_.entry_size];
-    return isCompKey(index_, first, to - from, nullptr) + n::kFirst < file_.limit();
-  };
-  const int count = node.count + 1;
-  while (lower > 1 && !fits(0, lower)) --lower;
-  while (lower + 1 < count && !fits(lower, count)) ++lower;
-  if (!fits(0, lower) || !fits(lower, count)) isFatal(kSource, __LINE__);
-  return lower;
+  const int split = index_.is_compressed() ? comphalf(node.entries, node.count) : node.count / 2;
+  return at <= split ? split + 1 : split;
 }
 
-void Tree::SplitInsert(Path& path, int level, int at, const Node& node, const Byte* entry) {
+bool Tree::Fits(const Byte* entries, int count) const {
+  const std::size_t bytes = index_.is_compressed()
+                                ? isCompEntries(index_, entries, count, nullptr)
+                                : static_cast<std::size_t>(count) * index_.entry_size;
+  return bytes + n::kFirst < file_.limit();
+}
+
+// Stores entries in the node of a path's step, or in two nodes when they are too many: `lower` of
+// them in a new one, the rest in the old one.
+void Tree::StoreEntries(Path& path, int level, const std::vector<Byte>& entries, int node_level,
+                        int lower) {
+  const int count = static_cast<int>(entries.size() / index_.entry_size);
+  const std::uint32_t number = path.step(level).node;
+  if (Fits(entries.data(), count)) return StoreNode(number, entries.data(), count, node_level);
+
   index_.edge.depth = 0;
-  std::vector<Byte> entries(node.entries, node.entry(index_, at));
-  entries.insert(entries.end(), entry, entry + index_.entry_size);
-  entries.insert(entries.end(), node.entry(index_, at), node.entry(index_, node.count));
-  const int count = node.count + 1, lower = LowerShare(node, at, entries);
-  const int node_level = node.level;  // the view ends with the first store
   const auto entry_at = [&](int i) {
     return &entries[static_cast<std::size_t>(i) * index_.entry_size];
   };
+  // Long compressed keys may make a half too large. A node filled up leaves a rest that fits.
+  while (lower > 1 && !Fits(entry_at(0), lower)) --lower;
+  while (lower + 1 < count && !Fits(entry_at(lower), count - lower)) ++lower;
+  if (!Fits(entry_at(0), lower) || !Fits(entry_at(lower), count - lower))
+    isFatal(kSource, __LINE__);
 
-  const std::uint32_t number = path.step(level).node;
   const std::uint32_t new_node = NewNode();
   StoreNode(new_node, entry_at(0), lower, node_level);
   const Target for_lower = EntryForChild(index_, entry_at(lower - 1), new_node);
   if (level > 0) {
-    InsertAt(path, level - 1, path.step(level - 1).at, for_lower.bytes.data());
+    InsertSeparator(path, level - 1, for_lower, entry_at(count - 1));
     StoreNode(number, entry_at(lower), count - lower, node_level);
     return;
   }
@@ -133,6 +128,39 @@ void Tree::SplitInsert(Path& path, int level, int at, const Node& node, const By
   std::vector<Byte> root(for_lower.bytes.data(), for_lower.bytes.data() + index_.entry_size);
   root.insert(root.end(), for_upper.bytes.data(), for_upper.bytes.data() + index_.entry_size);
   StoreNode(number, root.data(), 2, node_level + 1);
+}
+
+// Enters a new lower node before the node that it was split off. The last entry of a level, which
+// counts as without bound, may have fallen behind its child's keys: `upper_last`, the greatest one
+// that stays, then takes its place, so that the entries remain in order.
+void Tree::InsertSeparator(Path& path, int level, const Target& for_lower, const Byte* upper_last) {
+  const Path::Step& step = path.step(level);
+  const Node node = Load(step.node, -1);
+  const bool behind =
+      step.at + 1 == node.count && isTargetCmp(index_, node.entry(index_, step.at), upper_last) < 0;
+  if (!behind) return InsertAt(path, level, step.at, for_lower.bytes.data());
+  auto entries = WithEntry(index_, node, step.at, for_lower.bytes.data());
+  std::memcpy(&entries[entries.size() - index_.entry_size], upper_last,
+              index_.entry_size - n::kPointerWidth);
+  StoreEntries(path, level, entries, node.level, LowerShare(node, step.at));
+}
+
+// Takes an entry out of a node. Compressed, the next one may need more room then. Above the leaves
+// the bound of a last entry goes to the one before.
+void Tree::RemoveAt(Path& path, int level) {
+  const Path::Step& step = path.step(level);
+  const Node node = Load(step.node, -1);
+  const std::size_t size = index_.entry_size;
+  const std::size_t at = static_cast<std::size_t>(step.at) * size;
+  const std::size_t all = static_cast<std::size_t>(node.count) * size;
+  std::vector<Byte> entries(node.entries, node.entries + all);
+  if (node.level > 0 && at > 0 && at + size == all)
+    std::memcpy(&entries[at - size], &entries[at], size - n::kPointerWidth);
+  const auto begin = entries.begin() + static_cast<std::ptrdiff_t>(at);
+  entries.erase(begin, begin + static_cast<std::ptrdiff_t>(size));
+  const int left = node.count - 1;
+  const int lower = index_.is_compressed() ? comphalf(entries.data(), left) : left;
+  StoreEntries(path, level, entries, node.level, lower);
 }
 
 void Tree::isTreeDelete(const Target& target, std::uint32_t record, Path& path) {
@@ -150,7 +178,7 @@ void Tree::isTreeDelete(const Target& target, std::uint32_t record, Path& path) 
   if (level == 0 && step.count == 1) {
     StoreNode(step.node, nullptr, 0, 0);
   } else {
-    RemoveAt(step.node, step.at);
+    RemoveAt(path, level);
   }
   for (const std::uint32_t node : emptied) isPutFree(file_, FreeKind::kNode, node);
 }
@@ -173,21 +201,15 @@ std::uint32_t Tree::NextCounter(const Byte* key, Path& path) {
   return counter;
 }
 
-std::uint32_t Tree::Count(const Byte* key, Path& path) {
-  std::uint32_t count = 0;
-  for (const Byte* entry = isTreeMatch(MakeTarget(index_, key, 0), path);
-       entry != nullptr && isKeyMatch(index_, entry, key); entry = isTreeNext(path))
-    ++count;
-  return count;
-}
-
-void Tree::Renumber(const Byte* key) {
-  index_.edge.depth = 0;
+std::uint32_t Tree::Renumber(const Byte* key, bool store) {
+  if (store) index_.edge.depth = 0;
   std::uint32_t next = 0;
-  RenumberBelow(index_.root, -1, key, next);
+  RenumberBelow(index_.root, -1, key, store, next);
+  return next;
 }
 
-void Tree::RenumberBelow(std::uint32_t number, int level, const Byte* key, std::uint32_t& next) {
+void Tree::RenumberBelow(std::uint32_t number, int level, const Byte* key, bool store,
+                         std::uint32_t& next) {
   const Node node = Load(number, level);
   const std::size_t size = index_.entry_size;
   const int count = node.count, node_level = node.level;
@@ -203,11 +225,15 @@ void Tree::RenumberBelow(std::uint32_t number, int level, const Byte* key, std::
       StoreBigWidth(counter, index_.counter_width, next++);
       continue;
     }
-    RenumberBelow(RecordOf(entry), node_level - 1, key, next);
-    if (order > 0 && i + 1 < count) break;
-    if (order == 0) StoreBigWidth(counter, index_.counter_width, next == 0 ? 0 : next - 1);
+    const std::uint32_t before = next;
+    RenumberBelow(RecordOf(entry), node_level - 1, key, store, next);
+    if (order > 0) break;
+    if (order < 0) continue;
+    // A bound takes the last counter below it, or one of its own when there is none.
+    if (next == before) ++next;
+    StoreBigWidth(counter, index_.counter_width, next - 1);
   }
-  StoreNode(number, entries.data(), count, node_level);
+  if (store) StoreNode(number, entries.data(), count, node_level);
 }
 
 // A number is off the list on disk before its node is used: should the process die, nobody else
@@ -219,23 +245,72 @@ std::uint32_t Tree::NewNode() {
   return node;
 }
 
-void Tree::FreeBelow(std::uint32_t number, int level) {
+void Tree::ListBelow(std::uint32_t number, int level, std::vector<std::uint32_t>& nodes) {
+  if (nodes.size() > file_.free_nodes.highest) throw Failure{EBADFILE};  // some occur twice
   const Node node = Load(number, level);
-  if (node.level == 0) return;
   std::vector<std::uint32_t> children;
-  children.reserve(static_cast<std::size_t>(node.count));
-  for (int i = 0; i < node.count; ++i) children.push_back(RecordOf(node.entry(index_, i)));
+  for (int i = 0; node.level > 0 && i < node.count; ++i)
+    children.push_back(RecordOf(node.entry(index_, i)));
   const int below = node.level - 1;
-  for (const std::uint32_t child : children) {
-    FreeBelow(child, below);
-    isPutFree(file_, FreeKind::kNode, child);
+  for (const std::uint32_t child : children) ListBelow(child, below, nodes);
+  nodes.push_back(number);
+}
+
+std::vector<std::uint32_t> Tree::Nodes() {
+  std::vector<std::uint32_t> nodes;
+  ListBelow(index_.root, -1, nodes);
+  return nodes;
+}
+
+// ---- building
+
+void TreeBuilder::Add(const Target& target, std::uint32_t record) {
+  Target entry = target;
+  StoreBig(&entry.bytes[index_.entry_size - n::kPointerWidth], record);
+  AddTo(0, entry.bytes.data());
+}
+
+void TreeBuilder::AddTo(std::size_t level, const Byte* entry) {
+  if (level == levels_.size()) levels_.emplace_back();
+  const Byte* const before = levels_[level].last(index_.entry_size);
+  std::size_t bytes = StoredSize(before, entry);
+  if (n::kFirst + levels_[level].stored + bytes >= file_.limit()) {
+    const std::uint32_t number = isNextNode(file_);
+    const Target up = EntryForChild(index_, before, number);
+    Store(number, level);
+    AddTo(level + 1, up.bytes.data());
+    bytes = StoredSize(nullptr, entry);
+  }
+  Level& filled = levels_[level];
+  filled.entries.insert(filled.entries.end(), entry, entry + index_.entry_size);
+  filled.stored += bytes;
+}
+
+// Bytes of an entry behind another one, or as the first of its node.
+std::size_t TreeBuilder::StoredSize(const Byte* before, const Byte* entry) const {
+  if (!index_.is_compressed()) return index_.entry_size;
+  return isCompKey(index_, before, entry, nullptr) + index_.entry_size - index_.length;
+}
+
+void TreeBuilder::Store(std::uint32_t number, std::size_t level) {
+  Level& full = levels_[level];
+  const int count = static_cast<int>(full.entries.size() / index_.entry_size);
+  Tree(file_, index_).StoreNode(number, full.entries.data(), count, static_cast<int>(level));
+  full.entries.clear();
+  full.stored = 0;
+}
+
+void TreeBuilder::Finish() {
+  for (std::size_t level = 0; level + 1 < levels_.size(); ++level) {
+    const std::uint32_t number = isNextNode(file_);
+    const Target up = EntryForChild(index_, levels_[level].last(index_.entry_size), number);
+    Store(number, level);
+    AddTo(level + 1, up.bytes.data());
   }
 }
 
-void Tree::Free() {
-  index_.edge.depth = 0;
-  FreeBelow(index_.root, -1);
-  isPutFree(file_, FreeKind::kNode, index_.root);
+void TreeBuilder::StoreRoot() {
+  if (!levels_.empty()) Store(index_.root, levels_.size() - 1);
 }
 
 }  // namespace isam

@@ -286,8 +286,8 @@ bool isDelCheck(File& file, std::uint32_t record) {
   if (record < 1 || record > file.free_records.highest) return true;
   if (file.record_length == 0) return false;  // only the indexes can tell
   Byte status = 0;
-  return *file.data.Read(file.slot_offset(record) + file.record_length, 1, &status) !=
-         layout::slot::kLive;
+  return *file.data.Read(file.slot_offset(record) + file.record_length, 1, &status) ==
+         layout::slot::kDeleted;
 }
 
 void isPutData(File& file, const Byte* record, std::uint32_t number) {

@@ -28,7 +28,7 @@ inline Node Tree::Load(std::uint32_t number, int level) {
         node.used - layout::tree_node::kFirst) [[unlikely]]
       throw Failure{EBADFILE};
   }
-  if (node.level > 0 && node.count == 0) [[unlikely]]
+  if (node.count == 0 && (node.level > 0 || level >= 0)) [[unlikely]]
     throw Failure{EBADFILE};
   return node;
 }
@@ -58,13 +58,11 @@ inline int Tree::isNodeMatch(const Node& node, int count, const Byte* target) co
   const std::size_t bytes = index_.length + index_.counter_width;
   if (bytes == sizeof(std::uint64_t)) {
     const auto wanted = LoadBig<std::uint64_t>(target);
-    return FirstNot(index_, node.entries, count, [wanted](const Byte* entry) {
-      return LoadBig<std::uint64_t>(entry) < wanted;
-    });
+    return FirstNot(index_, node.entries, count,
+                    [wanted](const Byte* entry) { return LoadBig<std::uint64_t>(entry) < wanted; });
   }
-  return FirstNot(index_, node.entries, count, [=](const Byte* entry) {
-    return std::memcmp(entry, target, bytes) < 0;
-  });
+  return FirstNot(index_, node.entries, count,
+                  [=](const Byte* entry) { return std::memcmp(entry, target, bytes) < 0; });
 }
 
 }  // namespace isam

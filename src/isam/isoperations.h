@@ -77,8 +77,25 @@ void isDelRec(Handle& handle, std::uint32_t number);
 void isSetUnique(Handle& handle, std::int32_t identifier);
 void isPrecious(Handle& handle, bool on);
 
+// Whether the current record is there, as the handle has read it.
+[[nodiscard]] bool isCurrent(Handle& handle);
+
+// Holds the lock of an operation.
+class OperationLock {
+ public:
+  OperationLock(File& file, bool writes) : file_(file) {
+    writes ? isLockWrite(file) : isLockRead(file);
+  }
+  ~OperationLock() { isDropLock(file_); }
+  OperationLock(const OperationLock&) = delete;
+  OperationLock& operator=(const OperationLock&) = delete;
+
+ private:
+  File& file_;
+};
+
 // One operation: the lock, and the refresh behind it. An updating one that fails forgets what it
-// had cached.
+// had cached. Records locked automatically by the call before are released.
 class Operation {
  public:
   enum class Kind { kRead, kUpdate };
@@ -94,9 +111,8 @@ class Operation {
   void WriteBack();
 
  private:
-  void TakeBack();
-
   File& file_;
+  OperationLock lock_;
   Kind kind_;
   bool complete_ = false;
 };

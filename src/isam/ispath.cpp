@@ -132,6 +132,15 @@ const Byte* Tree::isTreePrev(Path& path) {
   return nullptr;
 }
 
+const Byte* Tree::isTreeRecord(const Byte* key, std::uint32_t record, Path& path) {
+  const Byte* entry = isTreeMatch(MakeTarget(index_, key, 0), path);
+  while (entry != nullptr && isKeyMatch(index_, entry, key)) {
+    if (RecordOf(entry) == record) return entry;
+    entry = isTreeNext(path);
+  }
+  return nullptr;
+}
+
 const Byte* Tree::isTreeCurr(const Path& path) {
   const Node node = Load(path.leaf().node, 0);
   if (path.leaf().at < 0 || path.leaf().at >= node.count) throw Failure{EBADFILE};

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 #include "isam/isoperations.h"
 
@@ -41,25 +42,31 @@ void TakeEntry(Handle& handle, const Byte* entry) {
   handle.record = tolvane::LoadBig<std::uint32_t>(entry + index.length + index.counter_width);
 }
 
+// The entry that a path is at, if it is at one.
+const Byte* EntryAt(Tree& tree, const Path& path) {
+  const bool there = path.depth > 0 && path.leaf().at < path.leaf().count;
+  return there ? tree.isTreeCurr(path) : nullptr;
+}
+
 // Puts the handle's path on its current entry, or where that would be, which is looked for when the
 // file has changed. Returns the entry; null when it is no more.
 const Byte* FindCurrent(Handle& handle, Tree& tree) {
   if (handle.record == 0) return nullptr;
   if (handle.path.epoch == handle.file->epoch && handle.path.depth > 0)
-    return tree.isTreeCurr(handle.path);
-  const Byte* const entry = tree.isTreeMatch(handle.target, handle.path);
-  if (entry == nullptr) return nullptr;
+    return EntryAt(tree, handle.path);
   const Index& index = Selected(handle);
-  const bool same =
-      std::memcmp(entry, handle.target.bytes.data(), index.length + index.counter_width) == 0 &&
-      tree.RecordOf(entry) == handle.record;
-  return same ? entry : nullptr;
-}
-
-// The entry that a path is at, if it is at one.
-const Byte* EntryAt(Tree& tree, const Path& path) {
-  const bool there = path.depth > 0 && path.leaf().at < path.leaf().count;
-  return there ? tree.isTreeCurr(path) : nullptr;
+  const Byte* const key = handle.target.bytes.data();
+  const Byte* entry = tree.isTreeMatch(handle.target, handle.path);
+  const auto is_current = [&] {
+    return entry != nullptr && isKeyMatch(index, entry, key) &&
+           tree.RecordOf(entry) == handle.record;
+  };
+  if (is_current()) return entry;
+  if (index.counter_width == 0) return nullptr;
+  // Duplicates may have got other counters.
+  entry = tree.isTreeRecord(key, handle.record, handle.path);
+  if (entry == nullptr) (void)tree.isTreeMatch(handle.target, handle.path);
+  return entry;
 }
 
 const Byte* MoveNext(Handle& handle, Tree& tree) {
@@ -81,6 +88,7 @@ const Byte* MoveNext(Handle& handle, Tree& tree) {
 
 const Byte* MovePrevious(Handle& handle, Tree& tree) {
   if (handle.standing == Standing::kBefore) return nullptr;
+  if (handle.record == 0) return tree.isTreeLast(handle.path);
   const Byte* const current = FindCurrent(handle, tree);
   if (current != nullptr && handle.standing == Standing::kPastEnd) return current;
   return handle.path.depth > 0 ? tree.isTreePrev(handle.path) : nullptr;
@@ -144,14 +152,35 @@ std::uint32_t MoveByNumber(Handle& handle, int mode) {
       if (handle.standing == Standing::kBefore) return 0;
       return LiveFrom(file, handle.standing == Standing::kPastEnd ? current : current - 1, -1);
     case ISCURR:
-      return current != 0 && !isDelCheck(file, current) ? current : 0;
+      if (handle.standing == Standing::kGap || current == 0) return 0;
+      return isDelCheck(file, current) ? 0 : current;
     case ISEQUAL:
+      if (wanted < 1 || wanted > file.free_records.highest) throw Failure{ENOCURR, 0, '3'};
       return isDelCheck(file, wanted) ? 0 : wanted;
     case ISGREAT:
-      return LiveFrom(file, wanted + 1, 1);
+      return LiveFrom(file, handle.recnum < 0 ? 1 : wanted + 1, 1);
     default:
-      return LiveFrom(file, std::max(wanted, 1U), 1);
+      return LiveFrom(file, handle.recnum < 1 ? 1 : wanted, 1);
   }
+}
+
+// Stands the handle in another index, on the entry of its current record there.
+void ChangeIndex(Handle& handle, int selected) {
+  if (handle.index == selected) return;
+  File& file = *handle.file;
+  const std::uint32_t record = std::exchange(handle.record, 0);
+  handle.index = selected;
+  handle.path.depth = 0;
+  if (selected < 0) {
+    handle.record = record;
+    return;
+  }
+  if (record == 0 || file.record_length == 0 || isDelCheck(file, record)) return;
+  const Index& index = Selected(handle);
+  Byte key[kMostTarget];
+  isKeyMake(index, key, isGetData(file, record, file.scratch.data()));
+  const Byte* const entry = Tree(file, Selected(handle)).isTreeRecord(key, record, handle.path);
+  if (entry != nullptr) TakeEntry(handle, entry);
 }
 
 // Moves the handle; false when there is nothing to move to.
@@ -171,15 +200,10 @@ bool MoveHandle(Handle& handle, const Byte* record, int mode) {
   if (found) return true;
   handle.path.depth = 0;
   // The end is remembered: a read the other way gives the record that stands there.
+  if (handle.standing == Standing::kGap) return false;
   if (before != 0 && mode == ISNEXT) handle.standing = Standing::kPastEnd;
   if (before != 0 && mode == ISPREV) handle.standing = Standing::kPastBegin;
   return false;
-}
-
-// Locks the record that the handle is on for it. False when somebody else has it.
-bool LockForRead(Handle& handle) {
-  if ((handle.mode & ISAUTOLOCK) != 0) isDropDall(*handle.file, &handle);
-  return isLockData(*handle.file, &handle, handle.record, false);
 }
 
 // Stands before what isstart has found, or at the end that its mode names. Fails when it should
@@ -202,9 +226,7 @@ void StartByKey(Handle& handle, const keydesc& key, int length, const Byte* reco
                                   [&key](const Index& index) { return SameParts(index.key, key); });
   if (found == file.indexes.end()) throw Failure{EBADKEY};
   if (length < 0 || static_cast<std::size_t>(length) > found->length) throw Failure{EBADARG};
-  const int selected = static_cast<int>(found - file.indexes.begin());
-  if (selected != handle.index) handle.record = 0;  // it stands nowhere in this index
-  handle.index = selected;
+  ChangeIndex(handle, static_cast<int>(found - file.indexes.begin()));
   Tree tree(file, *found);
   const Byte* entry = nullptr;
   if (mode >= ISEQUAL) {
@@ -223,20 +245,36 @@ void StartByKey(Handle& handle, const keydesc& key, int length, const Byte* reco
 
 }  // namespace
 
+bool isCurrent(Handle& handle) {
+  if (handle.standing == Standing::kBefore || handle.standing == Standing::kGap ||
+      handle.record == 0)
+    return false;
+  if (handle.index < 0) return !isDelCheck(*handle.file, handle.record);
+  Tree tree(*handle.file, Selected(handle));
+  return FindCurrent(handle, tree) != nullptr;
+}
+
 void isStart(Handle& handle, const keydesc* key, int length, const Byte* record, int mode) {
   const int plain = mode & ~ISKEEPLOCK;
   if (plain < ISFIRST || plain > ISGTEQ || key == nullptr) throw Failure{EBADARG};
   Operation operation(handle, Operation::Kind::kRead);
-  handle.path.depth = 0;
-  if (key->k_nparts > 0) return StartByKey(handle, *key, length, record, plain);
-  handle.index = -1;
-  Stand(handle, MoveHandle(handle, record, plain), plain);
+  const Position before = handle;
+  try {
+    if (key->k_nparts > 0) return StartByKey(handle, *key, length, record, plain);
+    if (handle.file->record_length == 0) throw Failure{EBADARG};  // nothing says which are live
+    ChangeIndex(handle, -1);
+    Stand(handle, MoveHandle(handle, record, plain), plain);
+  } catch (const Failure&) {
+    static_cast<Position&>(handle) = before;
+    throw;
+  }
 }
 
 void isRead(Handle& handle, Byte* record, int mode) {
   const int plain = mode & kModeMask;
   if (plain > ISGTEQ) throw Failure{EBADARG};
-  if (handle.file->record_length == 0 && (mode & ISLOCK) != 0) throw Failure{EBADARG};
+  if (handle.file->record_length == 0 && ((mode & ISLOCK) != 0 || handle.index < 0))
+    throw Failure{EBADARG};
   const bool locks = (mode & ISLOCK) != 0 || (handle.mode & ISAUTOLOCK) != 0;
   Position before;
   std::uint32_t wanted = 0;  // the record waited for
@@ -248,7 +286,7 @@ void isRead(Handle& handle, Byte* record, int mode) {
       if (wanted != 0 && (!found || handle.record != wanted))
         isDropData(*handle.file, &handle, wanted);
       if (!found) throw NotFound(plain);
-      if (!locks || LockForRead(handle)) {
+      if (!locks || isLockData(*handle.file, &handle, handle.record, false)) {
         CopyRecord(handle, record, handle.record);
         handle.standing = Standing::kOn;
         handle.recnum = static_cast<std::int32_t>(handle.record);

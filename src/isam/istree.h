@@ -50,6 +50,8 @@ class Tree {
   const Byte* isTreeLast(Path& path);
   const Byte* isTreeNext(Path& path);
   const Byte* isTreePrev(Path& path);
+  // The entry of a record among those of one key.
+  const Byte* isTreeRecord(const Byte* key, std::uint32_t record, Path& path);
   // The entry that a path is at.
   [[nodiscard]] const Byte* isTreeCurr(const Path& path);
   // The first entry that is not less than the target.
@@ -78,16 +80,17 @@ class Tree {
   // MostCounter the range is used up and Renumber has to make room.
   [[nodiscard]] std::uint32_t NextCounter(const Byte* key, Path& path);
   [[nodiscard]] std::uint32_t MostCounter() const;
-  // Entries of a key.
-  [[nodiscard]] std::uint32_t Count(const Byte* key, Path& path);
-  // Gives the duplicates of a key the counters from 0 on, in their order. In place: it needs no
-  // room.
-  void Renumber(const Byte* key);
+  // Gives the duplicates of a key the counters from 0 on, in their order; a bound without any of
+  // them below it takes one too. In place: it needs no room. Returns the counter that comes next;
+  // without `store` that is all it does.
+  std::uint32_t Renumber(const Byte* key, bool store);
 
-  // Gives back every node, the root too.
-  void Free();
+  // The numbers of all nodes, the root last; fails with EBADFILE when they are no tree.
+  [[nodiscard]] std::vector<std::uint32_t> Nodes();
 
  private:
+  friend class TreeBuilder;
+
   [[nodiscard]] Node Load(std::uint32_t number, int level);
   [[nodiscard]] int isNodeMatch(const Node& node, int count, const Byte* target) const;
   template <typename Find>
@@ -97,18 +100,49 @@ class Tree {
 
   void InsertAt(Path& path, int level, int at, const Byte* entry);
   void flatins(std::uint32_t number, const Node& node, int at, const Byte* entry);
-  [[nodiscard]] bool compins(std::uint32_t number, const Node& node, int at, const Byte* entry);
-  [[nodiscard]] int comphalf(const Node& node) const;
-  [[nodiscard]] int LowerShare(const Node& node, int at, const std::vector<Byte>& entries) const;
-  void SplitInsert(Path& path, int level, int at, const Node& node, const Byte* entry);
-  void RemoveAt(std::uint32_t number, int at);
+  [[nodiscard]] int comphalf(const Byte* entries, int count) const;
+  [[nodiscard]] int LowerShare(const Node& node, int at) const;
+  [[nodiscard]] bool Fits(const Byte* entries, int count) const;
+  void StoreEntries(Path& path, int level, const std::vector<Byte>& entries, int node_level,
+                    int lower);
+  void InsertSeparator(Path& path, int level, const Target& for_lower, const Byte* upper_last);
+  void RemoveAt(Path& path, int level);
   void StoreNode(std::uint32_t number, const Byte* entries, int count, int level);
   [[nodiscard]] std::uint32_t NewNode();
-  void RenumberBelow(std::uint32_t number, int level, const Byte* key, std::uint32_t& next);
-  void FreeBelow(std::uint32_t number, int level);
+  void RenumberBelow(std::uint32_t number, int level, const Byte* key, bool store,
+                     std::uint32_t& next);
+  void ListBelow(std::uint32_t number, int level, std::vector<std::uint32_t>& nodes);
 
   File& file_;
   Index& index_;
+};
+
+// Builds the tree of an index without entries from entries in order: nodes are filled from the
+// left. All but the root goes into nodes that were never used.
+class TreeBuilder {
+ public:
+  TreeBuilder(File& file, Index& index) : file_(file), index_(index) {}
+  void Add(const Target& target, std::uint32_t record);
+  // Ends adding.
+  void Finish();
+  // The index has its root node now: completes the tree.
+  void StoreRoot();
+
+ private:
+  struct Level {
+    std::vector<Byte> entries;
+    std::size_t stored = 0;  // bytes that they take in a node
+    [[nodiscard]] const Byte* last(std::size_t size) const {
+      return entries.empty() ? nullptr : &entries[entries.size() - size];
+    }
+  };
+  void AddTo(std::size_t level, const Byte* entry);
+  [[nodiscard]] std::size_t StoredSize(const Byte* before, const Byte* entry) const;
+  void Store(std::uint32_t number, std::size_t level);
+
+  File& file_;
+  Index& index_;
+  std::vector<Level> levels_;
 };
 
 // ---- stored form of compressed entries
@@ -116,8 +150,10 @@ class Tree {
 // Takes a compressed node apart into entries of full size. Fails with the fatal message when it
 // contradicts itself.
 void isCompScan(const Index& index, const Byte* node, std::size_t used, std::vector<Byte>& entries);
-// Puts entries together as they stand in a node, from its first entry on; `to` may be null to learn
-// the size. Returns the bytes.
-std::size_t isCompKey(const Index& index, const Byte* entries, int count, Byte* to);
+// A key as it stands behind another one, or first (null). Returns the bytes, 0 for a repeated key.
+// `to` may be null to learn the size, here and below.
+std::size_t isCompKey(const Index& index, const Byte* previous, const Byte* key, Byte* to);
+// Entries as they stand in a node, from its first one on. Returns the bytes.
+std::size_t isCompEntries(const Index& index, const Byte* entries, int count, Byte* to);
 
 }  // namespace isam

@@ -42,7 +42,7 @@ void PlanAdding(File& file, Change& change) {
   }
   std::uint32_t counter = tree.NextCounter(key, change.place);
   if (counter > tree.MostCounter()) {
-    counter = tree.Count(key, change.place);
+    counter = tree.Renumber(key, false);
     if (counter > tree.MostCounter()) throw Failure{EDUPL};
     change.renumbers = true;
     change.place.depth = 0;
@@ -50,28 +50,23 @@ void PlanAdding(File& file, Change& change) {
   tolvane::StoreBigWidth(key + index.length, index.counter_width, counter);
 }
 
-// Finds the entry of a record: among equal keys it is the one with the record's number. Without a
-// key, in a file without data, all entries are looked through. False when there is none.
-bool FindEntry(Tree& tree, const Index& index, const Byte* key, std::uint32_t number, Path& path) {
-  const Byte* entry =
-      key == nullptr ? tree.isTreeFirst(path) : tree.isTreeMatch(MakeTarget(index, key, 0), path);
-  while (entry != nullptr && (key == nullptr || isKeyMatch(index, entry, key))) {
-    if (tree.RecordOf(entry) == number) return true;
-    entry = tree.isTreeNext(path);
-  }
-  return false;
-}
-
+// Finds the entry of a record. Without its key, in a file without data, all entries are looked
+// through, and there may be none: a null key has no entry.
 void PlanRemoving(File& file, Change& change, const Byte* key, std::uint32_t number) {
   const Index& index = *change.index;
   Tree tree(file, *change.index);
-  if (!FindEntry(tree, index, key, number, change.removed_place)) {
-    if (key == nullptr) return;  // a null key has no entry
-    throw Failure{EBADFILE};
+  Path& path = change.removed_place;
+  const Byte* entry = nullptr;
+  if (key != nullptr) {
+    entry = tree.isTreeRecord(key, number, path);
+    if (entry == nullptr) throw Failure{EBADFILE};
+  } else {
+    entry = tree.isTreeFirst(path);
+    while (entry != nullptr && tree.RecordOf(entry) != number) entry = tree.isTreeNext(path);
+    if (entry == nullptr) return;
   }
   change.removes = true;
-  std::memcpy(change.removed.bytes.data(), tree.isTreeCurr(change.removed_place),
-              index.length + index.counter_width);
+  std::memcpy(change.removed.bytes.data(), entry, index.length + index.counter_width);
 }
 
 // What becomes of a record. A file without data has no old record to tell its keys.
@@ -113,12 +108,12 @@ std::vector<Change>& Plan(File& file, const Step& step) {
   return changes;
 }
 
-// Makes sure of the index nodes that a plan may need: every node on a path may be split, the root
-// in three, and a list of free numbers may need a node.
+// Makes sure of the index nodes that a plan may need: every node on a path may be split, also by a
+// removal where keys are compressed, the root in three, and a list of free numbers may need a node.
 void ReserveNodes(File& file, const std::vector<Change>& changes) {
   std::uint64_t nodes = 1;
   for (const Change& change : changes)
-    if (change.adds) nodes += kMostDepth;
+    if (change.adds || (change.removes && change.index->is_compressed())) nodes += kMostDepth;
   file.index.Reserve(file.node_offset(file.free_nodes.highest) + (nodes + 1) * file.node_size);
 }
 
@@ -126,7 +121,7 @@ void AddEntries(File& file, std::vector<Change>& changes, std::uint32_t number) 
   for (Change& change : changes) {
     if (!change.adds) continue;
     Tree tree(file, *change.index);
-    if (change.renumbers) tree.Renumber(change.added.bytes.data());
+    if (change.renumbers) (void)tree.Renumber(change.added.bytes.data(), true);
     tree.isTreeInsert(change.added, number, change.place);
   }
 }
@@ -170,12 +165,13 @@ void Replace(Handle& handle, Operation& operation, std::uint32_t number, const B
   NeedUnlocked(handle, number);
   std::vector<Change>& changes = Plan(file, {true, OldRecord(file, number), record, number});
   ReserveNodes(file, changes);
+  isFreeTest(file);
   operation.BeginStores();
   AddEntries(file, changes, number);
   if (file.record_length > 0) isPutData(file, record, number);
   RemoveEntries(file, changes, number);
   operation.WriteBack();
-  if (handle.record == number) FollowChange(handle, changes);
+  if (handle.record == number && handle.standing != Standing::kGap) FollowChange(handle, changes);
   handle.recnum = static_cast<std::int32_t>(number);
 }
 
@@ -185,6 +181,7 @@ void Remove(Handle& handle, Operation& operation, std::uint32_t number) {
   std::vector<Change>& changes = Plan(file, {true, OldRecord(file, number), nullptr, number});
   NeedEntries(file, changes);
   ReserveNodes(file, changes);
+  isFreeTest(file);
   operation.BeginStores();
   RemoveEntries(file, changes, number);
   if (file.record_length > 0) isDelData(file, number);
@@ -214,9 +211,7 @@ std::uint32_t FindByPrimaryKey(Handle& handle, const Byte* record) {
 }
 
 std::uint32_t CurrentRecord(Handle& handle) {
-  const bool stands = handle.standing != Standing::kBefore && handle.standing != Standing::kGap;
-  if (!stands || handle.record == 0 || isDelCheck(*handle.file, handle.record))
-    throw Failure{ENOCURR, 0, '3'};
+  if (!isCurrent(handle)) throw Failure{ENOCURR, 0, '3'};
   return handle.record;
 }
 
@@ -239,7 +234,14 @@ void NeedSamePrimaryKey(File& file, std::uint32_t number, const Byte* record) {
 void BecomeCurrent(Handle& handle, std::uint32_t number, const std::vector<Change>& changes) {
   handle.record = number;
   handle.standing = Standing::kOn;
-  FollowChange(handle, changes);
+  handle.path.depth = 0;
+  if (handle.index < 0) return;
+  // A null key has no entry; the position is where it would be.
+  const Change& change = changes[static_cast<std::size_t>(handle.index)];
+  handle.target = change.added;
+  if (!change.adds)
+    tolvane::StoreBigWidth(&handle.target.bytes[change.index->length], change.index->counter_width,
+                           0);
 }
 
 }  // namespace
@@ -249,8 +251,13 @@ void isWrite(Handle& handle, const Byte* record, AfterWrite after) {
   File& file = *handle.file;
   std::vector<Change>& changes = Plan(file, {false, nullptr, record, 0});
   ReserveNodes(file, changes);
+  isFreeTest(file);
+  const std::uint32_t highest = file.free_records.highest;
   const std::uint32_t number = isGetFree(file, FreeKind::kRecord);
-  if (file.record_length > 0) file.data.Reserve(file.slot_offset(number) + file.slot_length());
+  if (file.record_length > 0) {
+    if (number <= highest && !isDelCheck(file, number)) throw Failure{EBADFILE};  // it lives
+    file.data.Reserve(file.slot_offset(number) + file.slot_length());
+  }
   if (after == AfterWrite::kLock && !isLockData(file, &handle, number, false))
     throw Failure{ELOCKED};
   operation.BeginStores();
