@@ -38,6 +38,13 @@ bool EvaluateMatchConditions(std::span<const Byte> record, const MaskItem& item)
   return Satisfies(item.op, comparison);
 }
 
+const MaskItem* GetMaskMatchCondition(std::span<const Byte> record) {
+  const MaskItem* last = nullptr;
+  for (const MaskItem& item : mask_list)
+    if (item.is_condition() && EvaluateMatchConditions(record, item)) last = &item;
+  return last;
+}
+
 void ConvertIdIsConditionToEbcdic(MaskItem& item) {
   for (char& c : item.value) c = static_cast<char>(asc2ebc[static_cast<Byte>(c)]);
 }

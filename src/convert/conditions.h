@@ -20,6 +20,9 @@ namespace tolvane {
 // compares as the shorter text.
 [[nodiscard]] bool EvaluateMatchConditions(std::span<const Byte> record, const MaskItem& item);
 
+// The last condition item of the whole list that holds for the record; null when none does.
+[[nodiscard]] const MaskItem* GetMaskMatchCondition(std::span<const Byte> record);
+
 // Translates the literal of a condition item to EBCDIC, once, before EBCDIC records are compared.
 void ConvertIdIsConditionToEbcdic(MaskItem& item);
 

@@ -357,31 +357,4 @@ bool IsPacked(std::span<const Byte> field) {
 
 int validatePacked(std::span<const Byte> field) { return IsPacked(field) ? 0 : -1; }
 
-int ConvertAsciiSigns(std::span<const Byte> record, Byte* out) {
-  std::memcpy(out, record.data(), record.size());
-  bool applies = true;
-  for (const MaskItem& item : mask_list) {
-    if (item.is_condition()) {
-      applies = EvaluateMatchConditions(record, item);
-      const auto start = static_cast<std::size_t>(item.condition_start);
-      const auto end = std::min(static_cast<std::size_t>(item.condition_end), record.size());
-      if (applies && start < end) std::memcpy(out + start, record.data() + start, end - start);
-      continue;
-    }
-    const bool is_mf = item.type == mask_type::kMfUnpacked;
-    const auto last = static_cast<std::size_t>(item.location + item.length - 1);
-    if (!applies || (!is_mf && item.type != mask_type::kMbpUnpacked) || last >= record.size())
-      continue;
-    const Byte translated = asc2ebc[record[last]];
-    if (translated == kEbcdicSpace) {
-      out[last] = kAsciiSpace;
-    } else if ((translated & kZoneMask) == kEbcdicNegative) {
-      out[last] = WithZone(translated, is_mf ? kMfNegative : kMbpNegative);
-    } else {
-      out[last] = WithZone(translated, kAsciiPositive);
-    }
-  }
-  return 1;
-}
-
 }  // namespace tolvane

@@ -96,4 +96,12 @@ class RecordConverter {
 // Returns 1.
 int ConvertAsciiSigns(std::span<const Byte> record, Byte* out);
 
+// Puts EBCDIC sign zones back into a converted record, for the unpacked fields that apply to the
+// unconverted one: under sw_ascii the unconverted byte, otherwise, unless sw_ebcdic is set, a zone
+// worked out from it.
+void KeepEbcdicSigns(std::span<const Byte> unconverted, Byte* converted);
+// The same for one field of `length` bytes at `location`.
+void RestoreEbcSign(std::span<const Byte> unconverted, Byte* converted, char type,
+                    std::size_t location, std::size_t length);
+
 }  // namespace tolvane

@@ -1,10 +1,14 @@
 #include "driver/commands.h"
 
-#include <cerrno>
+#include <isam.h>
 
 #include "driver/nine_to_eight.h"
 #include "files/fileio.h"
+#include "files/indexed_file.h"
+#include "files/platform_records.h"
+#include "files/status.h"
 #include "pipeline/backrest.h"
+#include "platform/clock.h"
 #include "platform/console.h"
 #include "platform/system_calls.h"
 #include "platform/trace.h"
@@ -21,7 +25,11 @@ Step NotBuilt(const char* operation) {
   return Step::kFailed;
 }
 
-Step ShowStatus() { return opt.sw_status != 0 ? NotBuilt("Status") : Step::kNext; }
+Step ShowStatus() {
+  if (opt.sw_status == 0) return Step::kNext;
+  DisplayFileStatus();
+  return Step::kDone;
+}
 
 Step NineToEight() {
   if (opt.sw_9to8 == 0) return Step::kNext;
@@ -43,10 +51,27 @@ Step SizeDates() { return opt.expandDateFlag != 0 ? NotBuilt("Date expansion") :
 
 Step Reorganise() { return opt.sw_data_reorg != 0 ? NotBuilt("Reorganisation") : Step::kNext; }
 
+Step DeleteIndexedFile() {
+  const char* const name = opt.outfile.c_str();
+  const int handle = isopen(name, ISOUTPUT | ISEXCLLOCK);
+  if (handle >= 0) (void)isclose(handle);  // it was opened to learn whether it is free
+  if (handle < 0 && iserrno == EFLOCKED) {
+    InterpretIsamError(EFLOCKED, opt.outfile, {});
+    return Step::kFailed;
+  }
+  if (iserase(name) != 0) {
+    InterpretIsamError(iserrno, opt.outfile, {});
+    return Step::kNext;
+  }
+  PrintOutput("Indexed file '%s' has been deleted.\n", name);
+  if (sys.unlink(name) == 0) PrintOutput("Symbolic Link for file '%s' has been deleted.\n", name);
+  return Step::kNext;
+}
+
 Step DeleteFile() {
   if (opt.sw_delete == 0) return Step::kNext;
   if (VerifyZorFileName(opt.outfile) == 0) return Step::kFailed;
-  if (opt.sw_indexed != 0) return NotBuilt("Deletion of an indexed file");
+  if (opt.sw_indexed != 0) return DeleteIndexedFile();
   if (opt.sw_sequential == 0 && opt.sw_relative == 0) {
     PrintError("Missing file type: Is the file indexed, sequential or relative?\n");
     return Step::kNext;
@@ -75,16 +100,32 @@ Step Transfer() {
   return PrepareBackupRestoreOper() != 0 ? Step::kNext : Step::kFailed;
 }
 
+Step AddAlternateKeys() {
+  if (opt.sw_backup == 0 && opt.sw_restore == 0) return Step::kNext;
+  if (opt.sw_create == 0 || opt.sw_indexed == 0 || lasting.sw_nodupsecondary != 0)
+    return Step::kNext;
+  if (AddIndexes() == 0) return Step::kFailed;
+  PrintOutput("\nEnd Time:     %s\n\n", GetDateString().c_str());
+  return Step::kNext;
+}
+
+SystemFileType TypeForSystemFile() {
+  if (opt.sw_relative != 0) return SystemFileType::kRelative;
+  return opt.sw_sequential != 0 ? SystemFileType::kSequential : SystemFileType::kIndexed;
+}
+
 Step Register() {
   if (opt.sw_backup == 0 && opt.sw_restore == 0) return Step::kNext;
-  if (opt.sw_addsys != 0 || opt.sw_addcatlg != 0) return NotBuilt("Registration");
+  if (opt.sw_addsys != 0 && AddRecordToSystemFile(TypeForSystemFile()) != 0)
+    (void)AddRecordToSecurityFile();  // it has reported
+  if (opt.sw_addcatlg != 0) (void)AddRecordToZorCatLg();
   return Step::kNext;
 }
 
 // The steps of the dispatch, in their order.
 constexpr Step (*kSteps[])() = {
-    ShowStatus, NineToEight, LoadMask,   ReportCopybook, SetUpAnalysis, SizeExplosion, SizeDates,
-    Reorganise, DeleteFile,  CreateFile, RefuseBoth,     Transfer,      Register,
+    ShowStatus, NineToEight, LoadMask,   ReportCopybook, SetUpAnalysis, SizeExplosion,    SizeDates,
+    Reorganise, DeleteFile,  CreateFile, RefuseBoth,     Transfer,      AddAlternateKeys, Register,
 };
 
 }  // namespace

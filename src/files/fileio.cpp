@@ -1,7 +1,11 @@
 #include "files/fileio.h"
 
+#include <algorithm>
 #include <cerrno>
 
+#include "files/indexed_file.h"
+#include "files/platform_records.h"
+#include "files/questions.h"
 #include "platform/console.h"
 #include "platform/system_calls.h"
 #include "platform/trace.h"
@@ -11,56 +15,7 @@
 namespace tolvane {
 namespace {
 
-bool IsBlank(const std::string& name) { return name.find_first_not_of(' ') == std::string::npos; }
-
 bool IsBlankOrControl(char c) { return static_cast<unsigned char>(c) <= ' ' || c == 0x7F; }
-
-// The questions for a missing name.
-struct NameQuestion {
-  const char* text;
-  const char* unanswered;  // the error in automatic mode
-};
-constexpr NameQuestion kBackupName{"Enter the name of the Zorva file to backup\n?> ",
-                                   "Unknown backup file. Can not continue. Terminating!\n"};
-constexpr NameQuestion kRestoreName{"Enter the name of the Zorva file to be restored\n?> ",
-                                    "Unknown restore file. Can not continue. Terminating!\n"};
-
-// 1 with the name typed; 0 in automatic mode or when none comes.
-int AskName(const NameQuestion& question, std::string& name) {
-  PrintOutput("%s", question.text);
-  if (opt.sw_automatic != 0) {
-    PrintError("%s", question.unanswered);
-    return 0;
-  }
-  char line[kInputSize];
-  if (GetInput(line) == nullptr) return 0;
-  name = line;
-  name.erase(name.find_last_not_of("\r\n ") + 1);
-  return name.empty() ? 0 : 1;
-}
-
-// Creates the directory part of `name`, when the user wants it.
-int CreateDirectory(const std::string& name) {
-  PrintOutput("\nDirectory for '%s' does not exist\n", name.c_str());
-  const std::string answer = Ask(
-      {"Create, Quit (C,Q) ?>", "\nAuto answer assuming Create. Processing continues.\n", "C", "Q"},
-      opt.sw_automatic != 0);
-  if (!Answers(answer, 'c')) return 0;
-  const auto slash = name.rfind('/');
-  if (slash == std::string::npos) {
-    PrintOutput("CREATION TIME: ");
-    processError(ENOENT, name);
-    return 0;
-  }
-  const std::string directory = name.substr(0, slash);
-  constexpr mode_t kMode = 0775;
-  if (sys.mkdir(directory.c_str(), kMode) != 0) {
-    PrintError("Error %d making new directory.\n", errno);
-    return 0;
-  }
-  PrintOutput("New directory created %s\n", directory.c_str());
-  return 1;
-}
 
 // Removes a file that stands in the way, when the user wants it.
 int RemoveExisting(const std::string& name) {
@@ -82,20 +37,46 @@ int RemoveExisting(const std::string& name) {
   return 0;
 }
 
+// A unique alternate key must reject duplicates while records are loaded, so the alternate keys are
+// built now when there is one; otherwise after the load, which is faster.
+int BuildUniqueKeys() {
+  lasting.sw_nodupsecondary = 0;
+  for (int number = 1; number <= std::min(lasting.nKeysNo, kKeys); ++number)
+    if (number != opt.nPrimeKeyNo && !KeyOf(number).duplicates) lasting.sw_nodupsecondary = 1;
+  return lasting.sw_nodupsecondary == 0 ? 1 : AddIndexes();
+}
+
+// Takes type, sizes, keys and path of a logical file name from the system file.
+int TakeFromCatalogue(std::string& name) {
+  constexpr std::size_t kLogicalNameWidth = 80;
+  const std::string logical = name.substr(0, std::min(name.find(' '), kLogicalNameWidth));
+  if (ReadSystemRecord(logical, name) != 0) return 1;
+  const std::string question = "'" + logical + "' not found in Zorva catalogue, continue?  (Y/N)?>";
+  const std::string answer =
+      Ask({question.c_str(), "\nAuto answer assuming Yes. Processing continues.\n", "Y", "N"},
+          opt.sw_automatic != 0);
+  return Answers(answer, 'n') ? 0 : 1;
+}
+
 }  // namespace
 
 int VerifyZorFileName(std::string& name) {
   TRACE_FRAME();
-  if (IsBlank(name)) {
-    if (opt.sw_backup != 0 && AskName(kBackupName, name) == 0) return 0;
-    if (IsBlank(name) && opt.sw_restore != 0 && AskName(kRestoreName, name) == 0) return 0;
-  }
+  if (opt.sw_backup != 0 && IsBlankName(name) &&
+      AskName("Enter the name of the Zorva file to backup\n?> ",
+              "Unknown backup file. Can not continue. Terminating!\n", name) == 0)
+    return 0;
+  if (opt.sw_restore != 0 && IsBlankName(name) &&
+      AskName("Enter the name of the Zorva file to be restored\n?> ",
+              "Unknown restore file. Can not continue. Terminating!\n", name) == 0)
+    return 0;
   if (name.starts_with('/')) {
     std::size_t end = 0;
     while (end < name.size() && end < kNameWidth && !IsBlankOrControl(name[end])) ++end;
     name.erase(end);
+    return 1;
   }
-  return 1;
+  return opt.sw_read_cat == 0 ? 1 : TakeFromCatalogue(name);
 }
 
 int CreateOutFile() {
@@ -106,7 +87,7 @@ int CreateOutFile() {
   }
   if (opt.sw_indexed == 0 && opt.sw_relative == 0 && opt.sw_sequential == 0) {
     PrintError("Missing file type [ indexed, sequential, relative ].\n");
-  } else if (CreateZorFile() == 0) {
+  } else if (CreateZorFile() == 0 || BuildUniqueKeys() == 0) {
     return 0;
   }
   if (opt.sw_backup != 0) PrintError("Attempting to backup an empty file. NO backup done.\n");
@@ -115,10 +96,9 @@ int CreateOutFile() {
 
 int CreateZorFile() {
   TRACE_FRAME();
-  if (IsBlank(opt.outfile)) {
-    if (AskName({"Enter the name of the Zorva file to create.\n?>",
-                 "\nUnknown the file name to create. Terminating.\n"},
-                opt.outfile) == 0 ||
+  if (IsBlankName(opt.outfile)) {
+    if (AskName("Enter the name of the Zorva file to create.\n?>",
+                "\nUnknown the file name to create. Terminating.\n", opt.outfile) == 0 ||
         VerifyZorFileName(opt.outfile) == 0)
       return 0;
   }
@@ -132,8 +112,7 @@ int CreateZorFile() {
     if (opt.gblRecSize < 0) return 0;
   }
   if (opt.sw_relative != 0 || opt.sw_sequential != 0) return createRelSeq();
-  PrintError("Indexed files can not be created yet.\n");
-  return 0;
+  return PrepareIndexedFile();
 }
 
 int createRelSeq() {
@@ -152,7 +131,7 @@ int createRelSeq() {
     }
     const int error = errno;
     if (error == ENOENT && !directory_made) {
-      if (CreateDirectory(name) == 0) return 0;
+      if (CreateDirectory(name, DirectoryFor::kFlat) == 0) return 0;
       directory_made = true;
     } else if (error == EEXIST) {
       if (RemoveExisting(name) == 0) return 0;

@@ -9,7 +9,8 @@
 
 namespace tolvane {
 
-// Settles a name in place: asks for it when it is blank and the run needs it.
+// Settles a name in place: asks for it when it is blank and the run needs it, and with -g takes
+// path, type, sizes and keys from the platform's system file.
 [[nodiscard]] int VerifyZorFileName(std::string& name);
 
 // Checks the output file's name and creates the file.

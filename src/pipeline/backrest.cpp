@@ -58,10 +58,6 @@ int PrepareBackupRestoreOper() {
     return 0;
   }
   try {
-    if (opt.sw_backup != 0 && opt.sw_relative == 0 && opt.sw_sequential == 0) {
-      PrintError("Indexed files can not be backed up yet.\n");
-      return 0;
-    }
     if (opt.sw_backup != 0) return BackUp({job.kind, job.conversion});
     if (PrepareRestoreOper({.block_size = opt.gblBlkSize,
                             .record_size = opt.gblRecSize,

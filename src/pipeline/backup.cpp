@@ -26,6 +26,7 @@ class Backup {
   int Run();
 
  private:
+  int OpenFile();
   int AskRecordSize();
   int OpenVolume();
   void PrintBanner() const;
@@ -36,6 +37,7 @@ class Backup {
   void Finish();
 
   BackupRequest request_;
+  bool is_indexed_ = opt.sw_relative == 0 && opt.sw_sequential == 0;
   std::unique_ptr<PlatformFile> file_;
   std::unique_ptr<TapeOut> tape_;
   std::optional<OutputInUse> open_;
@@ -46,9 +48,7 @@ class Backup {
 
 int Backup::Run() {
   TRACE_FRAME();
-  if (AskRecordSize() == 0) return 0;
-  file_ = OpenFlatFile(opt.gblRecSize, opt.sw_relative != 0, OutputInUse::Flush);
-  if (file_ == nullptr || OpenVolume() == 0) return 0;
+  if (OpenFile() == 0 || OpenVolume() == 0) return 0;
   PrintBanner();
   run = {};
   if (request_.conversion == Conversion::kToEbcdic) {
@@ -65,6 +65,16 @@ int Backup::Run() {
   Finish();
   DieOfPendingSignal();
   return result;
+}
+
+int Backup::OpenFile() {
+  if (is_indexed_) {
+    file_ = OpenIndexedFile();
+    return file_ != nullptr && AskRecordSize() != 0 ? 1 : 0;
+  }
+  if (AskRecordSize() == 0) return 0;
+  file_ = OpenFlatFile(opt.gblRecSize, opt.sw_relative != 0, OutputInUse::Flush);
+  return file_ != nullptr ? 1 : 0;
 }
 
 int Backup::AskRecordSize() {
@@ -106,6 +116,7 @@ void Backup::PrintBanner() const {
   if (!tape_->is_text())
     PrintOutput("==== block size: %d  input record size: %d ====\n", tape_->block_size,
                 tape_->record_size);
+  if (is_indexed_) PrintOutput("\nStart Time     : %s\n", GetDateString().c_str());
 }
 
 // 0 when the file ends before the first record to back up.
@@ -131,6 +142,7 @@ int Backup::TransferRecord(std::span<const Byte> record) {
   const Byte* out = record.data();
   if (converter_) {
     if (converter_->ConvertBinChars(record, OutRecord_.data()) == 0) return 0;
+    if (is_indexed_ && opt.sw_EbcSign != 0) KeepEbcdicSigns(record, OutRecord_.data());
     out = OutRecord_.data();
   }
   const bool taken = putTapeOut(*tape_, out);
@@ -159,6 +171,8 @@ void Backup::Finish() {
     if (!told_of_loss_) PrintError("Writing to output file: %s\n", tape_->device.c_str());
     PrintOutput("TOTAL blocks that could not be written: %ld\n", tape_->lost);
   }
+  file_.reset();
+  if (is_indexed_) PrintOutput("\nEnd Time       : %s\n", GetDateString().c_str());
 }
 
 }  // namespace

@@ -28,4 +28,8 @@ class PlatformFile {
 [[nodiscard]] std::unique_ptr<PlatformFile> OpenFlatFile(std::int32_t record_size, bool relative,
                                                          void (*before_wait)());
 
+// Opens opt.infile as an indexed file, in the order of its prime key, without locking records; null
+// after a message. A gblRecSize below 1 is taken from the file.
+[[nodiscard]] std::unique_ptr<PlatformFile> OpenIndexedFile();
+
 }  // namespace tolvane

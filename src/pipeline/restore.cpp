@@ -8,10 +8,9 @@
 
 #include "convert/convert.h"
 #include "files/fileio.h"
-#include "media/output_stream.h"
 #include "pipeline/output_in_use.h"
 #include "pipeline/progress.h"
-#include "pipeline/record_format.h"
+#include "pipeline/record_sink.h"
 #include "platform/clock.h"
 #include "platform/console.h"
 #include "platform/interrupt.h"
@@ -51,7 +50,8 @@ class Restore {
   int CheckInputIsSafe() const;
   int OpenOutput();
   void PrintBanner() const;
-  int PrepareRecords();
+  void SettleCapacity() const;
+  void CompileConversion();
   int SkipRecords();
   void RestoreRecords();
   int RestoreRecord(const TapeRecord& record);
@@ -63,7 +63,7 @@ class Restore {
 
   RestoreRequest request_;
   std::unique_ptr<TapeIo> tape_;
-  OutputStream output_{"Record"};
+  std::unique_ptr<RecordSink> output_;
   std::optional<OutputInUse> open_;
   std::optional<RecordConverter> converter_;
 };
@@ -81,13 +81,11 @@ int Restore::PrepareRestoreOper() {
     PrintOutput("Failed creating output file\n");
     return 0;
   }
-  if (opt.sw_restore != 0 && OpenOutput() == 0) return 0;
+  SettleCapacity();
+  if (OpenOutput() == 0) return 0;
   PrintBanner();
   run = Run{};
-  if (PrepareRecords() == 0) {
-    PrintOutput("Restore operation failed\n");
-    return 0;
-  }
+  CompileConversion();
   {
     const InterruptScope interruptible;
     if (SkipRecords() != 0) RestoreRecords();
@@ -185,15 +183,15 @@ int Restore::CheckInputIsSafe() const {
 }
 
 int Restore::OpenOutput() {
-  if (opt.sw_sequential == 0 && opt.sw_relative == 0) {
-    PrintError("Indexed files can not be restored yet.\n");
+  const bool flat = opt.sw_sequential != 0 || opt.sw_relative != 0;
+  output_ = opt.sw_restore == 0 ? OpenNullSink()
+            : flat              ? OpenFlatSink(tape_->variable_blocked && opt.sw_sequential != 0)
+                                : OpenIndexedSink();
+  if (output_ == nullptr) {
+    if (!flat) PrintOutput("Restore operation failed\n");
     return 0;
   }
-  if (!output_.Open(opt.outfile)) {
-    processError(errno, opt.outfile);
-    return 0;
-  }
-  open_.emplace([this] { output_.Flush(); });
+  open_.emplace([this] { output_->Flush(); });
   return 1;
 }
 
@@ -210,21 +208,17 @@ void Restore::PrintBanner() const {
   PrintOutput("\nStart Time     : %s\n", GetDateString().c_str());
 }
 
-// Settles the capacity, writes the header of a variable sequential file, compiles the conversion.
-int Restore::PrepareRecords() {
-  if (sizes.gblCpySize < 1) sizes.gblCpySize = request_.record_size;
-  if (tape_->variable_blocked && opt.sw_sequential != 0 && output_.is_open()) {
-    const auto header =
-        VariableFileHeader(sizes.gblCpySize, std::max(sizes.gblCpySize, sizes.gblExpRecSize));
-    if (!output_.WriteHeader(header.data(), header.size())) {
-      processError(errno, opt.outfile);
-      return 0;
-    }
-  }
+// The most bytes that a record may have, which is what records of one size are filled up to.
+void Restore::SettleCapacity() const {
+  const bool grows = opt.sw_explode != 0 || opt.expandDateFlag != 0;
+  if (sizes.gblCpySize < 1) sizes.gblCpySize = grows ? sizes.gblExpRecSize : request_.record_size;
+  if (opt.expandDateFlag != 0) sizes.gblCpySize = sizes.gblExpRecSize;
+}
+
+void Restore::CompileConversion() {
   run.sw_a2e = request_.conversion == Conversion::kToEbcdic || opt.sw_interchange != 0;
   if (request_.conversion != Conversion::kNone || opt.sw_interchange != 0)
     converter_.emplace(mask_list, run.sw_a2e);
-  return 1;
 }
 
 // 0 when the input ends before the first record to process.
@@ -249,27 +243,12 @@ void Restore::RestoreRecords() {
 // 1 to go on, 0 when the stop count is reached or the record could not be converted.
 int Restore::RestoreRecord(const TapeRecord& record) {
   const std::size_t size = OutputSize(record);
-  const VariablePrefix prefix = tape_->variable_blocked && opt.sw_sequential != 0
-                                    ? PrefixOfVariableRecord(record.length)
-                                    : VariablePrefix{};
-  // Behind the record: a plain copy's two zero bytes, a relative record's marker, or padding.
-  constexpr std::size_t kBehind = 4;
   const std::size_t growth = converter_ ? converter_->growth() : 0;
-  const std::size_t room = std::max(size, record.data.size() + growth) + kBehind;
-  Byte* const place = output_.Room(prefix.width + room);
-  std::copy_n(prefix.bytes.begin(), prefix.width, place);
-  Byte* const out = place + prefix.width;
-
+  Byte* const out = output_->Room(std::max(size, record.data.size() + growth), record.length);
   const std::int64_t converted = ConvertRecord(record.data, out);
   if (converted < 0) return 0;
   if (static_cast<std::size_t>(converted) < size) std::fill(out + converted, out + size, Byte{' '});
-
-  if (opt.sw_restore != 0) {
-    std::size_t length = prefix.width + size;
-    if (opt.sw_relative != 0) place[length++] = kRelativeMarker;
-    for (; prefix.width != 0 && length % kVariableAlignment != 0; ++length) place[length] = ' ';
-    output_.Commit(length);
-  }
+  output_->Put(size, run.nCurrOutputRec + 1);
   ++run.nCurrOutputRec;
   if (opt.sw_quiet == 0 && run.nCurrOutputRec % kProgressStep == 0) ShowProgress();
   return run.nCurrOutputRec >= request_.stop_count ? 0 : 1;
@@ -323,8 +302,8 @@ void Restore::PrintTotals() const {
                                      : "TOTAL records written to output file   : %ld\n",
                 run.nCurrOutputRec);
   }
-  if (output_.lost() > 0)
-    PrintOutput("TOTAL records that could not be written: %ld\n", output_.lost());
+  if (output_->lost() > 0)
+    PrintOutput("TOTAL records that could not be written: %ld\n", output_->lost());
   PrintInterruption();
   PrintOutput("%s", kRule);
 }
@@ -338,8 +317,11 @@ int Restore::Finish() {
   PrintTotals();
   FlushReports();
   closeTapeIn(*tape_);
-  if (!output_.Close()) processError(errno, opt.outfile);
-  PrintOutput("End Time       :     %s\n", GetDateString().c_str());
+  (void)output_->Close();  // it has reported
+  const bool indexes_follow =
+      opt.sw_indexed != 0 && opt.sw_create != 0 && lasting.sw_nodupsecondary == 0;
+  PrintOutput(indexes_follow ? "Load Data Time :   %s\n" : "End Time       :     %s\n",
+              GetDateString().c_str());
   return 1;
 }
 

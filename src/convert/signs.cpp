@@ -1,0 +1,87 @@
+#include <algorithm>
+#include <cstring>
+
+#include "convert/conditions.h"
+#include "convert/convert.h"
+#include "datarep/decimal.h"
+#include "state/options.h"
+
+namespace tolvane {
+namespace {
+
+constexpr Byte kAsciiSpace = 0x20;
+
+constexpr Byte WithZone(Byte byte, Byte zone) {
+  return static_cast<Byte>((byte & kDigitMask) | zone);
+}
+
+bool IsSigned(const MaskItem& item) {
+  return item.type == mask_type::kMfUnpacked || item.type == mask_type::kMbpUnpacked;
+}
+
+void KeepFieldSigns(const MaskItem& item, std::span<const Byte> unconverted, Byte* converted) {
+  if (!IsSigned(item)) return;
+  // Items made by options have no picture; their digits are their bytes.
+  const auto digits = static_cast<std::size_t>(item.digits > 0 ? item.digits : item.length);
+  for (std::size_t k = 0; k < static_cast<std::size_t>(item.occurs); ++k)
+    RestoreEbcSign(unconverted, converted, item.type,
+                   static_cast<std::size_t>(item.location) + k * digits, digits);
+}
+
+}  // namespace
+
+int ConvertAsciiSigns(std::span<const Byte> record, Byte* out) {
+  std::memcpy(out, record.data(), record.size());
+  bool applies = true;
+  for (const MaskItem& item : mask_list) {
+    if (item.is_condition()) applies = EvaluateMatchConditions(record, item);
+    const auto last = static_cast<std::size_t>(item.location + item.length - 1);
+    if (!applies || !IsSigned(item) || last >= record.size()) continue;
+    const bool is_mf = item.type == mask_type::kMfUnpacked;
+    const Byte translated = asc2ebc[record[last]];
+    if (translated == kEbcdicSpace) {
+      out[last] = kAsciiSpace;
+    } else if ((translated & kZoneMask) == kEbcdicNegative) {
+      out[last] = WithZone(translated, is_mf ? kMfNegative : kMbpNegative);
+    } else {
+      out[last] = WithZone(translated, kAsciiPositive);
+    }
+  }
+  return 1;
+}
+
+void RestoreEbcSign(std::span<const Byte> unconverted, Byte* converted, char type,
+                    std::size_t location, std::size_t length) {
+  const std::size_t last = location + length - 1;
+  if (length == 0 || last >= unconverted.size()) return;
+  const Byte byte = unconverted[last];
+  if (opt.sw_ascii != 0) {
+    converted[last] = byte;
+  } else if (opt.sw_ebcdic == 0) {
+    const Byte negative = type == mask_type::kMbpUnpacked ? kMbpNegative : kMfNegative;
+    // Deliberate: what is not negative gets zone 0x40, not 0xC0.
+    converted[last] =
+        WithZone(byte, (byte & kZoneMask) == negative ? kEbcdicNegative : kMbpNegative);
+  }
+}
+
+void KeepEbcdicSigns(std::span<const Byte> unconverted, Byte* converted) {
+  const MaskItem* const held = GetMaskMatchCondition(unconverted);
+  bool group_done = false;
+  for (const MaskItem& item : mask_list) {
+    if (item.is_condition()) break;
+    const bool replaced = held != nullptr && item.location >= held->condition_start &&
+                          item.location < held->condition_end;
+    if (!replaced) {
+      KeepFieldSigns(item, unconverted, converted);
+    } else if (!group_done) {
+      group_done = true;
+      const MaskItem* const end = mask_list.data() + mask_list.size();
+      for (const MaskItem* in_group = held + 1; in_group != end && !in_group->is_condition();
+           ++in_group)
+        KeepFieldSigns(*in_group, unconverted, converted);
+    }
+  }
+}
+
+}  // namespace tolvane

@@ -1,0 +1,258 @@
+#include "files/indexed_file.h"
+
+#include <isam.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "files/questions.h"
+#include "files/status.h"
+#include "platform/console.h"
+#include "platform/paths.h"
+#include "platform/system_calls.h"
+#include "platform/trace.h"
+#include "state/options.h"
+#include "state/run.h"
+
+namespace tolvane {
+namespace {
+
+// Words that differ between the prime key's questions and those for an alternate one.
+struct KeyWords {
+  std::string name;         // in questions: "primary key", "KEY2"
+  std::string no_location;  // errors in automatic mode
+  std::string no_length;
+};
+
+KeyWords PrimeKeyWords() {
+  return {"primary key", "Unknown location of Primary Key . Terminating.\n",
+          "Unknown length for Primary Key . Terminating.\n"};
+}
+
+KeyWords AlternateKeyWords(int number) {
+  const std::string n = std::to_string(number);
+  return {"KEY" + n, "Unknown location for Key" + n + " . Terminating.\n",
+          "Unknown length for Key" + n + " . Terminating.\n"};
+}
+
+// Asks for a number; -1 after the error of automatic mode, or when the user quits.
+std::int32_t AskNumber(const std::string& question, const std::string& automatic_error) {
+  PrintOutput("%s", question.c_str());
+  if (opt.sw_automatic == 0) return GetNumberFromStdin();
+  PrintError("%s", automatic_error.c_str());
+  return -1;
+}
+
+int AskKeyLocation(KeyEntry& key, const KeyWords& words) {
+  if (key.location >= 0) return 1;
+  key.location = AskNumber("Enter " + words.name + " location\n?>", words.no_location);
+  if (key.location >= 0) return 1;
+  if (opt.sw_automatic == 0) PrintError("INVALID key location \n");
+  return 0;
+}
+
+int AskKeyLength(KeyEntry& key, const KeyWords& words) {
+  while (key.length < 1) {
+    key.length = AskNumber("Enter " + words.name + " length\n?>", words.no_length);
+    if (key.length < 0) {
+      if (opt.sw_automatic == 0) PrintError("INVALID key length \n");
+      return 0;
+    }
+    if (key.length == 0) PrintError("KEY length must be greater than zero\n");
+  }
+  return 1;
+}
+
+// The engine's description of a key, a single part of characters. False after a message when the
+// record does not hold it or it is too long.
+bool DescribeKey(const KeyEntry& entry, int number, keydesc& key) {
+  key = {};
+  const std::int64_t end = std::int64_t{entry.location} + entry.length;
+  if (end > OutputRecordLength() || entry.length > MAXKEYSIZE) {
+    PrintError(
+        "Key %d of '%s' (location %d, length %d) must lie inside the record of %d bytes and "
+        "have at most %d bytes\n",
+        number, opt.outfile.c_str(), entry.location, entry.length, OutputRecordLength(),
+        MAXKEYSIZE);
+    return false;
+  }
+  key.k_flags = entry.duplicates ? ISDUPS : ISNODUPS;
+  key.k_nparts = 1;
+  key.k_part[0].kp_start = static_cast<std::int16_t>(entry.location);
+  key.k_part[0].kp_leng = static_cast<std::int16_t>(entry.length);
+  key.k_part[0].kp_type = CHARTYPE;
+  key.k_len = key.k_part[0].kp_leng;
+  return true;
+}
+
+bool WantsBareDataName() {
+  const char* const preference = std::getenv("ZORISAMDAT");
+  return preference != nullptr && (*preference == 'n' || *preference == 'N');
+}
+
+// The symbolic link of the file's own name to its data file; what stands there makes way.
+int LinkDataFile() {
+  if (WantsBareDataName()) return 1;
+  const std::string& name = opt.outfile;
+  const std::string target = BaseName(name) + ".dat";
+  if (sys.symlink(target.c_str(), name.c_str()) == 0) return 1;
+  if (errno != EEXIST) {
+    PrintError("Creating symbolic link.: %s\n", std::strerror(errno));
+    return 0;
+  }
+  if (sys.unlink(name.c_str()) != 0) {
+    PrintError("Removing file '%s': %s\n", name.c_str(), std::strerror(errno));
+    return 0;
+  }
+  if (sys.symlink(target.c_str(), name.c_str()) == 0) return 1;
+  PrintError("Creating symbolic link (second attempt): %s\n", std::strerror(errno));
+  return 0;
+}
+
+// Removes an existing file that is to be overwritten.
+int EraseExisting() {
+  const char* const name = opt.outfile.c_str();
+  const int handle = isopen(name, ISOUTPUT | ISEXCLLOCK);
+  if (handle >= 0) (void)isclose(handle);  // it was opened to learn whether it is free
+  if ((handle < 0 && iserrno == EFLOCKED) || iserase(name) != 0) {
+    InterpretIsamError(iserrno, opt.outfile, {});
+    return 0;
+  }
+  return 1;
+}
+
+// What becomes of a file that exists.
+enum class Existing { kCreateAgain, kMerge, kStop };
+
+Existing DecideExisting() {
+  const std::string question =
+      "\n'" + opt.outfile + "' exists; Overwrite, Merge, Cancel (O,M,C) ?>";
+  const std::string answer =
+      Ask({question.c_str(), "\nAuto answer assuming Overwrite. Processing continues.\n", "O", "C"},
+          opt.sw_automatic != 0);
+  if (Answers(answer, 'm')) return Existing::kMerge;
+  if (!Answers(answer, 'o')) return Existing::kStop;
+  return EraseExisting() != 0 ? Existing::kCreateAgain : Existing::kStop;
+}
+
+int BuildFile(const keydesc& prime) {
+  const int width = opt.sw_dups_4 != 0 ? 4 : 2;
+  return isbuild(opt.outfile.c_str(), OutputRecordLength(), &prime,
+                 ISINOUT | ISEXCLLOCK | ISDUPWIDTH(width));
+}
+
+}  // namespace
+
+std::int32_t OutputRecordLength() {
+  if (lasting.ageFlag != 0) return opt.gblRecSize;
+  if (opt.sw_explode != 0 || opt.expandDateFlag != 0) return sizes.gblExpRecSize;
+  return sizes.gblCpySize > 0 ? sizes.gblCpySize : opt.gblRecSize;
+}
+
+int PrepareIndexedFile() {
+  TRACE_FRAME();
+  if (lasting.nKeysNo < 1) {
+    lasting.nKeysNo =
+        AskNumber("How many keys in the data file?\n?>", "INVALID number of Keys. Terminating.\n");
+    if (lasting.nKeysNo < 1 || lasting.nKeysNo > kKeys) {
+      if (opt.sw_automatic == 0) PrintError("INVALID number of Keys \n");
+      return 0;
+    }
+  }
+  opt.nPrimeKeyNo = std::max(opt.nPrimeKeyNo, 1);
+  KeyEntry& prime = KeyOf(opt.nPrimeKeyNo);
+  if (AskKeyLocation(prime, PrimeKeyWords()) == 0) return 0;
+  const bool was_open = prime.length < 1;
+  if (AskKeyLength(prime, PrimeKeyWords()) == 0) return 0;
+  if (was_open) {
+    const std::string answer =
+        Ask({"Is it ok to create this file?  (Y/N)?> ",
+             "\nAuto answer assuming Yes. Processing continues.\n", "Y", "N"},
+            opt.sw_automatic != 0);
+    if (!Answers(answer, 'y')) {
+      PrintOutput("File '%s' was not created.\n", opt.outfile.c_str());
+      return 0;
+    }
+  }
+  return CreateIndexedFile();
+}
+
+int CreateIndexedFile() {
+  TRACE_FRAME();
+  lasting.sw_merge = 0;
+  keydesc prime;
+  if (!DescribeKey(KeyOf(opt.nPrimeKeyNo), opt.nPrimeKeyNo, prime)) return 0;
+  bool directory_made = false;
+  for (;;) {
+    const int handle = BuildFile(prime);
+    if (handle >= 0) {
+      PrintOutput("File '%s' has been created.\n", opt.outfile.c_str());
+      const int linked = LinkDataFile();
+      return isclose(handle) == 0 ? linked : 0;
+    }
+    const int error = iserrno;
+    if (error == EEXIST) {
+      const Existing existing = DecideExisting();
+      if (existing == Existing::kStop) return 0;
+      if (existing == Existing::kCreateAgain) continue;
+      lasting.sw_merge = 1;
+      return 1;
+    }
+    if (error == ENOENT && !directory_made) {
+      if (CreateDirectory(opt.outfile, DirectoryFor::kIndexed) == 0) return 0;
+      directory_made = true;
+      continue;
+    }
+    if (error == EFLOCKED) {
+      InterpretIsamError(error, opt.outfile, {});
+    } else {
+      PrintError("Creating file %s generated error %d\n", opt.outfile.c_str(), error);
+    }
+    return 0;
+  }
+}
+
+namespace {
+
+// Adds one alternate index. -1: a question went unanswered; 0: it could not be added.
+int AddIndex(int handle, int number) {
+  KeyEntry& entry = KeyOf(number);
+  const KeyWords words = AlternateKeyWords(number);
+  if (AskKeyLocation(entry, words) == 0 || AskKeyLength(entry, words) == 0) return -1;
+  PrintOutput("Adding index for KEY%d\n", number);
+  keydesc key;
+  if (!DescribeKey(entry, number, key)) return 0;
+  if (isaddindex(handle, &key) == 0) {
+    PrintOutput("KEY%d index successfully created\n", number);
+    return 1;
+  }
+  PrintError("Error %d adding index\n", iserrno);
+  return 0;
+}
+
+}  // namespace
+
+int AddIndexes() {
+  TRACE_FRAME();
+  if (lasting.sw_merge != 0 || lasting.nKeysNo < 2) return 1;
+  PrintOutput("outfile: \"%s\"\n", opt.outfile.c_str());
+  const int handle = isopen(opt.outfile.c_str(), ISOUTPUT | ISEXCLLOCK);
+  if (handle < 0) {
+    PrintError("Error %d opening file to add index\n", iserrno);
+    return 0;
+  }
+  int result = 1;
+  for (int number = 1; number <= lasting.nKeysNo && result == 1; ++number)
+    if (number != opt.nPrimeKeyNo) result = AddIndex(handle, number);
+  if (isclose(handle) != 0) PrintError("Error %d closing '%s'\n", iserrno, opt.outfile.c_str());
+  if (result < 0) return 0;
+  const std::string index = opt.outfile + ".idx";
+  constexpr mode_t kMode = 0666;
+  if (sys.chmod(index.c_str(), kMode) != 0)
+    PrintOutput("Failed setting the mode 0666 for file: \"%s\"\n", index.c_str());
+  return 1;
+}
+
+}  // namespace tolvane

@@ -1,0 +1,381 @@
+#include "files/platform_records.h"
+
+#include <isam.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cstdio>
+#include <cstring>
+
+#include "datarep/decimal.h"
+#include "platform/clock.h"
+#include "platform/console.h"
+#include "platform/paths.h"
+#include "platform/trace.h"
+#include "state/options.h"
+#include "state/run.h"
+
+namespace tolvane {
+namespace {
+
+struct Field {
+  std::size_t offset, width;
+};
+
+// System record: 512 bytes.
+namespace zorsys {
+constexpr std::size_t kSize = 512;
+constexpr Field kType{0, 1};           // "F", a file
+constexpr Field kName{1, 8};           // logical file name, upper case
+constexpr Field kNumber{9, 2};         // "00"
+constexpr std::size_t kKeyBytes = 11;  // the three fields before
+constexpr Field kDescription{19, 28};
+constexpr Field kDate{47, 6}, kTime{53, 4};
+constexpr Field kProgram{57, 8};
+constexpr Field kUnprintable{81, 1};  // made a blank if it is not printable
+constexpr Field kPath{103, 64};
+constexpr Field kFileType{183, 2};
+constexpr Field kOrganisation{185, 1};
+constexpr Field kBlockSize{186, 5};
+constexpr Field kKeyCount{207, 4};
+constexpr std::size_t kKeySlots = 211, kKeySlotWidth = 11;
+constexpr Field kLogicalDelete{413, 1}, kLogicalNumber{415, 4};
+constexpr Field kRecordSize{424, 5};
+// Within a key slot.
+constexpr Field kKeyStart{0, 4}, kKeyLength{4, 3}, kKeyDuplicates{7, 1}, kKeyChanges{8, 1};
+}  // namespace zorsys
+
+// Security record: 512 bytes.
+namespace zorsec {
+constexpr std::size_t kSize = 512;
+constexpr const char* kOwner = "ZOR$Y$";
+constexpr Field kOwnerName{0, 8};
+constexpr Field kType{8, 1}, kName{9, 8};      // "F", logical file name
+constexpr std::size_t kKeyBytes = 17;          // what a record is found by
+constexpr Field kType2{17, 1}, kName2{18, 8};  // the same again
+constexpr Field kShort255{26, 2}, kShort0{28, 2};
+constexpr Field kDate{40, 6}, kTime{46, 4};
+constexpr Field kProgram{50, 8};
+}  // namespace zorsec
+
+// Catalogue record: 200 bytes.
+namespace zorcatlg {
+constexpr std::size_t kSize = 200;
+constexpr Field kVolume{0, 6}, kLabel{6, 44}, kName{56, 8}, kPath{65, 64};
+constexpr Field kDate{129, 6}, kProgram{135, 8};
+}  // namespace zorcatlg
+
+// Fields that are filled only when blank.
+struct Default {
+  Field field;
+  const char* text;
+};
+constexpr Default kSystemDefaults[] = {
+    {{82, 1}, "S"}, {{83, 1}, "T"},     {{84, 1}, "N"},     {{85, 1}, "N"},
+    {{87, 1}, "N"}, {{195, 4}, "0512"}, {{203, 4}, "0001"},
+};
+constexpr Default kSecurityDefaults[] = {{zorsec::kOwnerName, zorsec::kOwner}, {{38, 1}, "1"}};
+
+std::string ToUpper(std::string text) {
+  for (char& c : text) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  return text;
+}
+
+// A record under construction: blanks, then fields.
+class PlatformRecord {
+ public:
+  explicit PlatformRecord(std::size_t size) : bytes_(size, ' ') {}
+
+  // Text is cut at the field's width and padded with blanks.
+  void Text(Field field, const std::string& text) {
+    std::string value = text.substr(0, field.width);
+    value.resize(field.width, ' ');
+    bytes_.replace(field.offset, field.width, value);
+  }
+  void Digits(Field field, std::int64_t value) {
+    mstintuc(
+        {reinterpret_cast<Byte*>(&bytes_[field.offset]), field.width},  // NOLINT: text as bytes
+        value);
+  }
+  void Short(Field field, std::int16_t value) {
+    mstshort(reinterpret_cast<Byte*>(&bytes_[field.offset]), value);  // NOLINT: text as bytes
+  }
+  [[nodiscard]] std::string Get(Field field) const {
+    return bytes_.substr(field.offset, field.width);
+  }
+  // Without trailing blanks.
+  [[nodiscard]] std::string GetText(Field field) const {
+    std::string text = Get(field);
+    text.erase(text.find_last_not_of(' ') + 1);
+    return text;
+  }
+  // Nothing when the field holds anything but digits.
+  [[nodiscard]] std::optional<std::int32_t> GetDigits(Field field) const {
+    const std::string digits = Get(field);
+    if (digits.find_first_not_of("0123456789") != std::string::npos) return std::nullopt;
+    return static_cast<std::int32_t>(std::stol(digits));
+  }
+  [[nodiscard]] bool IsBlank(Field field) const {
+    return Get(field).find_first_not_of(' ') == std::string::npos;
+  }
+  void FillBlank(const Default& row) {
+    if (IsBlank(row.field)) Text(row.field, row.text);
+  }
+  [[nodiscard]] char* data() { return bytes_.data(); }
+
+ private:
+  std::string bytes_;
+};
+
+void StampDate(PlatformRecord& record, Field date) {
+  const std::tm now = LocalNow();
+  record.Digits(date, (now.tm_year % 100) * 10000 + (now.tm_mon + 1) * 100 + now.tm_mday);
+}
+
+void StampTime(PlatformRecord& record, Field time) {
+  const std::tm now = LocalNow();
+  record.Digits(time, now.tm_hour * 100 + now.tm_min);
+}
+
+std::string ProgramName() { return std::string(progName) + " "; }
+
+// An open platform file, closed at the end.
+class PlatformFileHandle {
+ public:
+  explicit PlatformFileHandle(const char* name)
+      : handle_(isopen((platform_paths.zorvafiles + "/" + name).c_str(), ISOUTPUT | ISAUTOLOCK)) {}
+  ~PlatformFileHandle() {
+    if (handle_ >= 0) (void)isclose(handle_);  // every record is in the file already
+  }
+  PlatformFileHandle(const PlatformFileHandle&) = delete;
+  PlatformFileHandle& operator=(const PlatformFileHandle&) = delete;
+
+  [[nodiscard]] bool is_open() const { return handle_ >= 0; }
+  // Reads the first record whose key begins with the `bytes` bytes that stand in `record`; leaves
+  // it alone when there is none.
+  [[nodiscard]] bool Read(PlatformRecord& record, std::size_t bytes) {
+    keydesc prime{};
+    PlatformRecord found = record;
+    if (isindexinfo(handle_, &prime, 1) != 0) return false;
+    const int length = std::min(static_cast<int>(bytes), static_cast<int>(prime.k_len));
+    if (isstart(handle_, &prime, length, found.data(), ISEQUAL) != 0 ||
+        isread(handle_, found.data(), ISCURR) != 0)
+      return false;
+    record = found;
+    return true;
+  }
+  [[nodiscard]] int Write(PlatformRecord& record) { return iswrite(handle_, record.data()); }
+  [[nodiscard]] int Rewrite(PlatformRecord& record) { return isrewrite(handle_, record.data()); }
+
+ private:
+  int handle_;
+};
+
+PlatformRecord SystemKey(const std::string& name) {
+  PlatformRecord record(zorsys::kSize);
+  record.Text(zorsys::kType, "F");
+  record.Text(zorsys::kName, name);
+  record.Text(zorsys::kNumber, "00");
+  return record;
+}
+
+PlatformRecord SecurityKey(const std::string& name) {
+  PlatformRecord record(zorsec::kSize);
+  record.Text(zorsec::kOwnerName, zorsec::kOwner);
+  record.Text(zorsec::kType, "F");
+  record.Text(zorsec::kName, name);
+  return record;
+}
+
+// The record of a name, else the platform's template, else blanks.
+template <typename MakeKey>
+PlatformRecord FindOrDefault(PlatformFileHandle& file, MakeKey make_key, std::size_t key_bytes,
+                             std::size_t size) {
+  for (const std::string& name : {opt.addsysfile, std::string("DEFAULT")}) {
+    PlatformRecord record = make_key(name);
+    if (file.Read(record, key_bytes)) return record;
+  }
+  return PlatformRecord(size);
+}
+
+void FillKeySlots(PlatformRecord& record) {
+  for (std::size_t i = 0; i < opt.keyDescr.size(); ++i) {
+    const KeyEntry& key = opt.keyDescr[i];
+    const std::size_t slot = zorsys::kKeySlots + i * zorsys::kKeySlotWidth;
+    const auto in_slot = [slot](Field field) { return Field{slot + field.offset, field.width}; };
+    // Deliberate: of a key without length only the length is written.
+    record.Digits(in_slot(zorsys::kKeyLength), std::max(key.length, 0));
+    if (key.length <= 0) continue;
+    record.Digits(in_slot(zorsys::kKeyStart), key.location);
+    record.Text(in_slot(zorsys::kKeyDuplicates), key.duplicates ? "Y" : "N");
+    record.Text(in_slot(zorsys::kKeyChanges), key.changes ? "Y" : "N");
+  }
+}
+
+void FillSystemRecord(PlatformRecord& record, SystemFileType type) {
+  record.Text(zorsys::kType, "F");
+  record.Text(zorsys::kName, ToUpper(opt.addsysfile.substr(0, zorsys::kName.width)));
+  record.Text(zorsys::kNumber, "00");
+  if (record.IsBlank(zorsys::kDescription))
+    record.Text(zorsys::kDescription, std::string("created by ") + progName + " utility  ");
+  StampDate(record, zorsys::kDate);
+  StampTime(record, zorsys::kTime);
+  record.Text(zorsys::kProgram, ProgramName());
+  if (std::isprint(static_cast<unsigned char>(record.Get(zorsys::kUnprintable)[0])) == 0)
+    record.Text(zorsys::kUnprintable, " ");
+  for (const Default& row : kSystemDefaults) record.FillBlank(row);
+  record.Text(zorsys::kPath, opt.outfile);
+  if (record.IsBlank(zorsys::kFileType)) record.Digits(zorsys::kFileType, static_cast<int>(type));
+  record.Text(zorsys::kOrganisation, type == SystemFileType::kIndexed    ? "3"
+                                     : type == SystemFileType::kRelative ? "2"
+                                                                         : "1");
+  record.Digits(zorsys::kBlockSize, opt.gblBlkSize);
+  record.Digits(zorsys::kKeyCount, lasting.nKeysNo);
+  FillKeySlots(record);
+  record.Digits(zorsys::kRecordSize, opt.gblRecSize);
+}
+
+void FillSecurityRecord(PlatformRecord& record) {
+  for (const Default& row : kSecurityDefaults) record.FillBlank(row);
+  for (const Field field : {zorsec::kType, zorsec::kType2}) record.Text(field, "F");
+  for (const Field field : {zorsec::kName, zorsec::kName2}) record.Text(field, opt.addsysfile);
+  if (record.IsBlank(zorsec::kShort255)) record.Short(zorsec::kShort255, 255);
+  if (record.IsBlank(zorsec::kShort0)) record.Short(zorsec::kShort0, 0);
+  StampDate(record, zorsec::kDate);
+  StampTime(record, zorsec::kTime);
+  if (record.IsBlank(zorsec::kProgram)) record.Text(zorsec::kProgram, ProgramName());
+}
+
+// Words that differ between the system and the security file.
+struct StoreWords {
+  const char* record;   // "file", "security"
+  const char* file;     // "control", "security"
+  const char* updated;  // behind "record updated for"
+};
+
+void StoreRecord(PlatformFileHandle& file, PlatformRecord& record, const StoreWords& words) {
+  const char* const name = opt.addsysfile.c_str();
+  if (file.Write(record) == 0) {
+    PrintOutput("Zorva %s record added for lfn '%s'.\n", words.record, name);
+  } else if (iserrno != EDUPL) {
+    PrintOutput("Could not write to Zorva %s file: error %d\n", words.file, iserrno);
+  } else if (opt.sw_overwrite == 0) {
+    PrintWarning("Zorva %s record already exists. (not updated)\n", words.record);
+  } else if (file.Rewrite(record) == 0) {
+    PrintOutput("Zorva %s record updated for %s'%s'.\n", words.record, words.updated, name);
+  } else {
+    PrintError("Zorva %s record already exists.\n", words.record);
+    PrintError("Error %d attempting rewrite of record\n", iserrno);
+  }
+}
+
+}  // namespace
+
+int AddRecordToSystemFile(SystemFileType type) {
+  TRACE_FRAME();
+  PlatformFileHandle file("zorsys");
+  if (!file.is_open()) {
+    PrintError("Opening Zorva control file, error:%d\n", iserrno);
+    return 0;
+  }
+  PlatformRecord record = FindOrDefault(file, SystemKey, zorsys::kKeyBytes, zorsys::kSize);
+  FillSystemRecord(record, type);
+  StoreRecord(file, record, {"file", "control", "lfn "});
+  return 1;
+}
+
+int AddRecordToSecurityFile() {
+  TRACE_FRAME();
+  PlatformFileHandle file("zorsec");
+  if (!file.is_open()) {
+    PrintError("Opening Zorva security file, error:%d\n", iserrno);
+    return 0;
+  }
+  PlatformRecord record = FindOrDefault(file, SecurityKey, zorsec::kKeyBytes, zorsec::kSize);
+  FillSecurityRecord(record);
+  StoreRecord(file, record, {"security", "security", ""});
+  return 1;
+}
+
+int AddRecordToZorCatLg() {
+  TRACE_FRAME();
+  PlatformFileHandle file("zorcatlg");
+  if (!file.is_open()) {
+    PrintOutput("Error opening Zorva zorcatlg file, error:%d\n", iserrno);
+    return 0;
+  }
+  PlatformRecord record(zorcatlg::kSize);
+  record.Text(zorcatlg::kVolume, opt.hmvsn);
+  record.Text(zorcatlg::kLabel, opt.hmlbl);
+  record.Text(zorcatlg::kName, opt.addsysfile);
+  record.Text(zorcatlg::kPath, opt.holdenvpath);
+  StampDate(record, zorcatlg::kDate);
+  record.Text(zorcatlg::kProgram, ProgramName());
+  const char* const name = opt.addsysfile.c_str();
+  if (file.Write(record) == 0) {
+    PrintOutput("Zorva zorcatlg record added for lfn '%s'.\n", name);
+  } else if (iserrno != EDUPL) {
+    PrintOutput("Could not write to Zorva zorcatlg file :%d\n", iserrno);
+  } else if (file.Rewrite(record) == 0) {
+    PrintOutput("Zorva zorcatlg record updated for '%s'.\n", name);
+  } else {
+    PrintOutput("Zorva zorcatlg record already exists.\n");
+    PrintOutput("ERROR: %d attempting rewrite of record\n", iserrno);
+  }
+  return 1;
+}
+
+namespace {
+
+void TakeKeySlots(const PlatformRecord& record) {
+  for (std::size_t i = 0; i < opt.keyDescr.size(); ++i) {
+    const std::size_t slot = zorsys::kKeySlots + i * zorsys::kKeySlotWidth;
+    const auto in_slot = [slot](Field field) { return Field{slot + field.offset, field.width}; };
+    const auto start = record.GetDigits(in_slot(zorsys::kKeyStart));
+    const auto length = record.GetDigits(in_slot(zorsys::kKeyLength));
+    KeyEntry& key = opt.keyDescr[i];
+    key.length = length.value_or(0);
+    if (key.length <= 0) continue;
+    key.location = start.value_or(-1);
+    key.duplicates = record.Get(in_slot(zorsys::kKeyDuplicates)) == "Y";
+    key.changes = record.Get(in_slot(zorsys::kKeyChanges)) == "Y";
+  }
+}
+
+}  // namespace
+
+int ReadSystemRecord(const std::string& logical_name, std::string& path) {
+  TRACE_FRAME();
+  PlatformFileHandle file("zorsys");
+  PlatformRecord record = SystemKey(ToUpper(logical_name.substr(0, zorsys::kName.width)));
+  if (!file.is_open() || !file.Read(record, zorsys::kKeyBytes)) return 0;
+  const std::string organisation = record.Get(zorsys::kOrganisation);
+  opt.sw_relative = organisation == "2";
+  opt.sw_sequential = organisation == "1";
+  opt.sw_indexed = opt.sw_relative == 0 && opt.sw_sequential == 0;
+  const auto size = record.GetDigits(zorsys::kRecordSize);
+  const auto keys = record.GetDigits(zorsys::kKeyCount);
+  if (!size || !keys || *keys > kKeys)
+    PrintWarning(
+        "The record of '%s' in the Zorva control file has impossible sizes: record '%s', "
+        "keys '%s'.\n",
+        logical_name.c_str(), record.Get(zorsys::kRecordSize).c_str(),
+        record.Get(zorsys::kKeyCount).c_str());
+  opt.gblRecSize = size.value_or(0);
+  lasting.nKeysNo = keys && *keys <= kKeys ? *keys : 0;
+  TakeKeySlots(record);
+  if (record.Get(zorsys::kLogicalDelete) == "L") {
+    lasting.sw_logidel = 1;
+    TRACE_LINE("logical deletion, number %s\n", record.Get(zorsys::kLogicalNumber).c_str());
+  }
+  const auto first_word = [](const std::string& text) { return text.substr(0, text.find(' ')); };
+  if (record.IsBlank(zorsys::kPath)) {
+    path = platform_paths.zorvafiles + "/" + first_word(record.Get(zorsys::kName));
+  } else {
+    path = first_word(record.Get(zorsys::kPath));
+    if (!path.starts_with('/')) path = platform_paths.zorvafiles + "/" + path;
+  }
+  return 1;
+}
+
+}  // namespace tolvane

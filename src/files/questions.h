@@ -1,0 +1,20 @@
+// Questions that creating a file of any kind may ask.
+#pragma once
+
+#include <string>
+
+namespace tolvane {
+
+[[nodiscard]] bool IsBlankName(const std::string& name);
+
+// Asks for a missing name. 1 with the name typed; 0 in automatic mode, after `automatic_error`, or
+// when none comes.
+[[nodiscard]] int AskName(const char* question, const char* automatic_error, std::string& name);
+
+// The kind of file that a directory is made for: their failures are worded differently.
+enum class DirectoryFor { kIndexed, kFlat };
+
+// Creates the directory part of `name`, when the user wants it. 0 when not, or after a message.
+[[nodiscard]] int CreateDirectory(const std::string& name, DirectoryFor kind);
+
+}  // namespace tolvane

@@ -1,0 +1,141 @@
+#include "pipeline/record_sink.h"
+
+#include <isam.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <vector>
+
+#include "files/indexed_file.h"
+#include "files/status.h"
+#include "media/output_stream.h"
+#include "pipeline/record_format.h"
+#include "platform/console.h"
+#include "reports/side_reports.h"
+#include "state/options.h"
+#include "state/run.h"
+
+namespace tolvane {
+namespace {
+
+// Behind a record may stand a marker, padding, or two bytes that a plain copy brings.
+constexpr std::size_t kBehind = 4;
+
+class FlatSink : public RecordSink {
+ public:
+  explicit FlatSink(bool variable) : variable_(variable) {}
+
+  [[nodiscard]] bool Open() {
+    if (!stream_.Open(opt.outfile)) return false;
+    if (!variable_) return true;
+    const auto header =
+        VariableFileHeader(sizes.gblCpySize, std::max(sizes.gblCpySize, sizes.gblExpRecSize));
+    return stream_.WriteHeader(header.data(), header.size());
+  }
+  Byte* Room(std::size_t bytes, std::int32_t descriptor_length) override {
+    prefix_ = variable_ ? PrefixOfVariableRecord(descriptor_length) : VariablePrefix{};
+    place_ = stream_.Room(prefix_.width + bytes + kBehind);
+    std::copy_n(prefix_.bytes.begin(), prefix_.width, place_);
+    return place_ + prefix_.width;
+  }
+  void Put(std::size_t size, std::int64_t /*number*/) override {
+    std::size_t length = prefix_.width + size;
+    if (opt.sw_relative != 0) place_[length++] = kRelativeMarker;
+    for (; variable_ && length % kVariableAlignment != 0; ++length) place_[length] = ' ';
+    stream_.Commit(length);
+  }
+  void Flush() override { stream_.Flush(); }
+  bool Close() override {
+    if (stream_.Close()) return true;
+    processError(errno, opt.outfile);
+    return false;
+  }
+  std::int64_t lost() const override { return stream_.lost(); }
+
+ private:
+  bool variable_;
+  OutputStream stream_{"Record"};
+  VariablePrefix prefix_;
+  Byte* place_ = nullptr;
+};
+
+class IndexedSink : public RecordSink {
+ public:
+  explicit IndexedSink(int handle, std::size_t record_length)
+      : handle_(handle), record_length_(record_length), record_(record_length + kBehind) {}
+  ~IndexedSink() override {
+    if (handle_ >= 0) (void)isclose(handle_);  // for the early ways out
+  }
+
+  Byte* Room(std::size_t bytes, std::int32_t /*descriptor_length*/) override {
+    if (record_.size() < bytes + kBehind) record_.resize(bytes + kBehind);
+    return record_.data();
+  }
+  void Put(std::size_t size, std::int64_t number) override {
+    if (size < record_length_) std::fill_n(&record_[size], record_length_ - size, Byte{' '});
+    const char* const bytes = reinterpret_cast<const char*>(record_.data());  // NOLINT: C interface
+    if (iswrite(handle_, bytes) == 0) return;
+    if (iserrno == EDUPL && lasting.sw_merge != 0 && isrewrite(handle_, bytes) == 0) return;
+    const std::span<const Byte> record(record_.data(), record_length_);
+    if (iserrno == EDUPL) return InterpretIsamError(EDUPL, opt.outfile, record);
+    if (++lost_ > 1) return;
+    const int error = iserrno;
+    PrintError("Record %ld could not be written; the run goes on with the next one.\n", number);
+    InterpretIsamError(error, opt.outfile, record);
+  }
+  bool Close() override {
+    const int result = isclose(handle_);
+    handle_ = -1;
+    if (result != 0) InterpretIsamError(iserrno, opt.outfile, {});
+    return result == 0;
+  }
+  std::int64_t lost() const override { return lost_; }
+  std::size_t record_length() const override { return record_length_; }
+
+ private:
+  int handle_;
+  std::size_t record_length_;
+  std::vector<Byte> record_;
+  std::int64_t lost_ = 0;
+};
+
+class NullSink : public RecordSink {
+ public:
+  Byte* Room(std::size_t bytes, std::int32_t /*descriptor_length*/) override {
+    if (record_.size() < bytes + kBehind) record_.resize(bytes + kBehind);
+    return record_.data();
+  }
+  void Put(std::size_t /*size*/, std::int64_t /*number*/) override {}
+
+ private:
+  std::vector<Byte> record_;
+};
+
+}  // namespace
+
+std::unique_ptr<RecordSink> OpenFlatSink(bool variable) {
+  auto sink = std::make_unique<FlatSink>(variable);
+  if (sink->Open()) return sink;
+  processError(errno, opt.outfile);
+  return nullptr;
+}
+
+std::unique_ptr<RecordSink> OpenIndexedSink() {
+  const int handle = isopen(opt.outfile.c_str(), ISOUTPUT | ISEXCLLOCK);
+  dictinfo info{};
+  if (handle < 0 || isisaminfo(handle, &info) != 0) {
+    InterpretIsamError(iserrno, opt.outfile, {});
+    return nullptr;
+  }
+  if (info.di_recsize != OutputRecordLength()) {
+    PrintError("The records of '%s' have %d bytes, those to restore %d\n", opt.outfile.c_str(),
+               info.di_recsize, OutputRecordLength());
+    (void)isclose(handle);
+    return nullptr;
+  }
+  return std::make_unique<IndexedSink>(handle, static_cast<std::size_t>(info.di_recsize));
+}
+
+std::unique_ptr<RecordSink> OpenNullSink() { return std::make_unique<NullSink>(); }
+
+}  // namespace tolvane

@@ -1,0 +1,42 @@
+// Where restored records go: a flat file, an indexed file, or nowhere (an analysis). A record is
+// built in the sink's own room, so that a flat one goes from block to file in one pass.
+//
+// A record that cannot be written is reported once, with its number; the run goes on and `lost`
+// counts.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+
+#include "datarep/byte_order.h"
+
+namespace tolvane {
+
+class RecordSink {
+ public:
+  virtual ~RecordSink() = default;
+
+  // Room for one record of at most `bytes` bytes and a few more behind it. `descriptor_length` is
+  // the length that a variable record's descriptor says.
+  [[nodiscard]] virtual Byte* Room(std::size_t bytes, std::int32_t descriptor_length) = 0;
+  // The record in the room is complete with `size` bytes; `number` counts from 1.
+  virtual void Put(std::size_t size, std::int64_t number) = 0;
+  // Makes what was put visible to those who look.
+  virtual void Flush() {}
+  // False after a message.
+  [[nodiscard]] virtual bool Close() { return true; }
+  [[nodiscard]] virtual std::int64_t lost() const { return 0; }
+  // Bytes that every record must have; 0: as many as it has.
+  [[nodiscard]] virtual std::size_t record_length() const { return 0; }
+};
+
+// opt.outfile as a relative or sequential file; with `variable` records keep their own lengths.
+// Null after a message.
+[[nodiscard]] std::unique_ptr<RecordSink> OpenFlatSink(bool variable);
+// opt.outfile as an indexed file, locked exclusively. Null after a message.
+[[nodiscard]] std::unique_ptr<RecordSink> OpenIndexedSink();
+// Records are built and dropped.
+[[nodiscard]] std::unique_ptr<RecordSink> OpenNullSink();
+
+}  // namespace tolvane
