@@ -194,8 +194,10 @@ void Compiler::ParseEntry() {
 
 void Compiler::ParseItem(int level) {
   const Token level_token = token();
-  const bool first = table_.records_.back().first == nullptr;
-  if (first && !BeginsRecord(token()) && !settings_.ignore_level_01) Fail("expected level 01");
+  const Field* const first = table_.records_.back().first;
+  if (!BeginsRecord(token()) &&
+      (first == nullptr ? !settings_.ignore_level_01 : first->level == 77))
+    Fail("expected level 01");
   std::string name;
   Next();
   if (token().kind != TokenKind::kWord || IsClauseWord(token().text)) {
@@ -204,7 +206,8 @@ void Compiler::ParseItem(int level) {
     return Recover();
   }
   Field& field = AddField(level, std::move(name), level_token);
-  if (!ParseClauses(field)) Recover();
+  field.incomplete = !ParseClauses(field);
+  if (field.incomplete) Recover();
   field.source.entry.end = token().span.end;
 }
 

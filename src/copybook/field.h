@@ -91,6 +91,7 @@ struct Field {
   SignPlace sign = SignPlace::kNone;  // kNone: no SIGN clause here or above, so trailing
   bool synchronized = false, justified = false, blank_when_zero = false;
   bool external = false, global = false;
+  bool incomplete = false;  // an error in its clauses was reported; it has no length
 
   Occurs occurs;
   int occurs_depth = 0;  // OCCURS clauses at and above this item

@@ -7,7 +7,7 @@
 namespace tolvane::copybook {
 namespace {
 
-enum class Need : unsigned char { kAnyPicture, kNumber, kNumberOrText, kNoPicture, kBits, kWide };
+enum class Need : unsigned char { kAnyPicture, kNumber, kUnsignedOrText, kNoPicture, kBits, kWide };
 
 // What a usage asks of the picture, and its letter and length.
 struct UsageRule {
@@ -24,7 +24,8 @@ constexpr std::array<UsageRule, kUsages> kRules{{
     {Usage::kDisplay, 'C', Need::kAnyPicture, 0, "expected a picture"},
     {Usage::kBinary, 'B', Need::kNumber, 0, kNumberExpected},
     {Usage::kNative, 'B', Need::kNumber, 0, kNumberExpected},
-    {Usage::kCompX, 'B', Need::kNumberOrText, 0, "expected a picture of 9 or X with COMP-X"},
+    {Usage::kCompX, 'B', Need::kUnsignedOrText, 0,
+     "expected an unsigned picture of 9, or up to 8 X, with COMP-X"},
     {Usage::kFloat, 'R', Need::kNoPicture, 4, kNoneExpected},
     {Usage::kDouble, 'R', Need::kNoPicture, 8, kNoneExpected},
     {Usage::kPacked, 'P', Need::kNumber, 0, kNumberExpected},
@@ -38,8 +39,6 @@ constexpr std::array<UsageRule, kUsages> kRules{{
 
 // Bytes of a COMP-X item by its digits.
 constexpr BinarySizeTable kCompXSizes{0, 1, 1, 2, 2, 3, 3, 3, 4, 4, 5, 5, 5, 6, 6, 7, 7, 8, 8};
-constexpr BinarySizeTable kSignedCompXSizes{0, 1, 1, 2, 2, 3, 3, 4, 4, 4,
-                                            5, 5, 6, 6, 6, 7, 7, 8, 8};
 constexpr std::int64_t kMaxCompXText = 8;
 constexpr unsigned kAuxBitsPerByte = 8;
 constexpr int kIndexDigits = 9;
@@ -243,7 +242,7 @@ class Layout {
   // Usage, letter, digits, sign and length of an elementary item; false after an error.
   bool Resolve(Field& field, const Inherited& above) {
     Picture picture;
-    if (!ReadPicture(field, picture)) return false;
+    if (field.incomplete || !ReadPicture(field, picture)) return false;
     Usage usage = field.kind != Usage::kNone ? field.kind : above.usage;
     const bool bits = picture.category == Category::kBoolean;
     if (bits && (usage == Usage::kNone || usage == Usage::kBinary)) usage = Usage::kBit;
@@ -283,8 +282,8 @@ class Layout {
         return category != Category::kNone && category != Category::kNational;
       case Need::kNumber:
         return category == Category::kNumeric;
-      case Need::kNumberOrText:
-        return category == Category::kNumeric ||
+      case Need::kUnsignedOrText:
+        return (category == Category::kNumeric && !picture.is_signed) ||
                (category == Category::kAlphanumeric && picture.size <= kMaxCompXText);
       case Need::kNoPicture:
         return category == Category::kNone;
@@ -329,9 +328,7 @@ class Layout {
         field.length = settings_.binary_sizes[digits];
         break;
       case Usage::kCompX:
-        field.length = digits == 0       ? picture.size
-                       : field.is_signed ? kSignedCompXSizes[digits]
-                                         : kCompXSizes[digits];
+        field.length = digits == 0 ? picture.size : kCompXSizes[digits];
         break;
       case Usage::kPacked:
         field.length = field.digits / 2 + 1;

@@ -8,6 +8,7 @@ namespace tolvane::copybook {
 namespace {
 
 constexpr std::size_t kTab = 8;
+constexpr std::size_t kCardEnd = 80;
 constexpr char kEndOfText = 0x1A;
 
 // What one line says about the format of the whole.
@@ -75,8 +76,10 @@ Vote VoteOf(const SourceLine& line) {
   return entry && indicator == ' ' ? Vote::kFixed : Vote::kFree;
 }
 
-// A word that crosses from column 72 to column 73 cannot be text and identification.
+// A word that crosses from column 72 to column 73, or text beyond column 80, cannot be text and
+// identification.
 bool CrossesTextEnd(const SourceLine& line) {
+  if (!SkipBlanks(line.bytes.substr(line.ByteAtColumn(kCardEnd))).empty()) return true;
   const std::size_t at = line.ByteAtColumn(kTextEnd);
   return at < line.bytes.size() && !IsBlank(line.bytes[at]) && !IsBlank(line.bytes[at - 1]);
 }
