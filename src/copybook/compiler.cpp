@@ -99,6 +99,7 @@ bool Compiler::AtLevel() const { return token().first_on_line && LevelOf(token()
 
 // Moves on past the next full stop, or to a level number at the beginning of a line.
 void Compiler::Recover() {
+  if (lexer_.IsPutBack()) lexer_.GetToken();
   while (token().kind != TokenKind::kEnd && !token().Is(".")) {
     if (AtLevel()) {
       lexer_.UngetToken();
@@ -234,7 +235,7 @@ Field& Compiler::AddField(int level, std::string name, const Token& level_token)
     open_.pop_back();
   }
   const Place& place = level_token.span.begin;
-  if (previous_ != nullptr && previous_->level != level)
+  if (previous_ != nullptr && previous_->level != level && previous_->level != 77)
     diagnostics_.Warning(place, "expected the level of the item before at this depth",
                          level_token.text);
   Field* const parent = open_.empty() ? nullptr : open_.back();
@@ -254,11 +255,9 @@ Field& Compiler::AddField(int level, std::string name, const Token& level_token)
 void Compiler::ParseCondition() {
   Condition condition;
   condition.place = token().span.begin;
-  if (open_.empty()) {
-    Fail("expected a data item before level 88");
-    return Recover();
-  }
+  if (open_.empty()) Fail("expected a data item before level 88");
   Next();
+  if (open_.empty()) return Recover();
   if (!ReadName(condition.name)) return Recover();
   if (!AcceptAny({"VALUE", "VALUES"})) {
     Next();
@@ -280,11 +279,9 @@ void Compiler::ParseCondition() {
 void Compiler::ParseRenames() {
   const Token level_token = token();
   std::string name;
-  if (open_.empty()) {
-    Fail("expected a record before level 66");
-    return Recover();
-  }
+  if (open_.empty()) Fail("expected a record before level 66");
   Next();
+  if (open_.empty()) return Recover();
   if (!ReadName(name)) return Recover();
   Field& field = table_.Add(66, std::move(name), open_.front(), nullptr);
   field.source.entry.begin = level_token.span.begin;

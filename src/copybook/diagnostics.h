@@ -19,6 +19,8 @@ struct Place {
   std::uint32_t file = 0;  // number within Diagnostics::files
   std::uint32_t line = 0;
   std::uint32_t column = 0;
+
+  friend bool operator==(const Place&, const Place&) = default;
 };
 
 // From the first byte up to, not including, the byte at `end`.

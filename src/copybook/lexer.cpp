@@ -53,6 +53,7 @@ void Lexer::CloseLex() {
 
 bool Lexer::BeginToken() {
   token_ = Token();
+  put_back_ = false;
   while (!frames_.empty()) {
     Frame& frame = frames_.back();
     const std::string& bytes = text();
@@ -146,7 +147,9 @@ const Token& Lexer::ReadString(std::size_t quote_at, TokenKind kind) {
     if (bytes[at] == quote) ++at;
     token_.text += bytes[at];
   }
-  diagnostics_.Error(token_.span.begin, "expected a closing quote", token_.text);
+  if (token_.span.begin != unclosed_)
+    diagnostics_.Error(token_.span.begin, "expected a closing quote", token_.text);
+  unclosed_ = token_.span.begin;
   return EndToken(kind, at);
 }
 
@@ -189,6 +192,7 @@ bool Lexer::GetReplacingOperand() {
 }
 
 void Lexer::UngetToken() {
+  put_back_ = true;
   if (!frames_.empty()) frames_.back().at = token_at_;
 }
 

@@ -79,6 +79,8 @@ class Lexer {
   // pseudo-text is not closed.
   [[nodiscard]] bool GetReplacingOperand();
   void UngetToken();
+  // Whether the current token has been put back.
+  [[nodiscard]] bool IsPutBack() const { return put_back_; }
   [[nodiscard]] const Token& token() const { return token_; }
   [[nodiscard]] std::uint32_t line() const { return token_.span.begin.line; }
 
@@ -126,6 +128,8 @@ class Lexer {
   std::size_t copied_ = 0;  // bytes brought in by COPY
   Token token_;
   std::size_t token_at_ = 0;  // in the frame on top
+  bool put_back_ = false;
+  Place unclosed_;  // the literal reported last; it may be read again
 };
 
 }  // namespace tolvane::copybook
