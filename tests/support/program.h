@@ -16,11 +16,11 @@ struct ProgramResult {
 };
 
 struct ProgramRun {
-  std::vector<std::string> arguments;
-  std::string typed;  // what stands on standard input, then end of input
-  std::map<std::string, std::string> environment;  // added to a bare one (PATH, LANG=C, TZ=UTC)
-  std::string directory;                           // working directory; empty: the test's
-  bool closed_input = false;                       // standard input closed altogether
+  std::vector<std::string> arguments{};
+  std::string typed{};  // what stands on standard input, then end of input
+  std::map<std::string, std::string> environment{};  // added to a bare one (PATH, LANG=C, TZ=UTC)
+  std::string directory{};                           // working directory; empty: the test's
+  bool closed_input = false;                         // standard input closed altogether
   std::chrono::seconds limit{60};
 };
 

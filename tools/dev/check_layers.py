@@ -2,7 +2,7 @@
 """Checks that each folder of src/ includes only itself and the folders below it."""
 import pathlib, re, sys
 
-ORDER = ["platform", "state", "datarep", "isam", "copybook", "media", "convert", "dates", "files",
+ORDER = ["platform", "state", "datarep", "reports", "isam", "copybook", "media", "convert", "dates", "files",
          "pipeline", "driver"]
 # Libraries that could serve another program: what they may include besides themselves.
 LIBRARIES = {"datarep": set(), "isam": {"platform", "datarep"}, "copybook": {"datarep"}}

@@ -1,0 +1,80 @@
+// The mask list: the fields of a record that conversion treats specially, in order, and the
+// condition items that make the fields after them apply only to records that satisfy a test.
+// Everything that no item covers is character data. The list is built once, before the first
+// record, from a copybook or from the options -B, -P, -U and -I.
+//
+// A segment is a run of field items between two condition items. Failures print their message and
+// return 0.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace tolvane {
+
+// Types of mask items; the letters are stored and printed as such.
+namespace mask_type {
+inline constexpr char kBit = '1';
+inline constexpr char kBinary = 'B';
+inline constexpr char kGroup = 'C';
+inline constexpr char kFloat = 'F';
+inline constexpr char kCondition = 'I';
+inline constexpr char kMbpUnpacked = 'M';
+inline constexpr char kUnsigned = 'N';
+inline constexpr char kPacked = 'P';
+inline constexpr char kMfUnpacked = 'U';
+inline constexpr char kRecordNumber = 'X';
+}  // namespace mask_type
+
+// The text of a type in dumps.
+[[nodiscard]] const char* MaskTypeText(char type);
+
+inline constexpr std::size_t kConditionValueWidth = 50;
+
+struct MaskItem {
+  char type = 0;
+  std::int64_t length = 0;    // bytes; -1 in a condition item made by ID IS
+  std::int32_t location = 0;  // offset in the input record
+  std::int16_t occurs = 1;    // repeats back to back
+  std::int16_t digits = 0;    // digits of the picture; bits of a bit field
+  bool is_signed = false;
+  char usage = 0;  // the copybook's usage letter, first occurrence only
+  std::string name{};
+  std::int64_t expanded_location = 0;  // offset in the expanded record
+  std::int8_t source_bit = 0;
+  std::int8_t destination_bit = 0;
+
+  // Condition items.
+  std::int64_t condition_start = 0;  // offset of the compared field
+  std::int64_t condition_end = 0;    // one past it
+  std::string op{};                  // "EQ", "NE", "GT", "GE", "LT" or "LE"
+  std::string value{};               // the literal of -I
+
+  [[nodiscard]] bool is_condition() const { return type == mask_type::kCondition; }
+  // One past the last byte of its last occurrence.
+  [[nodiscard]] std::int64_t end() const { return location + length * occurs; }
+};
+
+using MaskList = std::vector<MaskItem>;
+
+extern MaskList mask_list;
+
+// Appends an item; a blank name becomes "FILLER".
+MaskItem& AddNewItemToMaskList(MaskItem item);
+
+// Sorts the segment that begins at item `first` (after it, if it is a condition item) by location,
+// and checks from there to the end of the list that no field overlaps the next and that no
+// condition item stands last. 1, or 0 after messages.
+[[nodiscard]] int SortMaskList(std::size_t first);
+
+// Sorts every segment from item `first` on and checks them as SortMaskList does.
+[[nodiscard]] int SortMaskSegments(std::size_t first);
+
+// Writes the list to the trace.
+void MaskListDump(const char* title);
+
+void MaskListEmpty();
+
+}  // namespace tolvane

@@ -1,0 +1,92 @@
+// Compressed keys in index nodes.
+
+#include <algorithm>
+#include <cstring>
+
+#include "isam/istree.h"
+
+namespace isam {
+namespace {
+
+Byte PadOf(const Index& index) { return index.has(TNULL) ? Byte{0} : Byte{' '}; }
+
+// How the key of an entry is stored behind the one before it.
+struct Stored {
+  bool repeats = false;
+  std::size_t leading = 0, trailing = 0;
+};
+
+Stored HowStored(const Index& index, const Byte* previous, const Byte* key) {
+  Stored stored;
+  if (previous != nullptr && index.has(DCOMPRESS) && isKeyMatch(index, previous, key)) {
+    stored.repeats = true;
+    return stored;
+  }
+  if (index.has(LCOMPRESS) && previous != nullptr)
+    stored.leading =
+        static_cast<std::size_t>(std::mismatch(key, key + index.length, previous).first - key);
+  if (index.has(TCOMPRESS))
+    while (stored.trailing < index.length - stored.leading &&
+           key[index.length - 1 - stored.trailing] == PadOf(index))
+      ++stored.trailing;
+  return stored;
+}
+
+}  // namespace
+
+std::size_t isCompKey(const Index& index, const Byte* entries, int count, Byte* to) {
+  const std::size_t tail = index.entry_size - index.length;
+  std::size_t size = 0, last_pointer = 0;
+  const auto put = [&](const Byte* from, std::size_t bytes) {
+    if (to != nullptr) std::memcpy(to + size, from, bytes);
+    size += bytes;
+  };
+  const Byte* previous = nullptr;
+  for (int i = 0; i < count; ++i, entries += index.entry_size) {
+    const Stored stored = HowStored(index, previous, entries);
+    if (stored.repeats) {
+      if (to != nullptr) to[last_pointer] |= 0x80;
+    } else {
+      const auto leading = static_cast<Byte>(stored.leading);
+      const auto trailing = static_cast<Byte>(stored.trailing);
+      if (index.has(LCOMPRESS)) put(&leading, 1);
+      if (index.has(TCOMPRESS)) put(&trailing, 1);
+      put(entries + stored.leading, index.length - stored.leading - stored.trailing);
+    }
+    put(entries + index.length, tail);
+    last_pointer = size - layout::tree_node::kPointerWidth;
+    previous = entries;
+  }
+  return size;
+}
+
+void isCompScan(const Index& index, const Byte* node, std::size_t used,
+                std::vector<Byte>& entries) {
+  const std::size_t tail = index.entry_size - index.length;
+  std::vector<Byte> key(index.length);
+  bool repeats = false, first = true;
+  entries.clear();
+  for (std::size_t at = layout::tree_node::kFirst; at < used; first = false) {
+    if (!repeats) {
+      std::size_t leading = 0, trailing = 0;
+      if (index.has(LCOMPRESS)) leading = node[at++];
+      if (index.has(TCOMPRESS)) trailing = node[at++];
+      if (leading + trailing > index.length || (first && leading > 0)) ISAM_FATAL();
+      const std::size_t middle = index.length - leading - trailing;
+      if (at + middle + tail > used) ISAM_FATAL();
+      std::copy_n(node + at, middle, key.begin() + static_cast<std::ptrdiff_t>(leading));
+      std::fill(key.end() - static_cast<std::ptrdiff_t>(trailing), key.end(), PadOf(index));
+      at += middle;
+    }
+    if (at + tail > used) ISAM_FATAL();
+    entries.insert(entries.end(), key.begin(), key.end());
+    entries.insert(entries.end(), node + at, node + at + tail);
+    at += tail;
+    Byte& mark = entries[entries.size() - layout::tree_node::kPointerWidth];
+    repeats = (mark & 0x80) != 0;
+    mark &= 0x7F;
+  }
+  if (repeats) ISAM_FATAL();
+}
+
+}  // namespace isam

@@ -1,0 +1,150 @@
+// The lists of free node and record numbers: the number freed last is given first.
+
+#include <isam.h>
+
+#include <algorithm>
+
+#include "isam/isfile.h"
+
+namespace isam {
+
+using tolvane::LoadBig;
+using tolvane::StoreBig;
+namespace f = layout::free_node;
+
+namespace {
+
+FreeList& ListOf(File& file, FreeKind kind) {
+  return kind == FreeKind::kNode ? file.free_nodes : file.free_records;
+}
+
+std::uint32_t NextHighest(File& file, FreeKind kind) {
+  FreeList& list = ListOf(file, kind);
+  constexpr std::uint32_t kMost = 0x7FFFFFFF;
+  if (list.highest == kMost) throw Failure{EFBIG};
+  if (kind == FreeKind::kNode)
+    file.index.Reserve(file.node_offset(list.highest + 1) + file.node_size);
+  return ++list.highest;
+}
+
+void LoadHead(File& file, FreeList& list) {
+  if (list.state != FreeList::State::kNotLoaded) return;
+  list.node.resize(file.node_size);
+  const Byte* const node = isGetNode(file, list.head, list.node.data());
+  if (node != list.node.data()) std::copy_n(node, file.node_size, list.node.data());
+  list.used = LoadBig<std::uint16_t>(&list.node[f::kUsed]);
+  const bool marked = std::equal(layout::kFreeNodeMark.begin(), layout::kFreeNodeMark.end(),
+                                 &list.node[file.node_size - layout::kMarkFromEnd]);
+  if (!marked || list.used < f::kFirst || list.used > file.limit() ||
+      (list.used - f::kFirst) % f::kNumberWidth != 0)
+    throw Failure{EBADFILE};
+  list.state = FreeList::State::kClean;
+}
+
+void WriteHead(File& file, FreeList& list) {
+  if (list.state != FreeList::State::kChanged) return;
+  isPutNode(file, list.node.data(), list.head);
+  list.state = FreeList::State::kClean;
+}
+
+// Makes `node` the head of a list, in front of the old one.
+void PushHead(File& file, FreeList& list, std::uint32_t node) {
+  WriteHead(file, list);
+  list.node.assign(file.node_size, 0);
+  StoreBig(&list.node[f::kNext], list.head);
+  isMarkNode(file, list.node.data(), layout::kFreeNodeMark);
+  list.head = node;
+  list.used = f::kFirst;
+  StoreBig(&list.node[f::kUsed], static_cast<std::uint16_t>(list.used));
+  list.state = FreeList::State::kChanged;
+}
+
+// The head is used up: the list goes on with the next node.
+void PopHead(FreeList& list) {
+  list.head = LoadBig<std::uint32_t>(&list.node[f::kNext]);
+  list.state = FreeList::State::kNotLoaded;
+}
+
+}  // namespace
+
+std::uint32_t isGetFree(File& file, FreeKind kind) {
+  FreeList& list = ListOf(file, kind);
+  if ((kind == FreeKind::kRecord && file.is_precious()) || list.head == 0)
+    return NextHighest(file, kind);
+  LoadHead(file, list);
+  if (list.used == f::kFirst) {
+    // Only the list of nodes has heads without numbers: the head itself is the next one.
+    if (kind == FreeKind::kRecord) return NextHighest(file, kind);
+    const std::uint32_t node = list.head;
+    PopHead(list);
+    return node;
+  }
+  list.used -= f::kNumberWidth;
+  const auto number = LoadBig<std::uint32_t>(&list.node[list.used]);
+  if (number < 1 || number > list.highest) throw Failure{EBADFILE};
+  StoreBig(&list.node[f::kUsed], static_cast<std::uint16_t>(list.used));
+  list.state = FreeList::State::kChanged;
+  if (kind == FreeKind::kRecord && list.used == f::kFirst) {
+    // Deliberate: the node of the last number goes back at once.
+    const std::uint32_t node = list.head;
+    PopHead(list);
+    isPutFree(file, FreeKind::kNode, node);
+  }
+  return number;
+}
+
+void isPutFree(File& file, FreeKind kind, std::uint32_t number) {
+  FreeList& list = ListOf(file, kind);
+  if (kind == FreeKind::kRecord && file.is_precious()) return;
+  if (list.head != 0) LoadHead(file, list);
+  const bool has_room = list.head != 0 && list.used + f::kNumberWidth <= file.limit();
+  if (!has_room) {
+    PushHead(file, list, kind == FreeKind::kNode ? number : isGetFree(file, FreeKind::kNode));
+    if (kind == FreeKind::kNode) return;
+  }
+  StoreBig(&list.node[list.used], number);
+  list.used += f::kNumberWidth;
+  StoreBig(&list.node[f::kUsed], static_cast<std::uint16_t>(list.used));
+  list.state = FreeList::State::kChanged;
+}
+
+void isFreeWrite(File& file) {
+  WriteHead(file, file.free_nodes);
+  WriteHead(file, file.free_records);
+}
+
+std::uint32_t isFreeCount(File& file, FreeKind kind) {
+  FreeList& list = ListOf(file, kind);
+  if (list.state == FreeList::State::kChanged) ISAM_FATAL();
+  std::vector<Byte> scratch(file.node_size);
+  std::uint32_t count = 0, nodes = 0;
+  for (std::uint32_t number = list.head; number != 0;) {
+    if (++nodes > file.free_nodes.highest) throw Failure{EBADFILE};
+    const Byte* const node = isGetNode(file, number, scratch.data());
+    const std::size_t used = LoadBig<std::uint16_t>(node + f::kUsed);
+    if (used < f::kFirst || used > file.limit()) throw Failure{EBADFILE};
+    count += static_cast<std::uint32_t>((used - f::kFirst) / f::kNumberWidth);
+    number = LoadBig<std::uint32_t>(node + f::kNext);
+  }
+  return count;
+}
+
+void isFreeClear(File& file) {
+  file.free_nodes.state = file.free_records.state = FreeList::State::kNotLoaded;
+}
+
+void isFreeDrop(File& file) {
+  FreeList& list = file.free_records;
+  std::vector<Byte> scratch(file.node_size);
+  std::vector<std::uint32_t> nodes;
+  for (std::uint32_t number = list.head; number != 0;) {
+    if (nodes.size() > file.free_nodes.highest) throw Failure{EBADFILE};
+    nodes.push_back(number);
+    number = LoadBig<std::uint32_t>(isGetNode(file, number, scratch.data()) + f::kNext);
+  }
+  list.head = 0;
+  list.state = FreeList::State::kNotLoaded;
+  for (const std::uint32_t node : nodes) isPutFree(file, FreeKind::kNode, node);
+}
+
+}  // namespace isam

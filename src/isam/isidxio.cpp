@@ -1,0 +1,300 @@
+// Nodes, the dictionary, key descriptions and data slots: everything that has a fixed place.
+
+#include <isam.h>
+
+#include <algorithm>
+#include <cstring>
+
+#include "isam/isfile.h"
+
+namespace isam {
+
+using tolvane::LoadBig;
+using tolvane::StoreBig;
+namespace dictionary = layout::dictionary;
+
+const Byte* isGetNode(File& file, std::uint32_t node, Byte* scratch) {
+  if (node < layout::kDictionaryNode || node > file.free_nodes.highest) [[unlikely]]
+    throw Failure{EBADFILE};
+  return file.index.Read(file.node_offset(node), file.node_size, scratch);
+}
+
+void isPutNode(File& file, const Byte* bytes, std::uint32_t node) {
+  file.index.Write(file.node_offset(node), bytes, file.node_size);
+}
+
+void isMarkNode(const File& file, Byte* bytes, const std::array<std::uint8_t, 2>& mark) {
+  std::copy(mark.begin(), mark.end(), bytes + file.node_size - layout::kMarkFromEnd);
+}
+
+void isMakeHead(File& file, int mode) {
+  constexpr int kVariable = 0x10, kBoth = 0x30;
+  if ((mode & ISTRAILER) != 0) file.flags |= dictionary::kFlagTrailerWord;
+  if ((mode & kBoth) == kBoth && kVariable != 0) file.flags |= dictionary::kFlagBuiltWith30;
+  std::vector<Byte> node(file.node_size);
+  std::copy(dictionary::kSignature.begin(), dictionary::kSignature.end(), node.begin());
+  node[dictionary::kIndexWord] = node[dictionary::kPointerWord] = 4;
+  node[dictionary::kSeven] = 7;
+  node[dictionary::kEight] = 8;
+  node[dictionary::kDuplicateWidth] = static_cast<Byte>(file.duplicate_width);
+  StoreBig(&node[dictionary::kNodeSizeLess1], static_cast<std::uint16_t>(file.node_size - 1));
+  StoreBig(&node[dictionary::kRecordLength], static_cast<std::uint16_t>(file.record_length));
+  StoreBig(&node[dictionary::kHighNode], std::uint32_t{layout::kDictionaryNode});
+  StoreBig(&node[dictionary::kUniqueId], std::uint32_t{1});
+  StoreBig(&node[file.node_size - dictionary::kFlagsFromEnd],
+           static_cast<std::uint16_t>(file.flags));
+  std::copy(dictionary::kMagic.begin(), dictionary::kMagic.end(),
+            node.end() - static_cast<std::ptrdiff_t>(dictionary::kMagicFromEnd));
+  file.free_nodes.highest = layout::kDictionaryNode;
+  file.index.Reserve(file.node_size);
+  isPutNode(file, node.data(), layout::kDictionaryNode);
+}
+
+namespace {
+
+void LoadKeyEntries(File& file);
+
+void LoadDynamic(File& file, const Byte* node) {
+  file.free_records.head = LoadBig<std::uint32_t>(node + dictionary::kFreeData);
+  file.free_nodes.head = LoadBig<std::uint32_t>(node + dictionary::kFreeNodes);
+  file.free_records.highest = LoadBig<std::uint32_t>(node + dictionary::kHighRecord);
+  file.free_nodes.highest = LoadBig<std::uint32_t>(node + dictionary::kHighNode);
+  file.change_counter = LoadBig<std::uint32_t>(node + dictionary::kChangeCounter);
+  file.unique_id = LoadBig<std::uint32_t>(node + dictionary::kUniqueId);
+  file.schema1 = LoadBig<std::uint32_t>(node + dictionary::kSchema1);
+  file.schema2 = LoadBig<std::uint32_t>(node + dictionary::kSchema2);
+}
+
+// Checks that the files hold what the dictionary says.
+void CheckSizes(File& file) {
+  (void)file.index.Read(file.node_offset(std::max(file.free_nodes.highest, 1U)), file.node_size,
+                        file.scratch.data());
+  if (file.record_length == 0 || file.free_records.highest == 0) return;
+  (void)file.data.Read(file.slot_offset(file.free_records.highest), file.slot_length(),
+                       file.scratch.data());
+}
+
+void LoadKeyEntries(File& file) {
+  namespace n = layout::key_node;
+  std::vector<Index> indexes;
+  std::vector<Byte> scratch(file.node_size);
+  std::uint32_t nodes = 0;
+  for (std::uint32_t number = file.key_node; number != 0;) {
+    if (++nodes > file.free_nodes.highest) throw Failure{EBADFILE};
+    const Byte* const node = isGetNode(file, number, scratch.data());
+    const std::size_t used = LoadBig<std::uint16_t>(node + n::kUsed);
+    if (used < n::kFirst || used > file.limit()) throw Failure{EBADFILE};
+    for (std::size_t at = n::kFirst; at < used;) {
+      const std::size_t length = LoadBig<std::uint16_t>(node + at);
+      if (length < layout::key_entry::kNoPartsLeast || at + length > used) throw Failure{EBADFILE};
+      Index& index = indexes.emplace_back();
+      LoadKeyEntry(node + at, length, file.record_length, index);
+      index.Settle(file.duplicate_width);
+      index.described_in = number;
+      index.described_at = at;
+      at += length;
+    }
+    number = LoadBig<std::uint32_t>(node + n::kNext);
+  }
+  if (indexes.size() != file.key_count) throw Failure{EBADFILE};
+  file.indexes = std::move(indexes);
+}
+
+}  // namespace
+
+void isLoadHead(File& file) {
+  Byte head[8];
+  const Byte* const start = file.index.Read(0, sizeof head, head);
+  if (!std::equal(dictionary::kSignature.begin(), dictionary::kSignature.end(), start))
+    throw Failure{EBADFILE};
+  file.node_size = std::size_t{LoadBig<std::uint16_t>(start + dictionary::kNodeSizeLess1)} + 1;
+  if (file.node_size % layout::kNodeUnit != 0 ||
+      file.node_size > layout::kNodeUnit * layout::kMaxNodeUnits)
+    throw Failure{EBADFILE};
+  file.scratch.resize(file.node_size);
+  const Byte* const node = file.index.Read(0, file.node_size, file.scratch.data());
+  file.key_count = LoadBig<std::uint16_t>(node + dictionary::kKeyCount);
+  file.duplicate_width = node[dictionary::kDuplicateWidth];
+  file.record_length = LoadBig<std::uint16_t>(node + dictionary::kRecordLength);
+  file.key_node = LoadBig<std::uint32_t>(node + dictionary::kKeyNode);
+  file.audit = LoadBig<std::uint32_t>(node + dictionary::kAudit);
+  file.flags = LoadBig<std::uint16_t>(node + file.node_size - dictionary::kFlagsFromEnd);
+  // Records of varying length cannot be read safely here.
+  if (file.duplicate_width < 1 || file.duplicate_width > 4 ||
+      LoadBig<std::uint16_t>(node + dictionary::kMaxRecordLength) != 0)
+    throw Failure{EBADFILE};
+  LoadDynamic(file, node);
+  file.scratch.resize(std::max(file.node_size, file.slot_length()));
+  CheckSizes(file);
+  LoadKeyEntries(file);
+}
+
+bool isDelta(File& file) {
+  if (file.exclusive) return false;
+  const Byte* const node = file.index.Read(0, file.node_size, file.scratch.data());
+  if (LoadBig<std::uint32_t>(node + dictionary::kChangeCounter) == file.change_counter)
+    return false;
+  const bool keys_changed = LoadBig<std::uint16_t>(node + dictionary::kKeyCount) != file.key_count;
+  file.key_count = LoadBig<std::uint16_t>(node + dictionary::kKeyCount);
+  file.key_node = LoadBig<std::uint32_t>(node + dictionary::kKeyNode);
+  file.flags = LoadBig<std::uint16_t>(node + file.node_size - dictionary::kFlagsFromEnd);
+  LoadDynamic(file, node);
+  isFreeClear(file);
+  ++file.epoch;
+  CheckSizes(file);
+  if (keys_changed) LoadKeyEntries(file);
+  return true;
+}
+
+void isHeadFields(File& file) {
+  // From the head of the free data list to the audit word.
+  std::array<Byte, dictionary::kAudit + 4 - dictionary::kFreeData> fields;
+  const auto put = [&](std::size_t at, std::uint32_t value) {
+    StoreBig(&fields[at - dictionary::kFreeData], value);
+  };
+  put(dictionary::kFreeData, file.free_records.head);
+  put(dictionary::kFreeNodes, file.free_nodes.head);
+  put(dictionary::kHighRecord, file.free_records.highest);
+  put(dictionary::kHighNode, file.free_nodes.highest);
+  put(dictionary::kChangeCounter, file.change_counter);
+  put(dictionary::kUniqueId, file.unique_id);
+  put(dictionary::kAudit, file.audit);
+  file.index.Write(dictionary::kFreeData, fields.data(), fields.size());
+}
+
+void isHeadWrite(File& file) {
+  ++file.change_counter;
+  isHeadFields(file);
+}
+
+void isHeadKdsc(File& file) {
+  Byte field[4];
+  StoreBig(field, file.key_node);
+  file.index.Write(dictionary::kKeyNode, field, 4);
+  StoreBig(field, static_cast<std::uint16_t>(file.flags));
+  file.index.Write(file.node_size - dictionary::kFlagsFromEnd, field, 2);
+  StoreBig(field, static_cast<std::uint16_t>(file.key_count));
+  file.index.Write(dictionary::kKeyCount, field, 2);
+}
+
+namespace {
+
+std::vector<Byte> NewKeyNode(const File& file) {
+  std::vector<Byte> node(file.node_size);
+  StoreBig(&node[layout::key_node::kUsed], static_cast<std::uint16_t>(layout::key_node::kFirst));
+  isMarkNode(file, node.data(), layout::kKeyNodeMark);
+  return node;
+}
+
+// Puts an entry at the end of a key-description node; false when it has no room.
+bool AddToKeyNode(const File& file, std::vector<Byte>& node, const std::vector<Byte>& entry,
+                  Index& index) {
+  const std::size_t used = LoadBig<std::uint16_t>(&node[layout::key_node::kUsed]);
+  if (entry.size() + layout::key_entry::kParts + used > file.limit()) return false;
+  std::copy(entry.begin(), entry.end(), &node[used]);
+  StoreBig(&node[layout::key_node::kUsed], static_cast<std::uint16_t>(used + entry.size()));
+  index.described_at = used;
+  return true;
+}
+
+}  // namespace
+
+void MakeRoot(File& file, Index& index) {
+  index.root = isGetFree(file, FreeKind::kNode);
+  index.key.k_rootnode = static_cast<std::int32_t>(index.root);
+  std::vector<Byte> root(file.node_size);
+  StoreBig(root.data(), static_cast<std::uint16_t>(layout::tree_node::kFirst));
+  isPutNode(file, root.data(), index.root);
+}
+
+void AppendKeyEntry(File& file, Index& index) {
+  std::uint32_t last = file.key_node;
+  std::vector<Byte> node, scratch(file.node_size);
+  if (last != 0) {
+    for (;;) {
+      const Byte* const bytes = isGetNode(file, last, scratch.data());
+      const auto next = LoadBig<std::uint32_t>(bytes + layout::key_node::kNext);
+      node.assign(bytes, bytes + file.node_size);
+      if (next == 0) break;
+      last = next;
+    }
+  }
+  std::vector<Byte> entry = StoreKeyEntry(index);
+  std::uint32_t fresh = 0;
+  std::vector<Byte> fresh_node;
+  const bool fits =
+      last != 0 &&
+      LoadBig<std::uint16_t>(&node[0]) + entry.size() + layout::key_entry::kParts <= file.limit();
+  if (!fits) {
+    fresh = isGetFree(file, FreeKind::kNode);
+    fresh_node = NewKeyNode(file);
+  }
+  if (index.has_parts() && index.root == 0) MakeRoot(file, index);
+  entry = StoreKeyEntry(index);
+  (void)AddToKeyNode(file, fits ? node : fresh_node, entry, index);  // it was made to fit
+  index.described_in = fits ? last : fresh;
+  if (!fits) {
+    isPutNode(file, fresh_node.data(), fresh);
+    if (last != 0) StoreBig(&node[layout::key_node::kNext], fresh);
+    if (last == 0) file.key_node = fresh;
+  }
+  if (last != 0) isPutNode(file, node.data(), last);
+  ++file.key_count;
+  isHeadKdsc(file);
+}
+
+void RewriteKeyEntries(File& file) {
+  std::vector<Byte> scratch(file.node_size);
+  std::vector<std::uint32_t> chain;
+  for (std::uint32_t number = file.key_node; number != 0;) {
+    chain.push_back(number);
+    number =
+        LoadBig<std::uint32_t>(isGetNode(file, number, scratch.data()) + layout::key_node::kNext);
+  }
+  std::size_t at = 0;
+  std::vector<Byte> node = NewKeyNode(file);
+  for (Index& index : file.indexes) {
+    const auto entry = StoreKeyEntry(index);
+    if (!AddToKeyNode(file, node, entry, index)) {
+      StoreBig(&node[layout::key_node::kNext], chain.at(at + 1));
+      isPutNode(file, node.data(), chain[at++]);
+      node = NewKeyNode(file);
+      (void)AddToKeyNode(file, node, entry, index);  // an empty node holds any entry
+    }
+    index.described_in = chain.at(at);
+  }
+  isPutNode(file, node.data(), chain.at(at));
+  for (std::size_t rest = at + 1; rest < chain.size(); ++rest)
+    isPutFree(file, FreeKind::kNode, chain[rest]);
+  file.key_count = static_cast<std::uint32_t>(file.indexes.size());
+  isHeadKdsc(file);
+}
+
+// ---- data slots
+
+const Byte* isGetData(File& file, std::uint32_t record, Byte* scratch) {
+  if (record < 1 || record > file.free_records.highest) throw Failure{ENOCURR};
+  return file.data.Read(file.slot_offset(record), file.slot_length(), scratch);
+}
+
+bool isDelCheck(File& file, std::uint32_t record) {
+  if (record < 1 || record > file.free_records.highest) return true;
+  Byte status = 0;
+  return *file.data.Read(file.slot_offset(record) + file.record_length, 1, &status) !=
+         layout::slot::kLive;
+}
+
+void isPutData(File& file, const Byte* record, std::uint32_t number) {
+  constexpr Byte kStatus[1 + layout::slot::kTrailerWidth] = {layout::slot::kLive};
+  const std::uint64_t offset = file.slot_offset(number);
+  file.data.Write(offset, record, file.record_length);
+  // The status comes last: until then the slot does not live.
+  file.data.Write(offset + file.record_length, kStatus, file.slot_length() - file.record_length);
+}
+
+void isDelData(File& file, std::uint32_t number) {
+  const Byte status = layout::slot::kDeleted;
+  file.data.Write(file.slot_offset(number) + file.record_length, &status, 1);
+}
+
+}  // namespace isam

@@ -1,0 +1,100 @@
+// The operations behind the public calls: lock, refresh, work, write back, unlock. They throw
+// Failure; Operation drops the locks on every way out.
+#pragma once
+
+#include <isam.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "isam/isfile.h"
+#include "isam/istree.h"
+
+namespace isam {
+
+// Where a handle stands in its index.
+enum class Standing {
+  kBefore,   // before the first record
+  kAhead,    // on a record that isstart has found and ISNEXT reads
+  kOn,       // on the record read last
+  kGap,      // where a record was deleted: between its neighbours
+  kPastEnd,  // on the last record, after ISNEXT has failed
+  kPastBegin,
+};
+
+struct Handle {
+  std::shared_ptr<File> file;
+  int mode = 0;
+  int index = 0;  // the selected one; -1: order of record numbers
+
+  Standing standing = Standing::kBefore;
+  Target target;             // of the current entry
+  std::uint32_t record = 0;  // the current one; 0: none
+  Path path;                 // to it, while path.epoch is the file's
+
+  // Exchanged with the caller's variables.
+  std::int32_t recnum = 0;
+  int reclen = 0;
+
+  [[nodiscard]] bool writes() const { return (mode & 3) != ISINPUT; }
+};
+
+// ---- files
+[[nodiscard]] std::unique_ptr<Handle> isBuild(const std::string& name, int record_length,
+                                              const keydesc* key, int mode);
+[[nodiscard]] std::unique_ptr<Handle> isOpen(const std::string& name, int mode);
+void isClose(Handle& handle);
+void isErase(const std::string& name);
+void isRename(const std::string& from, const std::string& to);
+void isFlush(Handle& handle);
+
+// ---- indexes
+void isAddIndex(Handle& handle, const keydesc* key);
+void isDelIndex(Handle& handle, const keydesc* key);
+void isIndexInfo(Handle& handle, void* buffer, int index);
+
+// ---- reading
+void isStart(Handle& handle, const keydesc* key, int length, const Byte* record, int mode);
+void isRead(Handle& handle, Byte* record, int mode);
+// Returns the number of records.
+int isScan(Handle& handle, Byte* records, int most, std::int32_t* numbers);
+
+// ---- writing
+enum class AfterWrite { kStay, kBecomeCurrent, kLock };
+void isWrite(Handle& handle, const Byte* record, AfterWrite after);
+void isRewrite(Handle& handle, const Byte* record);
+void isRewCurr(Handle& handle, const Byte* record, bool same_key);
+void isRewRec(Handle& handle, std::uint32_t number, const Byte* record);
+void isDelete(Handle& handle, const Byte* record);
+void isDelCurr(Handle& handle);
+void isDelRec(Handle& handle, std::uint32_t number);
+
+// ---- the rest
+[[nodiscard]] std::int32_t isUniqueId(Handle& handle);
+void isSetUnique(Handle& handle, std::int32_t identifier);
+void isPrecious(Handle& handle, bool on);
+
+// One operation: the lock, and the refresh behind it. An updating one that fails forgets what it
+// had cached.
+class Operation {
+ public:
+  enum class Kind { kRead, kUpdate };
+  Operation(Handle& handle, Kind kind);
+  ~Operation();
+  Operation(const Operation&) = delete;
+  Operation& operator=(const Operation&) = delete;
+
+  // Everything is checked and there is room for it: from here on the file changes. The change is
+  // counted first, so that others look again even if this process dies on the way.
+  void BeginStores();
+  // Ends an update: free lists, then the dictionary.
+  void WriteBack();
+
+ private:
+  File& file_;
+  Kind kind_;
+  bool complete_ = false;
+};
+
+}  // namespace isam

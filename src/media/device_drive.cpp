@@ -1,0 +1,123 @@
+// A POSIX tape device: one read gives one block and nothing at a mark; closing after a write
+// writes a mark; the rewinding name starts at the beginning on every open, the other one keeps its
+// place.
+
+#include <cerrno>
+#include <vector>
+
+#include "media/drive.h"
+#include "platform/console.h"
+#include "platform/interrupt.h"
+#include "platform/system_calls.h"
+#include "platform/trace.h"
+
+namespace tolvane {
+namespace {
+
+constexpr int kRetries = 20;         // of a read or write
+constexpr int kReopenings = 21;      // while the device is busy
+constexpr unsigned kReopenWait = 3;  // seconds between them
+constexpr unsigned kSettleWait = 1;  // seconds between closing and opening
+
+class DeviceDrive : public Drive {
+ public:
+  DeviceDrive(DeviceNames names, const DriveRequest& request)
+      : names_(std::move(names)), use_(request.use), before_wait_(request.before_wait) {}
+  ~DeviceDrive() override { (void)CloseDevice(); }  // Close has told what there was to tell
+
+  [[nodiscard]] bool Open() { return OpenName(names_.path(), use_); }
+
+  Block ReadBlock(std::size_t most) override;
+  bool WriteBlock(std::span<const Byte> block, bool is_label) override;
+  bool WriteMark() override { return ReopenPatiently(names_.path(), use_); }
+  // A device that has only a rewinding name stays open: closing it would lose the place.
+  bool Reopen() override { return !keeps_place() || ReopenPatiently(names_.path(), use_); }
+  // Closing the rewinding device rewinds the tape.
+  bool Rewind() override;
+  bool LoadNextVolume() override { return false; }
+  bool TakeMounted() override {
+    return (!keeps_place() || Rewind()) && ReopenPatiently(names_.path(), use_);
+  }
+  bool Close() override;
+  [[nodiscard]] bool keeps_place() const override { return !names_.no_rewind.empty(); }
+
+ private:
+  bool OpenName(const std::string& name, DriveUse use);
+  bool ReopenPatiently(const std::string& name, DriveUse use);
+  bool CloseDevice() {
+    const bool closed = fd_ < 0 || sys.close(fd_) == 0;
+    fd_ = -1;
+    return closed;
+  }
+
+  DeviceNames names_;
+  DriveUse use_;
+  void (*before_wait_)();
+  int fd_ = -1;
+  std::vector<Byte> buffer_;
+};
+
+bool DeviceDrive::OpenName(const std::string& name, DriveUse use) {
+  const int flags = use == DriveUse::kRead ? O_RDONLY : O_WRONLY | O_CREAT | O_TRUNC;
+  fd_ = sys.open(name.c_str(), flags | O_CLOEXEC, 0666);
+  return fd_ >= 0;
+}
+
+bool DeviceDrive::ReopenPatiently(const std::string& name, DriveUse use) {
+  if (!CloseDevice()) return false;
+  sys.sleep(kSettleWait);
+  for (int reopening = 0; !OpenName(name, use); ++reopening) {
+    if ((errno != EBUSY && errno != EINTR) || reopening == kReopenings) return false;
+    sys.sleep(kReopenWait);
+  }
+  return true;
+}
+
+Drive::Block DeviceDrive::ReadBlock(std::size_t most) {
+  if (buffer_.size() < most) buffer_.resize(most);
+  for (int retries = 0;;) {
+    if (before_wait_ != nullptr) before_wait_();
+    const ssize_t got = sys.read(fd_, buffer_.data(), most);
+    if (got >= 0) return {.data = {buffer_.data(), static_cast<std::size_t>(got)}};
+    const int error = errno;
+    if (error == EINTR && InterruptScope::Pending() != 0) return {};  // the user ends the input
+    const bool transient = error == EAGAIN || error == EINTR || error == EBUSY;
+    if (!transient || ++retries > kRetries) {
+      TRACE_LINE("#tapein: read size: %d ret: %d; %d\n", static_cast<int>(most),
+                 static_cast<int>(got), error);
+      return {.error = error};
+    }
+  }
+}
+
+bool DeviceDrive::WriteBlock(std::span<const Byte> block, bool /*is_label*/) {
+  for (int retries = 0;;) {
+    const ssize_t done = sys.write(fd_, block.data(), block.size());
+    if (done == static_cast<ssize_t>(block.size())) return true;
+    if (done >= 0) {
+      errno = ENOSPC;
+      return false;
+    }
+    if ((errno != EAGAIN && errno != EINTR) || ++retries > kRetries) return false;
+  }
+}
+
+bool DeviceDrive::Rewind() {
+  TRACE_LINE("#Rewind %s (fh: %X)\n", names_.rewind.c_str(), static_cast<unsigned>(fd_));
+  return ReopenPatiently(names_.rewind, DriveUse::kRead) && CloseDevice();
+}
+
+bool DeviceDrive::Close() {
+  const bool rewinds = use_ == DriveUse::kWrite || !names_.rewind.ends_with('n');
+  return rewinds ? Rewind() : CloseDevice();
+}
+
+}  // namespace
+
+std::unique_ptr<Drive> OpenDevice(const DeviceNames& names, const DriveRequest& request) {
+  auto drive = std::make_unique<DeviceDrive>(names, request);
+  if (!drive->Open()) return nullptr;
+  return drive;
+}
+
+}  // namespace tolvane

@@ -1,0 +1,85 @@
+// What a tape drive does, and its two homes: a POSIX tape device and a list of tape images.
+//
+// A block is read or written by one operation. Reading gives no bytes at a tape mark and at the
+// end of the medium; the next read goes on behind the mark.
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <span>
+#include <string>
+
+#include "datarep/byte_order.h"
+
+namespace tolvane {
+
+// Names and manners of a device, settled from the path and the environment.
+struct DeviceNames {
+  std::string rewind;     // rewinds when it is closed
+  std::string no_rewind;  // keeps its place; empty when there is none
+  [[nodiscard]] const std::string& path() const { return no_rewind.empty() ? rewind : no_rewind; }
+};
+
+class Drive {
+ public:
+  virtual ~Drive() = default;
+
+  // A block of at most `most` bytes, valid until the next call. No data and error 0: a tape mark
+  // or the end. Error ENOMEM: the block is longer, and is passed over.
+  struct Block {
+    std::span<const Byte> data{};
+    int error = 0;
+  };
+  [[nodiscard]] virtual Block ReadBlock(std::size_t most) = 0;
+
+  // False with errno set; ENOSPC at the end of the medium, when labels and marks still fit.
+  [[nodiscard]] virtual bool WriteBlock(std::span<const Byte> block, bool is_label) = 0;
+  [[nodiscard]] virtual bool WriteMark() = 0;
+
+  // Closes and opens again, which on a device steps over a mark that was read.
+  [[nodiscard]] virtual bool Reopen() = 0;
+  [[nodiscard]] virtual bool Rewind() = 0;
+  // Puts in the next volume of a list; false when there is none and somebody must be asked. The
+  // volume is at its beginning then.
+  [[nodiscard]] virtual bool LoadNextVolume() = 0;
+  // Takes the volume that somebody has mounted, from its beginning. False with errno set.
+  [[nodiscard]] virtual bool TakeMounted() = 0;
+  // Writes out, rewinds if the device does, and closes. False after a failed write.
+  [[nodiscard]] virtual bool Close() = 0;
+
+  // What was written of the volume so far, for those who look.
+  virtual void Flush() {}
+  // Whether marks can be written and stepped over without losing the place.
+  [[nodiscard]] virtual bool keeps_place() const { return true; }
+};
+
+enum class DriveUse { kRead, kWrite };
+
+// The most bytes of a block on an image.
+inline constexpr std::size_t kMostOnImage = 0xFFFFFF;
+
+// The drive behind a path: an image list ("tap:A,B", "aws:A") or, for character and block devices
+// and paths in /dev, a device; an empty path is the device that the environment names. Null with
+// errno 0 and `is_drive` false when the path is a plain file; null with errno set on a failure,
+// which has been reported if it concerns the environment.
+struct DriveRequest {
+  std::string path;
+  DriveUse use = DriveUse::kRead;
+  void (*before_wait)() = nullptr;
+};
+struct OpenedDrive {
+  std::unique_ptr<Drive> drive{};
+  bool is_drive = false;
+  DeviceNames names{};
+};
+[[nodiscard]] OpenedDrive OpenDrive(const DriveRequest& request);
+
+// Both homes.
+[[nodiscard]] std::unique_ptr<Drive> OpenDevice(const DeviceNames& names,
+                                                const DriveRequest& request);
+[[nodiscard]] std::unique_ptr<Drive> OpenImages(const DriveRequest& request);
+
+// Whether two paths, of volumes or files, have a regular file in common.
+[[nodiscard]] bool ShareFile(const std::string& a, const std::string& b);
+
+}  // namespace tolvane

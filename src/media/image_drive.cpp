@@ -1,0 +1,185 @@
+// A drive over tape images. The path lists its volumes, separated by commas; "=SIZE" behind a name
+// (bytes, or with K, M or G) is the capacity of a volume that is written.
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <optional>
+#include <sstream>
+#include <utility>
+#include <vector>
+
+#include "media/drive.h"
+#include "media/tape_image.h"
+#include "platform/console.h"
+#include "platform/paths.h"
+#include "platform/system_calls.h"
+
+namespace tolvane {
+namespace {
+
+struct Volume {
+  std::string path;
+  std::uint64_t capacity = std::numeric_limits<std::uint64_t>::max();
+};
+
+// "NAME" or "NAME=SIZE"; a size that is none counts as part of the name.
+Volume ParseVolume(const std::string& text) {
+  const auto equals = text.rfind('=');
+  if (equals == std::string::npos) return {text};
+  char* end = nullptr;
+  const std::uint64_t number = std::strtoull(text.c_str() + equals + 1, &end, 10);
+  constexpr const char* kUnits = "KMG";
+  const char* const unit = *end == '\0' ? nullptr : std::strchr(kUnits, *end);
+  if (number == 0 || (*end != '\0' && (unit == nullptr || end[1] != '\0'))) return {text};
+  const auto shift = unit == nullptr ? 0 : (unit - kUnits + 1) * 10;
+  return {text.substr(0, equals), number << shift};
+}
+
+std::vector<Volume> ParseVolumes(const std::string& list) {
+  std::vector<Volume> volumes;
+  std::istringstream names(list);
+  for (std::string name; std::getline(names, name, ',');) volumes.push_back(ParseVolume(name));
+  return volumes;
+}
+
+class ImageDrive : public Drive {
+ public:
+  ImageDrive(ImageFormat format, std::vector<Volume> volumes, const DriveRequest& request)
+      : format_(format),
+        volumes_(std::move(volumes)),
+        use_(request.use),
+        before_wait_(request.before_wait) {}
+
+  [[nodiscard]] bool Open();
+  Block ReadBlock(std::size_t most) override;
+  bool WriteBlock(std::span<const Byte> block, bool is_label) override;
+  bool WriteMark() override;
+  bool Reopen() override { return true; }  // an image keeps its place
+  bool Rewind() override { return use_ == DriveUse::kWrite || Open(); }
+  bool LoadNextVolume() override;
+  bool TakeMounted() override { return Open(); }
+  bool Close() override {
+    if (!writer_ || writer_->Close()) return true;
+    if (writer_->lost() > 0) errno = ENOSPC;
+    return false;
+  }
+  void Flush() override {
+    if (writer_) writer_->Flush();
+  }
+
+ private:
+  [[nodiscard]] const Volume& volume() const { return volumes_[current_]; }
+  [[nodiscard]] bool WasWritten() const;
+  Block Report(const TapeObject& object, const std::string& what);
+
+  ImageFormat format_;
+  std::vector<Volume> volumes_;
+  DriveUse use_;
+  void (*before_wait_)();
+  std::size_t current_ = 0;
+  std::vector<std::pair<dev_t, ino_t>> written_;  // files of this run: never begun again
+  std::optional<TapeImageReader> reader_;
+  std::optional<TapeImageWriter> writer_;
+};
+
+bool ImageDrive::WasWritten() const {
+  struct stat status {};
+  return sys.stat(volume().path.c_str(), &status) == 0 &&
+         std::find(written_.begin(), written_.end(), std::pair(status.st_dev, status.st_ino)) !=
+             written_.end();
+}
+
+bool ImageDrive::Open() {
+  if (use_ == DriveUse::kRead) return reader_.emplace(format_, before_wait_).Open(volume().path);
+  if (WasWritten()) {
+    errno = EEXIST;  // it holds an earlier volume of this backup
+    return false;
+  }
+  if (!writer_.emplace(format_).Open(volume().path)) return false;
+  struct stat status {};
+  if (sys.stat(volume().path.c_str(), &status) == 0)
+    written_.emplace_back(status.st_dev, status.st_ino);
+  return true;
+}
+
+Drive::Block ImageDrive::Report(const TapeObject& object, const std::string& what) {
+  PrintError("Tape image '%s', offset %lu: %s\n", volume().path.c_str(), object.offset,
+             what.c_str());
+  return {.error = EIO};
+}
+
+Drive::Block ImageDrive::ReadBlock(std::size_t most) {
+  for (;;) {
+    const TapeObject object = reader_->Next();
+    switch (object.kind) {
+      case TapeObject::Kind::kGap:
+        continue;
+      case TapeObject::Kind::kDamage:
+        return Report(object, object.damage);
+      case TapeObject::Kind::kMark:
+      case TapeObject::Kind::kEnd:
+        return {};
+      case TapeObject::Kind::kBlock:
+        if (object.read_error) return Report(object, "this block was read with an error");
+        if (object.data.size() > most) return {.error = ENOMEM};
+        return {.data = object.data};
+    }
+  }
+}
+
+bool ImageDrive::WriteBlock(std::span<const Byte> block, bool is_label) {
+  if (!is_label && writer_->size() + block.size() > volume().capacity) {
+    errno = ENOSPC;
+    return false;
+  }
+  if (writer_->lost() > 0) {  // nothing may follow what is missing
+    errno = ENOSPC;
+    return false;
+  }
+  writer_->WriteBlock(block);
+  return true;
+}
+
+bool ImageDrive::WriteMark() {
+  writer_->WriteMark();
+  return true;
+}
+
+bool ImageDrive::LoadNextVolume() {
+  if (current_ + 1 == volumes_.size()) return false;
+  if (writer_ && !writer_->Close()) return false;
+  ++current_;
+  if (Open()) return true;
+  PrintError("Opening tape image '%s': %s\n", volume().path.c_str(), std::strerror(errno));
+  return false;
+}
+
+}  // namespace
+
+bool ShareFile(const std::string& a, const std::string& b) {
+  const auto files = [](const std::string& path) {
+    const ImagePath image = ParseImagePath(path);
+    return image.is_image ? ParseVolumes(image.list) : std::vector<Volume>{{path}};
+  };
+  for (const Volume& x : files(a))
+    for (const Volume& y : files(b))
+      if (IsSameFile(x.path, y.path)) return true;
+  return false;
+}
+
+std::unique_ptr<Drive> OpenImages(const DriveRequest& request) {
+  const ImagePath image = ParseImagePath(request.path);
+  std::vector<Volume> volumes = ParseVolumes(image.list);
+  if (volumes.empty()) {
+    errno = ENOENT;
+    return nullptr;
+  }
+  auto drive = std::make_unique<ImageDrive>(image.format, std::move(volumes), request);
+  if (!drive->Open()) return nullptr;
+  return drive;
+}
+
+}  // namespace tolvane

@@ -1,0 +1,74 @@
+#include "media/input_stream.h"
+
+#include <cerrno>
+#include <cstring>
+
+#include "platform/interrupt.h"
+#include "platform/system_calls.h"
+
+namespace tolvane {
+namespace {
+
+constexpr std::size_t kPiece = std::size_t{512} << 10;
+// Transient errors are tried again this often.
+constexpr int kReadRetries = 20;
+
+bool IsTransient(int error) { return error == EAGAIN || error == EINTR || error == EBUSY; }
+
+}  // namespace
+
+InputStream::~InputStream() {
+  if (fd_ >= 0) sys.close(fd_);
+}
+
+bool InputStream::Open(const std::string& path) {
+  fd_ = sys.open(path.c_str(), O_RDONLY | O_CLOEXEC, 0);
+  if (fd_ < 0) return false;
+  struct stat status {};
+  if (sys.fstat(fd_, &status) != 0) return false;
+  if (S_ISDIR(status.st_mode)) {
+    errno = EISDIR;
+    return false;
+  }
+  is_regular_ = S_ISREG(status.st_mode);
+  return true;
+}
+
+std::span<const Byte> InputStream::Peek(std::size_t bytes) {
+  while (Shown() < bytes && !at_end_)
+    if (!Fill()) EndStream();
+  return {buffer_.data() + start_, Shown()};
+}
+
+void InputStream::EndStream() {
+  at_end_ = true;
+  if (is_trailer_ == nullptr || end_ - start_ < withheld_) return;
+  if (is_trailer_({buffer_.data() + end_ - withheld_, withheld_})) end_ -= withheld_;
+}
+
+// Reads another piece behind what is there; false at the end.
+bool InputStream::Fill() {
+  if (start_ > 0) {
+    std::memmove(buffer_.data(), buffer_.data() + start_, end_ - start_);
+    end_ -= start_;
+    start_ = 0;
+  }
+  if (end_ == buffer_.size()) buffer_.resize(buffer_.empty() ? kPiece : buffer_.size() * 2);
+  const std::size_t got = ReadMore(buffer_.size() - end_);
+  end_ += got;
+  return got > 0;
+}
+
+std::size_t InputStream::ReadMore(std::size_t room) {
+  for (int attempt = 0; attempt <= kReadRetries; ++attempt) {
+    if (!is_regular_ && before_wait) before_wait();
+    const ssize_t got = sys.read(fd_, buffer_.data() + end_, room);
+    if (got >= 0) return static_cast<std::size_t>(got);
+    if (errno == EINTR && InterruptScope::Pending() != 0) return 0;  // the user ends the input
+    if (!IsTransient(errno)) break;
+  }
+  error_ = errno;
+  return 0;
+}
+
+}  // namespace tolvane

@@ -1,0 +1,67 @@
+// A backup file on disk, or what stands in its place (a pipe, a terminal), as a stream of bytes
+// handed out as views. A regular file is read in large pieces; anything else by one read at a
+// time, of whatever is there, and `before_wait` is called first, because such a read may block.
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <functional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "datarep/byte_order.h"
+
+namespace tolvane {
+
+class InputStream {
+ public:
+  InputStream() = default;
+  ~InputStream();
+  InputStream(const InputStream&) = delete;
+  InputStream& operator=(const InputStream&) = delete;
+
+  // False with errno set when the file cannot be opened or is a directory.
+  [[nodiscard]] bool Open(const std::string& path);
+
+  // At least `bytes` bytes from the current place on, fewer only at the end or on an error. The
+  // view may be longer than asked for; it is valid until the next call of Peek. Memory is taken
+  // as bytes arrive, whatever was asked for.
+  [[nodiscard]] std::span<const Byte> Peek(std::size_t bytes);
+  // Withholds the last `bytes` bytes of the stream when `is_trailer` says so of them; to be called
+  // before the first of them was shown.
+  void WithholdTrailer(std::size_t bytes, bool (*is_trailer)(std::span<const Byte>)) {
+    withheld_ = bytes;
+    is_trailer_ = is_trailer;
+  }
+  // Passes over bytes that Peek has shown.
+  void Skip(std::size_t bytes) { start_ += bytes; }
+
+  [[nodiscard]] bool is_regular() const { return is_regular_; }
+  // The error of the read that ended the stream; 0 at a plain end.
+  [[nodiscard]] int error() const { return error_; }
+  [[nodiscard]] int fd() const { return fd_; }
+
+  std::function<void()> before_wait;
+
+ private:
+  [[nodiscard]] bool Fill();
+  void EndStream();
+  [[nodiscard]] std::size_t Shown() const {
+    const std::size_t held = end_ - start_;
+    return at_end_ ? held : held - std::min(held, withheld_);
+  }
+  [[nodiscard]] std::size_t ReadMore(std::size_t room);
+
+  int fd_ = -1;
+  bool is_regular_ = false;
+  bool at_end_ = false;
+  int error_ = 0;
+  std::vector<Byte> buffer_;
+  std::size_t start_ = 0;  // first byte not yet passed over
+  std::size_t end_ = 0;    // one past the last byte read
+  std::size_t withheld_ = 0;
+  bool (*is_trailer_)(std::span<const Byte>) = nullptr;
+};
+
+}  // namespace tolvane

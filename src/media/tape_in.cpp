@@ -1,0 +1,350 @@
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <utility>
+
+#include "media/tape_io.h"
+#include "platform/console.h"
+#include "platform/interrupt.h"
+#include "platform/paths.h"
+#include "platform/trace.h"
+
+namespace tolvane {
+namespace {
+
+constexpr std::size_t kFileLabelWidth = 17;
+constexpr Byte kControlZ = 0x1A;
+
+// Ends the input for good.
+void GiveUp(TapeIo& tape) {
+  tape.damaged = true;
+  tape.end_of_file = true;
+  tape.block = {};
+}
+
+// Reports a read error once the stream has ended in one.
+void ReportReadError(TapeIo& tape) {
+  if (tape.stream.error() == 0 || tape.damaged) return;
+  PrintError("Reading '%s' after block %ld: %s\n", tape.device.c_str(), tape.blocks_read,
+             std::strerror(tape.stream.error()));
+  GiveUp(tape);
+}
+
+// Takes `length` bytes that the stream has shown as the block at hand.
+std::size_t TakeBlock(TapeIo& tape, std::span<const Byte> shown, std::size_t length) {
+  tape.block = shown.first(length);
+  tape.stream.Skip(length);
+  if (length > 0) ++tape.blocks_read;
+  return length;
+}
+
+// Drops the descriptor of the variable block at hand, which a tape gave whole.
+std::size_t DropDescriptor(TapeIo& tape) {
+  const std::size_t got = tape.block.size();
+  const int length = got < kDescriptorWidth ? 0 : LoadBig<std::int16_t>(tape.block.data());
+  if (length <= static_cast<int>(kDescriptorWidth) || static_cast<std::size_t>(length) > got) {
+    PrintError("Block %ld of '%s' has %zu bytes and an impossible length: %d.\n", tape.blocks_read,
+               tape.device.c_str(), got, length);
+    GiveUp(tape);
+    return 0;
+  }
+  if (static_cast<std::size_t>(length) < got && !tape.warned_of_tail) {
+    PrintWarning("Block %ld of '%s' has %zu bytes behind its %d; such tails are passed over.\n",
+                 tape.blocks_read, tape.device.c_str(), got - static_cast<std::size_t>(length),
+                 length);
+    tape.warned_of_tail = true;
+  }
+  tape.block_size = length;
+  tape.block =
+      tape.block.subspan(kDescriptorWidth, static_cast<std::size_t>(length) - kDescriptorWidth);
+  return tape.block.size();
+}
+
+// The next block of a tape; 0 at a tape mark, at the end, and after an error.
+std::size_t GetTapeBlock(TapeIo& tape) {
+  // A little more than a block is asked for, so that a longer one shows up.
+  constexpr std::size_t kMore = 8;
+  constexpr std::size_t kLeastCapacity = 32768;
+  const auto size = static_cast<std::size_t>(std::max(tape.block_size, 1));
+  const std::size_t most =
+      tape.variable_blocked || tape.is_text() ? std::max(size, kLeastCapacity) : size + kMore;
+  const Drive::Block read = std::exchange(tape.has_early_block, false)
+                                ? Drive::Block{.data = tape.early_block}
+                                : tape.drive->ReadBlock(most);
+  if (read.error != 0 || read.data.size() > most) {
+    const bool too_long = read.error == 0 || read.error == ENOMEM;
+    PrintError("Block %ld of '%s': %s\n", tape.blocks_read + 1, tape.device.c_str(),
+               too_long ? "it is longer than the block size" : std::strerror(read.error));
+    GiveUp(tape);
+    return 0;
+  }
+  tape.block = read.data;
+  if (!read.data.empty()) {
+    ++tape.blocks_read;
+    return tape.variable_blocked ? DropDescriptor(tape) : read.data.size();
+  }
+  ++tape.tape_marks;
+  TRACE_LINE("#tapein: tape mark %s tape\n", tape.fixed_blocked ? "fix" : "var");
+  if (tape.labelled && !tape.drive->Reopen()) {
+    PrintError("Stepping over a tape mark of '%s': %s\n", tape.device.c_str(),
+               std::strerror(errno));
+    GiveUp(tape);
+  }
+  return 0;
+}
+
+std::size_t GetFixedBlock(TapeIo& tape) {
+  const auto block_size = static_cast<std::size_t>(tape.block_size);
+  const auto record_size = static_cast<std::size_t>(tape.record_size);
+  // From a pipe records are taken as they come, not a block at a time.
+  const bool by_records = !tape.regular_file && block_size % record_size == 0;
+  const auto shown = tape.stream.Peek(by_records ? record_size : block_size);
+  std::size_t length = std::min(shown.size(), block_size);
+  if (by_records && length > record_size) length -= length % record_size;
+  return TakeBlock(tape, shown, length);
+}
+
+std::size_t GetVariableBlock(TapeIo& tape) {
+  const auto head = tape.stream.Peek(kDescriptorWidth);
+  if (head.empty()) return 0;
+  if (head.size() < kDescriptorWidth) {
+    PrintError("'%s' ends inside the descriptor of block %ld: %zu of %zu bytes.\n",
+               tape.device.c_str(), tape.blocks_read + 1, head.size(), kDescriptorWidth);
+    GiveUp(tape);
+    return 0;
+  }
+  const int length = LoadBig<std::int16_t>(head.data());
+  if (length <= static_cast<int>(kDescriptorWidth)) {
+    PrintError("Block %ld of '%s' has an impossible length: %d.\n", tape.blocks_read + 1,
+               tape.device.c_str(), length);
+    GiveUp(tape);
+    return 0;
+  }
+  tape.stream.Skip(kDescriptorWidth);
+  const auto wanted = static_cast<std::size_t>(length) - kDescriptorWidth;
+  const auto shown = tape.stream.Peek(wanted);
+  if (shown.size() < wanted) {
+    PrintWarning("Incomplete V.B. with size=%d at E-O-F\n", length);
+    PrintWarning("'%s' ends inside block %ld: %zu of %zu bytes.\n", tape.device.c_str(),
+                 tape.blocks_read + 1, shown.size(), wanted);
+    tape.damaged = true;
+  }
+  tape.block_size = length;
+  return TakeBlock(tape, shown, std::min(shown.size(), wanted));
+}
+
+// The line at the stream's front with its line feed, or its first `most` bytes.
+std::span<const Byte> PeekLine(InputStream& stream, std::size_t most) {
+  for (std::size_t seen = 0;;) {
+    const auto shown = stream.Peek(seen + 1);
+    const auto line = shown.first(std::min(shown.size(), most));
+    const auto feed = std::find(line.begin() + static_cast<std::ptrdiff_t>(std::min(seen, most)),
+                                line.end(), Byte{'\n'});
+    if (feed != line.end()) return line.first(static_cast<std::size_t>(feed - line.begin()) + 1);
+    if (line.size() == most || shown.size() <= seen) return line;
+    seen = shown.size();
+  }
+}
+
+// The same for a tape, whose blocks follow each other as text.
+std::span<const Byte> PeekTapeLine(TapeIo& tape, std::size_t most) {
+  for (std::size_t searched = 0;;) {
+    const auto begin = tape.text.begin() + static_cast<std::ptrdiff_t>(searched);
+    const auto feed = std::find(begin, tape.text.end(), Byte{'\n'});
+    const auto ended = static_cast<std::size_t>(feed - tape.text.begin());
+    if (feed != tape.text.end() && ended < most) return std::span(tape.text).first(ended + 1);
+    if (tape.text.size() >= most) return std::span(tape.text).first(most);
+    searched = tape.text.size();
+    while (GetTapeBlock(tape) == 0)
+      if (InterruptScope::Pending() != 0 || readEof(tape) == 0) return tape.text;
+    tape.text.insert(tape.text.end(), tape.block.begin(), tape.block.end());
+  }
+}
+
+// One line, without its end, padded with spaces to the record size. A line of more than a
+// record's bytes goes on in the next record.
+std::size_t GetLine(TapeIo& tape) {
+  const auto record_size = static_cast<std::size_t>(tape.record_size);
+  const std::size_t end_width = tape.msdos_text ? 2 : 1;
+  const std::size_t most = record_size + end_width;
+  const auto shown = tape.is_tape() ? PeekTapeLine(tape, most) : PeekLine(tape.stream, most);
+  if (shown.empty()) return 0;
+
+  std::size_t taken = shown.size();
+  std::span<const Byte> line = shown;
+  const bool ended = line.back() == '\n';
+  if (ended) line = line.first(line.size() - 1);
+  if (ended && tape.msdos_text && !line.empty() && line.back() == '\r')
+    line = line.first(line.size() - 1);
+  if (line.size() < 3 && !line.empty() && line.front() == kControlZ) return 0;
+  if (line.size() > record_size) {
+    line = line.first(record_size);
+    taken = record_size;
+    if (!tape.warned_of_split)
+      PrintWarning(
+          "Line %ld of '%s' is longer than the record size %d; it goes on in the next "
+          "record.\n",
+          tape.blocks_read + 1, tape.device.c_str(), tape.record_size);
+    tape.warned_of_split = true;
+  }
+  tape.assembled.assign(line.begin(), line.end());
+  tape.assembled.resize(record_size, ' ');
+  if (tape.is_tape()) {
+    tape.text.erase(tape.text.begin(), tape.text.begin() + static_cast<std::ptrdiff_t>(taken));
+  } else {
+    TakeBlock(tape, shown, taken);
+  }
+  tape.block = tape.assembled;
+  return record_size;
+}
+
+// The next block, on the next volume if this one is at its end; 0 when there is none.
+std::size_t NextBlock(TapeIo& tape) {
+  std::size_t length = getBlk(tape);
+  while (length == 0 && InterruptScope::Pending() == 0 && readEof(tape) != 0) length = getBlk(tape);
+  return length;
+}
+
+// What a block leaves when its size is no multiple of the record size is passed over, unless the
+// input ends there: then it is a record cut short.
+bool PassRest(TapeIo& tape) {
+  tape.rest.assign(tape.block.begin(), tape.block.end());
+  if (NextBlock(tape) == 0) {
+    tape.block = tape.rest;
+    return !tape.block.empty();
+  }
+  if (!tape.rest.empty() && !tape.warned_of_rest) {
+    PrintWarning(
+        "Block %ld of '%s' ends in %zu bytes that are no whole record of %d; such rests are "
+        "passed over.\n",
+        tape.blocks_read - 1, tape.device.c_str(), tape.rest.size(), tape.record_size);
+    tape.warned_of_rest = true;
+  }
+  return true;
+}
+
+TapeRecord GetFixedRecord(TapeIo& tape) {
+  const auto record_size = static_cast<std::size_t>(tape.record_size);
+  if (tape.block.size() < record_size && !PassRest(tape)) return {};
+  const std::size_t length = std::min(record_size, tape.block.size());
+  const TapeRecord record{tape.block.first(length), static_cast<std::int32_t>(length)};
+  if (length < record_size)
+    PrintWarning("'%s' ends inside record %ld: %zu of %zu bytes.\n", tape.device.c_str(),
+                 tape.records + 1, length, record_size);
+  tape.block = tape.is_text() ? std::span<const Byte>{} : tape.block.subspan(length);
+  return record;
+}
+
+// A record whose descriptor promises more than its block holds: what is missing comes from the
+// next block, and the length is the smaller of the record's and that block's.
+TapeRecord CompleteFromNextBlock(TapeIo& tape, std::size_t length) {
+  PrintWarning("Record %ld of '%s' runs past the end of block %ld.\n", tape.records + 1,
+               tape.device.c_str(), tape.blocks_read);
+  tape.assembled.assign(tape.block.begin() + kDescriptorWidth, tape.block.end());
+  const std::size_t had = tape.block.size();
+  const std::size_t next_block = NextBlock(tape);
+  if (next_block == 0) {
+    tape.damaged = true;
+    return {tape.assembled, static_cast<std::int32_t>(had)};
+  }
+  length = std::max(std::min(length, next_block), had);
+  const std::size_t missing = std::min(length - had, tape.block.size());
+  tape.assembled.insert(tape.assembled.end(), tape.block.begin(),
+                        tape.block.begin() + static_cast<std::ptrdiff_t>(missing));
+  tape.block = tape.block.subspan(missing);
+  return {tape.assembled, static_cast<std::int32_t>(length)};
+}
+
+TapeRecord GetVariableRecord(TapeIo& tape, std::int32_t capacity) {
+  if (tape.block.size() <= kDescriptorWidth && NextBlock(tape) == 0) return {};
+  const int length =
+      tape.block.size() < kDescriptorWidth ? 0 : LoadBig<std::int16_t>(tape.block.data());
+  if (length <= static_cast<int>(kDescriptorWidth)) {
+    PrintError("Record %ld of '%s' (block %ld) has an impossible length: %d.\n", tape.records + 1,
+               tape.device.c_str(), tape.blocks_read, length);
+    GiveUp(tape);
+    return {};
+  }
+  tape.record_size = length;
+  if (length - static_cast<int>(kDescriptorWidth) > capacity) {
+    PrintError("Variable Rec-Size=%d > Booksize=%d\n", length, capacity);
+    tape.damaged = true;
+    return {};
+  }
+  const auto size = static_cast<std::size_t>(length);
+  if (size > tape.block.size()) {
+    const TapeRecord record = CompleteFromNextBlock(tape, size);
+    tape.record_size = record.length;
+    return record;
+  }
+  const TapeRecord record{tape.block.subspan(kDescriptorWidth, size - kDescriptorWidth), length};
+  tape.block = tape.block.subspan(size);
+  return record;
+}
+
+}  // namespace
+
+std::unique_ptr<TapeIo> openTapeIn(const TapeInRequest& request) {
+  TRACE_FRAME();
+  auto tape = std::make_unique<TapeIo>();
+  OpenedDrive opened =
+      OpenDrive({.path = request.path, .use = DriveUse::kRead, .before_wait = request.before_wait});
+  if (opened.is_drive && opened.drive == nullptr) return nullptr;
+  tape->drive = std::move(opened.drive);
+  tape->names = opened.names;
+  tape->device = opened.names.rewind;
+  tape->fixed_blocked = request.fixed;
+  tape->variable_blocked = !request.fixed;
+  tape->record_size = request.record_size;
+  tape->block_size = request.block_size < 1 ? request.record_size : request.block_size;
+  tape->records_in_block = tape->block_size != tape->record_size;
+  tape->file_label = BaseName(tape->device).substr(0, kFileLabelWidth);
+  if (request.kind == InputKind::kUnixText || request.kind == InputKind::kMsdosText) {
+    tape->unix_text = request.kind == InputKind::kUnixText;
+    tape->msdos_text = !tape->unix_text;
+    tape->volume_serial = tape->unix_text ? "UNIX" : "MSDOS";
+    tape->block_size = request.record_size;
+    tape->fixed_blocked = true;
+    tape->variable_blocked = false;
+  }
+  tape->stream.before_wait = request.before_wait;
+  if (!tape->is_tape() && !tape->stream.Open(tape->device)) return nullptr;
+  tape->regular_file = tape->stream.is_regular();
+  errno = 0;
+  if (readHdr(*tape) == 0) return nullptr;
+  if (!tape->is_tape() && !tape->labelled && tape->stream.Peek(1).empty()) {
+    errno = tape->stream.error();
+    return nullptr;
+  }
+  return tape;
+}
+
+void closeTapeIn(TapeIo& tape) {
+  TRACE_FRAME();
+  if (tape.is_tape() && !tape.drive->Close())
+    PrintWarning("'%s' could not be rewound.\n", tape.device.c_str());
+  tape.drive.reset();
+}
+
+std::size_t getBlk(TapeIo& tape) {
+  tape.block = {};
+  if (tape.end_of_file) return 0;
+  const std::size_t length = tape.is_text()          ? GetLine(tape)
+                             : tape.is_tape()        ? GetTapeBlock(tape)
+                             : tape.variable_blocked ? GetVariableBlock(tape)
+                                                     : GetFixedBlock(tape);
+  if (length == 0) {
+    ReportReadError(tape);
+    tape.end_of_file = true;
+  }
+  return length;
+}
+
+TapeRecord getTapeIn(TapeIo& tape, std::int32_t capacity) {
+  const TapeRecord record =
+      tape.variable_blocked ? GetVariableRecord(tape, capacity) : GetFixedRecord(tape);
+  if (record.length > 0) ++tape.records;
+  return record;
+}
+
+}  // namespace tolvane

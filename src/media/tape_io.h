@@ -1,0 +1,115 @@
+// A backup volume being read: its descriptor and the operations that hand out blocks and records.
+//
+// This room delimits records and converts nothing inside them. Records are handed out as views
+// into the block at hand, valid until the next call. What ends a volume early is reported here,
+// once, with the volume's name and the place; `damaged` then tells the caller that input was left.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "datarep/byte_order.h"
+#include "media/drive.h"
+#include "media/input_stream.h"
+
+namespace tolvane {
+
+// Input kinds, as the pipeline chooses them.
+enum class InputKind : char {
+  kMsdosText = 'D',  // lines that end CR LF
+  kUnixText = 'U',   // lines that end LF
+  kTape = ' ',       // labels, fixed or variable blocks
+  kCopyg = 'G',      // 36-bit COPYG blocks
+  kElement = 'E',    // element file
+  kSdf = 'S',        // labels, fixed or variable blocks
+};
+
+// Each record of a variable block begins with a descriptor of this many bytes, which its length
+// includes; so does each block.
+inline constexpr std::size_t kDescriptorWidth = 4;
+
+struct TapeIo {
+  std::int32_t block_size = 0;   // bytes of a block (fixed), of the last block read (variable)
+  std::int32_t record_size = 0;  // bytes of a record (fixed), last descriptor's length (variable)
+  std::int32_t tape_marks = 0;   // tape marks met
+  std::int64_t blocks_read = 0;
+  std::int64_t records = 0;  // records handed out
+
+  bool fixed_blocked = false;
+  bool variable_blocked = false;
+  bool records_in_block = false;  // several records to a block
+  bool end_of_file = false;
+  bool msdos_text = false;
+  bool unix_text = false;
+  bool regular_file = false;
+  bool labelled = false;         // a VOL1 or HDR1 was found
+  bool damaged = false;          // the volume was not read to its end
+  bool has_early_block = false;  // the first data block stands in `early_block`
+  bool is_later_volume = false;
+  bool warned_of_tail = false;   // told that variable blocks are longer than they say
+  bool warned_of_rest = false;   // told that blocks end in part of a record
+  bool warned_of_split = false;  // told that lines are longer than a record
+
+  std::string device;              // the path
+  std::int32_t volume_number = 0;  // from HDR1; the one expected when volumes change
+  std::string volume_serial;       // from VOL1; "UNIX" or "MSDOS" for text
+  std::string file_label;          // from HDR1, else the path's base name
+
+  std::unique_ptr<Drive> drive;  // a tape; null for a file
+  DeviceNames names;
+  InputStream stream;             // a file
+  std::span<const Byte> block;    // what is left of the block at hand
+  std::vector<Byte> assembled;    // a line padded, or a record put together from two blocks
+  std::vector<Byte> rest;         // what a block left behind its last whole record
+  std::vector<Byte> early_block;  // a data block met where a label was looked for
+  std::vector<Byte> text;         // bytes of text blocks of a tape not yet made lines
+
+  [[nodiscard]] bool is_text() const { return msdos_text || unix_text; }
+  [[nodiscard]] bool is_tape() const { return drive != nullptr; }
+};
+
+// What to open, and how the caller takes its records.
+struct TapeInRequest {
+  std::string path{};  // empty: the device that the environment names
+  std::int32_t record_size = 0;
+  std::int32_t block_size = 0;
+  InputKind kind = InputKind::kTape;
+  bool fixed = true;
+  void (*before_wait)() = nullptr;  // called before a read that may block
+};
+
+// Opens an input and reads its labels: a tape device, tape images or a file. Null with errno set,
+// or with errno 0 when the input is empty.
+[[nodiscard]] std::unique_ptr<TapeIo> openTapeIn(const TapeInRequest& request);
+
+// Reads the labels at the front of a volume. 1 when the first data block comes next, 0 to give up.
+[[nodiscard]] int readHdr(TapeIo& tape);
+
+// Puts in volume `number`: the next of the list, or the one that somebody is asked to mount. False
+// to give up.
+[[nodiscard]] bool ChangeVolume(Drive& drive, const std::string& device, std::int32_t number);
+
+// Handles what stands behind a tape mark: 1 when reading goes on on a new volume.
+[[nodiscard]] int readEof(TapeIo& tape);
+
+// Rewinds a device and closes. The destructor closes without rewinding.
+void closeTapeIn(TapeIo& tape);
+
+// Makes the next block or line the block at hand and returns its length; 0 at the end.
+std::size_t getBlk(TapeIo& tape);
+
+// One record handed out. `length` is the length in the record's descriptor: for variable records
+// it counts the descriptor's own 4 bytes, which `data` does not hold. 0 at the end.
+struct TapeRecord {
+  std::span<const Byte> data;
+  std::int32_t length = 0;
+};
+
+// The next record of any kind. A variable record of more than `capacity` data bytes is refused.
+[[nodiscard]] TapeRecord getTapeIn(TapeIo& tape, std::int32_t capacity);
+
+}  // namespace tolvane

@@ -1,0 +1,75 @@
+// A backup being written: records packed into fixed or variable blocks or text lines, between
+// labels when it has a volume serial and a file label. On a tape each block is one write, and a
+// labelled backup goes on on the next volume when one is full. On a disk file labels are blocks
+// like any other and there are no tape marks.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "datarep/byte_order.h"
+#include "media/drive.h"
+#include "media/labels.h"
+#include "media/output_stream.h"
+#include "media/tape_io.h"
+
+namespace tolvane {
+
+struct TapeOutRequest {
+  std::string path{};
+  std::int32_t block_size = 0;  // below 1: the record size
+  std::int32_t record_size = 0;
+  std::string volume_serial{};
+  std::string file_label{};
+  InputKind kind = InputKind::kTape;
+  bool fixed = true;
+};
+
+struct TapeOut {
+  std::int32_t block_size = 0;
+  std::int32_t record_size = 0;
+  std::int32_t blocks_written = 0;  // on all volumes
+  std::int32_t blocks_on_volume = 0;
+  std::int32_t volume_number = 1;  // the one being written
+  bool fixed_blocked = false;
+  bool msdos_text = false;
+  bool unix_text = false;
+  bool labelled = false;
+  std::string device;
+  std::string volume_serial;
+  std::string file_label;
+
+  std::unique_ptr<Drive> drive;  // a tape; null for a file
+  OutputStream stream{"Block"};  // a file
+  std::vector<Byte> buffer;      // a tape's block being filled
+  std::int64_t lost = 0;         // blocks that a tape did not take
+  Byte* block = nullptr;   // the block being filled, in the buffer or the stream's room; or null
+  std::size_t filled = 0;  // its bytes, its descriptor included
+
+  [[nodiscard]] bool is_variable() const { return !fixed_blocked && !is_text(); }
+  [[nodiscard]] bool is_text() const { return msdos_text || unix_text; }
+  [[nodiscard]] bool is_tape() const { return drive != nullptr; }
+};
+
+// Creates the volume and writes its header labels. Null after a message with the reason.
+[[nodiscard]] std::unique_ptr<TapeOut> openTapeOut(const TapeOutRequest& request);
+
+// Adds one record of record_size bytes. False when a tape is full and no further volume came: the
+// record and those of its block are not on the backup then. A block that a file did not take is
+// reported and counted by the stream, and the run goes on.
+[[nodiscard]] bool putTapeOut(TapeOut& tape, const Byte* record);
+
+// Writes the last block, the trailer labels and tape marks, rewinds a device and closes. Returns
+// the number of blocks written; `lost` then counts those that could not be.
+std::int32_t closeTapeOut(TapeOut& tape);
+
+// Blocks that could not be written, as far as that is known.
+[[nodiscard]] std::int64_t LostBlocks(const TapeOut& tape);
+
+// Makes what was written so far visible to those who look.
+void FlushTapeOut(TapeOut& tape);
+
+}  // namespace tolvane

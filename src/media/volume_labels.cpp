@@ -1,0 +1,253 @@
+// Labels of a volume being read: those at its front, those behind the data, and the change to the
+// next volume.
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <optional>
+
+#include "media/labels.h"
+#include "media/tape_io.h"
+#include "platform/console.h"
+#include "platform/trace.h"
+#include "state/options.h"
+
+namespace tolvane {
+namespace {
+
+// A block of this size is read where a label may stand, so that a data block in its place is not
+// lost.
+constexpr std::size_t kLargestBlock = std::size_t{1} << 20;
+
+// Asks for a tape. False when the user quits or nobody can be asked.
+bool AskForTape(std::int32_t number) {
+  const std::string question =
+      "Please mount tape number " + std::to_string(number) + " and press <enter> OR 'Q' to Quit\n";
+  const std::string answer =
+      Ask({question.c_str(), "\nAuto answer assuming Quit.\n", "Q", "Q"}, opt.sw_automatic != 0);
+  return !Answers(answer, 'q');
+}
+
+// Takes over the sizes of an HDR2, unless they make no sense or are not those of the volumes
+// before.
+void TakeSizes(TapeIo& tape, const std::string& hdr2) {
+  const auto block = LabelNumber(hdr2, label::kBlockLength);
+  const auto record = LabelNumber(hdr2, label::kRecordLength);
+  const bool is_variable = LabelField(hdr2, label::kFormat) == "V";
+  if (!block || !record || *block < 1 || *record < 1 || (!is_variable && *record > *block)) {
+    PrintWarning("The HDR2 label of '%s' has no usable lengths (block '%s', record '%s').\n",
+                 tape.device.c_str(), LabelField(hdr2, label::kBlockLength).c_str(),
+                 LabelField(hdr2, label::kRecordLength).c_str());
+    return;
+  }
+  if (tape.is_later_volume) {
+    if (is_variable != tape.variable_blocked ||
+        (!is_variable && (*block != tape.block_size || *record != tape.record_size)))
+      PrintWarning(
+          "Volume %d of '%s' is labelled with other sizes than the first; they do not "
+          "count.\n",
+          tape.volume_number, tape.device.c_str());
+    return;
+  }
+  tape.block_size = *block;
+  tape.record_size = *record;
+  tape.variable_blocked = is_variable;
+  tape.fixed_blocked = !is_variable;
+  TRACE_LINE("#%sBLK Tape VSN: %s; LBL: %s; BLKSZ: %d RCSZ: %d\n",
+             tape.variable_blocked ? "VAR" : "FIX", tape.volume_serial.c_str(),
+             tape.file_label.c_str(), tape.block_size, tape.record_size);
+}
+
+void TakeVol1(TapeIo& tape, const std::string& vol1) {
+  tape.labelled = true;
+  tape.volume_serial = LabelField(vol1, label::kVolumeSerialRead);
+}
+
+// ---- disk files: labels are blocks like any other and there are no tape marks
+
+// The text of the label that comes next, when it is `name`; the label is then taken.
+std::optional<std::string> TakeLabel(TapeIo& tape, const char* name) {
+  const auto shown = tape.stream.Peek(kLabelSize);
+  auto text = ReadLabel(shown.first(std::min(shown.size(), kLabelSize)));
+  if (!text || !LabelIs(*text, name)) return std::nullopt;
+  tape.stream.Skip(kLabelSize);
+  return text;
+}
+
+bool AreTrailerLabels(std::span<const Byte> bytes) {
+  const auto first = ReadLabel(bytes.first(kLabelSize));
+  const auto second = ReadLabel(bytes.subspan(kLabelSize));
+  return first && second && LabelIs(*first, "EOF1") && LabelIs(*second, "EOF2");
+}
+
+// Looks no further than it must, because more of a pipe may be long in coming.
+bool BeginsWithLabel(TapeIo& tape) {
+  for (std::size_t count = 1; count <= label::kName.width; ++count) {
+    const auto shown = tape.stream.Peek(count);
+    if (shown.size() < count || !MayBeginVolume(shown.first(count), !tape.is_text())) return false;
+  }
+  return true;
+}
+
+// A file that has no labels is read from its first byte.
+void ReadFileLabels(TapeIo& tape) {
+  if (!BeginsWithLabel(tape)) {
+    TRACE_LINE("#readHdr: did not find VOL or HDR\n");
+    return;
+  }
+  if (const auto vol1 = TakeLabel(tape, "VOL1")) TakeVol1(tape, *vol1);
+  if (const auto hdr1 = TakeLabel(tape, "HDR1")) {
+    tape.labelled = true;
+    tape.file_label = LabelField(*hdr1, label::kFileLabelRead);
+    tape.volume_number = LabelNumber(*hdr1, label::kSequence).value_or(0);
+    if (const auto hdr2 = TakeLabel(tape, "HDR2"); hdr2 && !tape.is_text()) TakeSizes(tape, *hdr2);
+  }
+  if (tape.labelled) tape.stream.WithholdTrailer(2 * kLabelSize, AreTrailerLabels);
+}
+
+// ---- tapes
+
+enum class Header { kReady, kWrongVolume, kGiveUp };
+
+// What stands where a label may be.
+struct Found {
+  std::optional<std::string> label;
+  bool mark = false;  // or the end
+  bool failed = false;
+};
+
+// Reads it. A block that is no label is the first data block.
+Found ReadTapeLabel(TapeIo& tape) {
+  const Drive::Block block = tape.drive->ReadBlock(kLargestBlock);
+  Found found;
+  if (block.error != 0) {
+    PrintError("Reading the labels of '%s': %s\n", tape.device.c_str(), std::strerror(block.error));
+    tape.damaged = true;
+    found.failed = true;
+  } else if (block.data.empty()) {
+    found.mark = true;
+    ++tape.tape_marks;
+  } else {
+    found.label = ReadLabel(block.data);
+    if (!found.label) tape.early_block.assign(block.data.begin(), block.data.end());
+    tape.has_early_block = !found.label;
+  }
+  return found;
+}
+
+// False when the HDR1 is not that of the volume expected.
+bool TakeHdr1(TapeIo& tape, const std::string& hdr1) {
+  tape.labelled = true;
+  tape.file_label = LabelField(hdr1, label::kFileLabelRead);
+  const std::int32_t mounted = LabelNumber(hdr1, label::kSequence).value_or(0);
+  if (tape.volume_number >= 1 && mounted != tape.volume_number) {
+    PrintOutput("You have mounted tape number %d. Expecting tape number %d.\n", mounted,
+                tape.volume_number);
+    return false;
+  }
+  tape.volume_number = mounted;
+  return true;
+}
+
+// What a tape is whose labels end before the HDR1: wrong when a certain volume is expected.
+Header WithoutHdr1(TapeIo& tape, const Found& found) {
+  TRACE_LINE("#readHdr: did not find VOL or HDR\n");
+  if (found.failed) return Header::kGiveUp;
+  if (!tape.is_later_volume) return Header::kReady;
+  PrintOutput("You have mounted a tape without labels. Expecting tape number %d.\n",
+              tape.volume_number);
+  return Header::kWrongVolume;
+}
+
+// Reads on to the tape mark behind the header labels and steps over it. Further labels are passed
+// over; a data block where the mark should be is the first one.
+Header PassHeaderMark(TapeIo& tape, Found found) {
+  while (found.label) found = ReadTapeLabel(tape);
+  if (found.failed) return Header::kGiveUp;
+  if (found.mark) return tape.drive->Reopen() ? Header::kReady : Header::kGiveUp;
+  PrintWarning("There is no tape mark behind the labels of '%s'.\n", tape.device.c_str());
+  return Header::kReady;
+}
+
+Header ReadTapeHeader(TapeIo& tape) {
+  tape.has_early_block = false;
+  Found found = ReadTapeLabel(tape);
+  if (found.mark) {
+    TRACE_LINE("#No tape header\n");
+    return WithoutHdr1(tape, found);
+  }
+  if (found.label && LabelIs(*found.label, "VOL1")) {
+    TakeVol1(tape, *found.label);
+    found = ReadTapeLabel(tape);
+  }
+  if (!found.label || !LabelIs(*found.label, "HDR1")) return WithoutHdr1(tape, found);
+  if (!TakeHdr1(tape, *found.label)) return Header::kWrongVolume;
+  found = ReadTapeLabel(tape);
+  if (found.label && LabelIs(*found.label, "HDR2") && !tape.is_text())
+    TakeSizes(tape, *found.label);
+  return PassHeaderMark(tape, found);
+}
+
+int ReadTapeLabels(TapeIo& tape) {
+  for (;;) {
+    const Header header = ReadTapeHeader(tape);
+    if (header != Header::kWrongVolume) return header == Header::kReady ? 1 : 0;
+    if (!ChangeVolume(*tape.drive, tape.device, tape.volume_number)) return 0;
+  }
+}
+
+// The next volume. 1 when its data comes next.
+int processNextVol(TapeIo& tape) {
+  TRACE_FRAME();
+  if (!tape.names.no_rewind.empty()) {
+    PrintOutput("Attempting to rewind tape...   \n");
+    (void)tape.drive->Rewind();  // whoever changes the tape sees to it
+  }
+  PrintOutput("\nReached End of Volume on tape number %d \n", tape.volume_number);
+  ++tape.volume_number;
+  tape.is_later_volume = true;
+  if (!ChangeVolume(*tape.drive, tape.device, tape.volume_number) || ReadTapeLabels(tape) == 0) {
+    tape.damaged = true;
+    return 0;
+  }
+  tape.end_of_file = false;
+  tape.block = {};
+  return 1;
+}
+
+}  // namespace
+
+bool ChangeVolume(Drive& drive, const std::string& device, std::int32_t number) {
+  if (drive.LoadNextVolume()) return true;
+  while (AskForTape(number)) {
+    if (drive.TakeMounted()) return true;
+    PrintError("Opening '%s': %s\n", device.c_str(), std::strerror(errno));
+  }
+  return false;
+}
+
+int readHdr(TapeIo& tape) {
+  TRACE_FRAME();
+  if (tape.is_tape()) return ReadTapeLabels(tape);
+  ReadFileLabels(tape);
+  return 1;
+}
+
+int readEof(TapeIo& tape) {
+  TRACE_FRAME();
+  if (!tape.is_tape() || !tape.labelled || tape.damaged) return 0;
+  const Found first = ReadTapeLabel(tape);
+  const bool ends_file = first.label && LabelIs(*first.label, "EOF1");
+  const bool ends_volume = first.label && LabelIs(*first.label, "EOV1");
+  if (!ends_file && !ends_volume) {
+    PrintWarning("'%s' ends without trailer labels.\n", tape.device.c_str());
+    tape.damaged = true;
+    return 0;
+  }
+  const Found second = ReadTapeLabel(tape);
+  if (ends_volume || (second.label && LabelIs(*second.label, "EOV2"))) return processNextVol(tape);
+  if (second.label) (void)tape.drive->ReadBlock(kLargestBlock);  // the closing tape mark
+  return 0;
+}
+
+}  // namespace tolvane

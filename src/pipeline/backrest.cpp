@@ -1,0 +1,80 @@
+#include "pipeline/backrest.h"
+
+#include <new>
+
+#include "convert/conditions.h"
+#include "media/tape_io.h"
+#include "pipeline/backup.h"
+#include "pipeline/restore.h"
+#include "platform/console.h"
+#include "platform/trace.h"
+#include "state/options.h"
+#include "state/run.h"
+
+namespace tolvane {
+namespace {
+
+struct Job {
+  InputKind kind;
+  Conversion conversion;
+};
+
+// The form of the backup decides kind and conversion; the first form that is set counts.
+Job DecideJob() {
+  const Conversion base = opt.sw_ebcdic != 0  ? Conversion::kToEbcdic
+                          : opt.sw_ascii != 0 ? Conversion::kToAscii
+                                              : Conversion::kNone;
+  const Conversion of_os3 = opt.sw_restore != 0  ? Conversion::kToAscii
+                            : opt.sw_backup != 0 ? Conversion::kToEbcdic
+                                                 : base;
+  const struct {
+    bool chosen;
+    Job job;
+  } forms[] = {
+      {opt.sw_msdos != 0, {InputKind::kMsdosText, base}},
+      {opt.sw_unix != 0, {InputKind::kUnixText, base}},
+      {opt.sw_os3 != 0, {InputKind::kTape, of_os3}},
+      {lasting.bCopyGFlag != 0, {InputKind::kCopyg, Conversion::kToEbcdic}},
+      {opt.sw_eltfile != 0, {InputKind::kElement, Conversion::kToEbcdic}},
+      {opt.sw_sdf != 0, {InputKind::kSdf, Conversion::kToEbcdic}},
+  };
+  for (const auto& form : forms)
+    if (form.chosen) return form.job;
+  return {InputKind::kTape, base};
+}
+
+}  // namespace
+
+int PrepareBackupRestoreOper() {
+  TRACE_FRAME();
+  const Job job = DecideJob();
+  if (job.conversion == Conversion::kToAscii)
+    for (MaskItem& item : mask_list)
+      if (item.is_condition()) ConvertIdIsConditionToEbcdic(item);
+  if (opt.sw_backup == 0 && opt.sw_restore == 0 && opt.sw_analyze == 0) return 1;
+  if (job.kind == InputKind::kCopyg || job.kind == InputKind::kElement ||
+      job.kind == InputKind::kSdf) {
+    PrintError("Backups of 36-bit data are not available yet.\n");
+    return 0;
+  }
+  try {
+    if (opt.sw_backup != 0 && opt.sw_relative == 0 && opt.sw_sequential == 0) {
+      PrintError("Indexed files can not be backed up yet.\n");
+      return 0;
+    }
+    if (opt.sw_backup != 0) return BackUp({job.kind, job.conversion});
+    if (PrepareRestoreOper({.block_size = opt.gblBlkSize,
+                            .record_size = opt.gblRecSize,
+                            .kind = job.kind,
+                            .conversion = job.conversion,
+                            .stop_count = opt.nEndRec}) != 0)
+      return 1;
+  } catch (const std::bad_alloc& error) {
+    PrintError("Memory allocation error: %s\n", error.what());
+    return 0;
+  }
+  PrintOutput("PrepareRestoreOper NOT successful\n");
+  return 0;
+}
+
+}  // namespace tolvane

@@ -1,0 +1,172 @@
+#include "pipeline/backup.h"
+
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "convert/convert.h"
+#include "media/tape_out.h"
+#include "pipeline/output_in_use.h"
+#include "pipeline/platform_file.h"
+#include "pipeline/progress.h"
+#include "platform/clock.h"
+#include "platform/console.h"
+#include "platform/interrupt.h"
+#include "platform/trace.h"
+#include "state/options.h"
+#include "state/run.h"
+
+namespace tolvane {
+namespace {
+
+class Backup {
+ public:
+  explicit Backup(const BackupRequest& request) : request_(request) {}
+
+  int Run();
+
+ private:
+  int AskRecordSize();
+  int OpenVolume();
+  void PrintBanner() const;
+  int SkipRecords();
+  int TransferRecords();
+  int TransferRecord(std::span<const Byte> record);
+  void PrintTotals() const;
+  void Finish();
+
+  BackupRequest request_;
+  std::unique_ptr<PlatformFile> file_;
+  std::unique_ptr<TapeOut> tape_;
+  std::optional<OutputInUse> open_;
+  std::optional<RecordConverter> converter_;
+  std::vector<Byte> OutRecord_;
+  bool told_of_loss_ = false;
+};
+
+int Backup::Run() {
+  TRACE_FRAME();
+  if (AskRecordSize() == 0) return 0;
+  file_ = OpenFlatFile(opt.gblRecSize, opt.sw_relative != 0, OutputInUse::Flush);
+  if (file_ == nullptr || OpenVolume() == 0) return 0;
+  PrintBanner();
+  run = {};
+  if (request_.conversion == Conversion::kToEbcdic) {
+    run.sw_a2e = true;
+    converter_.emplace(mask_list, true);
+    OutRecord_.resize(static_cast<std::size_t>(opt.gblRecSize) + converter_->growth());
+  }
+  int result = 1;
+  {
+    const InterruptScope interruptible;
+    if (SkipRecords() != 0) result = TransferRecords();
+  }
+  if (file_->Failed()) result = 0;
+  Finish();
+  DieOfPendingSignal();
+  return result;
+}
+
+int Backup::AskRecordSize() {
+  if (opt.gblRecSize >= 1) return 1;
+  PrintOutput("Our record size is %d\n", opt.gblRecSize);
+  PrintOutput("Please enter the actual record size\n?>");
+  if (opt.sw_automatic != 0) {
+    PrintOutput("Bad record Size. Terminating.\n");
+    return 0;
+  }
+  opt.gblRecSize = GetNumberFromStdin();
+  return opt.gblRecSize >= 1 ? 1 : 0;
+}
+
+int Backup::OpenVolume() {
+  if (ShareFile(opt.infile, opt.outfile)) {
+    PrintError("Input and output are the same file: '%s'\n", opt.infile.c_str());
+    return 0;
+  }
+  tape_ = openTapeOut({.path = opt.outfile,
+                       .block_size = opt.gblBlkSize,
+                       .record_size = opt.gblRecSize,
+                       .volume_serial = opt.vol,
+                       .file_label = opt.lbl,
+                       .kind = request_.kind,
+                       .fixed = opt.sw_fixedBR != 0});
+  if (tape_ == nullptr) {
+    PrintError("Opening output: %s\n", opt.outfile.c_str());
+    return 0;
+  }
+  if (opt.outfile.empty()) opt.outfile = tape_->device;
+  open_.emplace([this] { FlushTapeOut(*tape_); });
+  return 1;
+}
+
+void Backup::PrintBanner() const {
+  PrintOutput("Transferring %s to %s%s\n", opt.infile.c_str(), tape_->device.c_str(),
+              opt.sw_sequential != 0 ? "" : ".");
+  if (!tape_->is_text())
+    PrintOutput("==== block size: %d  input record size: %d ====\n", tape_->block_size,
+                tape_->record_size);
+}
+
+// 0 when the file ends before the first record to back up.
+int Backup::SkipRecords() {
+  for (std::int64_t skipped = 0; skipped < opt.nBegRec; ++skipped)
+    if (!file_->Next() || InterruptScope::Pending() != 0) return 0;
+  return 1;
+}
+
+int Backup::TransferRecords() {
+  while (const auto record = file_->Next()) {
+    ++run.nCurrInputRec;
+    if (TransferRecord(*record) == 0) return 0;
+    ++run.nCurrOutputRec;
+    if (opt.sw_quiet == 0 && run.nCurrOutputRec % kProgressStep == 0)
+      PrintOutput("Records backed up so far:%ld\r", run.nCurrOutputRec);
+    if (run.nCurrOutputRec >= opt.nEndRec || InterruptScope::Pending() != 0) break;
+  }
+  return 1;
+}
+
+int Backup::TransferRecord(std::span<const Byte> record) {
+  const Byte* out = record.data();
+  if (converter_) {
+    if (converter_->ConvertBinChars(record, OutRecord_.data()) == 0) return 0;
+    out = OutRecord_.data();
+  }
+  const bool taken = putTapeOut(*tape_, out);
+  if (!told_of_loss_ && LostBlocks(*tape_) > 0) {
+    told_of_loss_ = true;
+    PrintError("Writing to output file: %s\n", tape_->device.c_str());
+  }
+  return taken ? 1 : 0;
+}
+
+void Backup::PrintTotals() const {
+  const char* const gap = opt.sw_sequential != 0 ? " " : "";
+  PrintOutput("\n%s", kRule);
+  PrintOutput("TOTAL records read from input file  : %s%ld\n", gap, run.nCurrInputRec);
+  PrintOutput("TOTAL records written to backup file: %s%ld\n", gap, run.nCurrOutputRec);
+  if (opt.sw_relative != 0)
+    PrintOutput("TOTAL deleted records               : %ld\n", file_->deleted());
+  PrintInterruption();
+  PrintOutput("%s", kRule);
+}
+
+void Backup::Finish() {
+  PrintTotals();
+  run.nCurrOutputRec = closeTapeOut(*tape_);
+  if (tape_->lost > 0) {
+    if (!told_of_loss_) PrintError("Writing to output file: %s\n", tape_->device.c_str());
+    PrintOutput("TOTAL blocks that could not be written: %ld\n", tape_->lost);
+  }
+}
+
+}  // namespace
+
+int BackUp(const BackupRequest& request) {
+  if (Backup(request).Run() != 0) return 1;
+  PrintOutput("Backup NOT successful\n");
+  return 0;
+}
+
+}  // namespace tolvane

@@ -1,0 +1,352 @@
+#include "pipeline/restore.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <memory>
+#include <optional>
+
+#include "convert/convert.h"
+#include "files/fileio.h"
+#include "media/output_stream.h"
+#include "pipeline/output_in_use.h"
+#include "pipeline/progress.h"
+#include "pipeline/record_format.h"
+#include "platform/clock.h"
+#include "platform/console.h"
+#include "platform/interrupt.h"
+#include "platform/trace.h"
+#include "reports/side_reports.h"
+#include "state/options.h"
+#include "state/run.h"
+
+namespace tolvane {
+namespace {
+
+constexpr std::int64_t kLargestBlock = 32768;  // block sizes stay below
+constexpr int kDefaultBlocking = 10;
+
+// As many records to a block, at most ten, as keep it below the largest block; 0 when none does.
+std::int32_t DefaultBlockSize(std::int64_t record_size) {
+  for (int records = kDefaultBlocking; records > 0; --records)
+    if (records * record_size < kLargestBlock)
+      return static_cast<std::int32_t>(records * record_size);
+  return 0;
+}
+
+class Restore {
+ public:
+  explicit Restore(const RestoreRequest& request) : request_(request) {}
+  ~Restore();
+  Restore(const Restore&) = delete;
+  Restore& operator=(const Restore&) = delete;
+
+  int PrepareRestoreOper();
+
+ private:
+  int OpenInput();
+  int SettleRecordSize();
+  int ConfirmRecordSize();
+  int CheckMaskFits() const;
+  int CheckInputIsSafe() const;
+  int OpenOutput();
+  void PrintBanner() const;
+  int PrepareRecords();
+  int SkipRecords();
+  void RestoreRecords();
+  int RestoreRecord(const TapeRecord& record);
+  std::int64_t ConvertRecord(std::span<const Byte> record, Byte* out);
+  [[nodiscard]] std::size_t OutputSize(const TapeRecord& record) const;
+  void ShowProgress() const;
+  void PrintTotals() const;
+  int Finish();
+
+  RestoreRequest request_;
+  std::unique_ptr<TapeIo> tape_;
+  OutputStream output_{"Record"};
+  std::optional<OutputInUse> open_;
+  std::optional<RecordConverter> converter_;
+};
+
+Restore::~Restore() { pTapeIo = nullptr; }
+
+int Restore::PrepareRestoreOper() {
+  TRACE_FRAME();
+  if (request_.block_size < 1) request_.block_size = DefaultBlockSize(request_.record_size);
+  if (OpenInput() == 0 || SettleRecordSize() == 0) return 0;
+  if (CheckMaskFits() == 0) return 0;
+  if (opt.sw_restore != 0 && (VerifyZorFileName(opt.outfile) == 0 || CheckInputIsSafe() == 0))
+    return 0;
+  if (opt.sw_create != 0 && opt.sw_restore != 0 && CreateOutFile() == 0) {
+    PrintOutput("Failed creating output file\n");
+    return 0;
+  }
+  if (opt.sw_restore != 0 && OpenOutput() == 0) return 0;
+  PrintBanner();
+  run = Run{};
+  if (PrepareRecords() == 0) {
+    PrintOutput("Restore operation failed\n");
+    return 0;
+  }
+  {
+    const InterruptScope interruptible;
+    if (SkipRecords() != 0) RestoreRecords();
+  }
+  const int result = Finish();
+  DieOfPendingSignal();
+  return result;
+}
+
+int Restore::OpenInput() {
+  tape_ = openTapeIn({.path = opt.infile,
+                      .record_size = request_.record_size,
+                      .block_size = request_.block_size,
+                      .kind = request_.kind,
+                      .fixed = opt.sw_fixedBR != 0,
+                      .before_wait = OutputInUse::Flush});
+  if (tape_ != nullptr) {
+    if (opt.sw_fixedBR != 0 && tape_->variable_blocked) {
+      PrintWarning(
+          "'%s' is labelled as variable blocks but read as fixed ones; RECORD SIZE IS V "
+          "reads it as it is.\n",
+          tape_->device.c_str());
+      tape_->fixed_blocked = true;
+      tape_->variable_blocked = false;
+    }
+    if (opt.infile.empty()) opt.infile = tape_->device;
+    pTapeIo = tape_.get();
+    return 1;
+  }
+  if (errno != 0) {
+    PrintError("Opening Input File '%s': %s\n", opt.infile.c_str(), std::strerror(errno));
+  } else {
+    if (opt.sw_create != 0 && opt.sw_restore != 0) (void)CreateOutFile();  // it has reported
+    PrintOutput("Input File: '%s' appears to be empty.\n", opt.infile.c_str());
+  }
+  return 0;
+}
+
+// The volume's record size wins over the one supplied, when the user agrees.
+int Restore::ConfirmRecordSize() {
+  if (tape_->variable_blocked || opt.gblRecSize < 1 || tape_->record_size == opt.gblRecSize)
+    return 1;
+  PrintOutput("Supplied input record size: %d is different from tape record size: %d.\n",
+              opt.gblRecSize, tape_->record_size);
+  PrintOutput("If you continue; the input record size will be %d.\n", tape_->record_size);
+  const std::string answer = Ask({"Do you wish to continue (Y/N) ?>",
+                                  "\nAuto answer assuming Yes. Processing continues.\n", "Y", "N"},
+                                 opt.sw_automatic != 0);
+  return Answers(answer, 'n') ? 0 : 1;
+}
+
+int Restore::SettleRecordSize() {
+  if (ConfirmRecordSize() == 0) return 0;
+  if (tape_->record_size < 1) {
+    PrintOutput("Our record size is %d\n", tape_->record_size);
+    PrintOutput("Please enter the actual record size\n?>");
+    if (opt.sw_automatic != 0) {
+      PrintOutput("Bad record Size. Terminating.\n");
+      return 0;
+    }
+    do {
+      tape_->record_size = GetNumberFromStdin();
+    } while (tape_->record_size == 0);
+    if (tape_->record_size < 0) return 0;
+  }
+  if (tape_->block_size < 1) tape_->block_size = tape_->record_size;
+  request_.record_size = tape_->record_size;
+  opt.gblRecSize = tape_->record_size;
+  return 1;
+}
+
+// Fields given as options must lie inside the records of a file of fixed records.
+int Restore::CheckMaskFits() const {
+  if (tape_->variable_blocked || opt.bCopyBookFlag != 0) return 1;
+  for (const MaskItem& item : mask_list) {
+    const std::int64_t end = item.is_condition() ? item.condition_end : item.end();
+    if (end <= request_.record_size) continue;
+    PrintError("Option -%c%d:%d:%d lies beyond the %d bytes of the records of '%s'\n", item.type,
+               item.location, static_cast<int>(item.length), item.occurs, request_.record_size,
+               opt.infile.c_str());
+    return 0;
+  }
+  return 1;
+}
+
+// Neither the output nor a report beside it may be the input.
+int Restore::CheckInputIsSafe() const {
+  for (const char* suffix : {"", ".dups", ".rpt", ".bad"}) {
+    const std::string name = opt.outfile + suffix;
+    if (!ShareFile(opt.infile, name)) continue;
+    PrintError("Input and output are the same file: '%s'\n", name.c_str());
+    return 0;
+  }
+  return 1;
+}
+
+int Restore::OpenOutput() {
+  if (opt.sw_sequential == 0 && opt.sw_relative == 0) {
+    PrintError("Indexed files can not be restored yet.\n");
+    return 0;
+  }
+  if (!output_.Open(opt.outfile)) {
+    processError(errno, opt.outfile);
+    return 0;
+  }
+  open_.emplace([this] { output_.Flush(); });
+  return 1;
+}
+
+void Restore::PrintBanner() const {
+  PrintOutput("Restoring %s from %s.\n", opt.outfile.c_str(), opt.infile.c_str());
+  if (!tape_->is_text()) {
+    const bool expands = opt.sw_explode != 0 || opt.expandDateFlag != 0;
+    PrintOutput(expands ? "==== block size: %d  expanded record size: %d ====\n"
+                        : "==== block size: %d  input record size: %d ====\n",
+                tape_->block_size, expands ? sizes.gblExpRecSize : tape_->record_size);
+    if (opt.sw_fixedBR == 0)
+      PrintOutput("==== Processing \"variable length\" file - block and record may vary ====\n");
+  }
+  PrintOutput("\nStart Time     : %s\n", GetDateString().c_str());
+}
+
+// Settles the capacity, writes the header of a variable sequential file, compiles the conversion.
+int Restore::PrepareRecords() {
+  if (sizes.gblCpySize < 1) sizes.gblCpySize = request_.record_size;
+  if (tape_->variable_blocked && opt.sw_sequential != 0 && output_.is_open()) {
+    const auto header =
+        VariableFileHeader(sizes.gblCpySize, std::max(sizes.gblCpySize, sizes.gblExpRecSize));
+    if (!output_.WriteHeader(header.data(), header.size())) {
+      processError(errno, opt.outfile);
+      return 0;
+    }
+  }
+  run.sw_a2e = request_.conversion == Conversion::kToEbcdic || opt.sw_interchange != 0;
+  if (request_.conversion != Conversion::kNone || opt.sw_interchange != 0)
+    converter_.emplace(mask_list, run.sw_a2e);
+  return 1;
+}
+
+// 0 when the input ends before the first record to process.
+int Restore::SkipRecords() {
+  tape_->records = 0;
+  while (tape_->records < opt.nBegRec)
+    if (getTapeIn(*tape_, sizes.gblCpySize).length == 0 || InterruptScope::Pending() != 0) return 0;
+  return 1;
+}
+
+void Restore::RestoreRecords() {
+  for (;;) {
+    const TapeRecord record = getTapeIn(*tape_, sizes.gblCpySize);
+    if (record.length == 0 || InterruptScope::Pending() != 0) return;
+    if (record.length != tape_->record_size)
+      PrintOutput("Input file size not multiple of Copy Book size: %d\n", sizes.gblCpySize);
+    ++run.nCurrInputRec;
+    if (RestoreRecord(record) == 0) return;
+  }
+}
+
+// 1 to go on, 0 when the stop count is reached or the record could not be converted.
+int Restore::RestoreRecord(const TapeRecord& record) {
+  const std::size_t size = OutputSize(record);
+  const VariablePrefix prefix = tape_->variable_blocked && opt.sw_sequential != 0
+                                    ? PrefixOfVariableRecord(record.length)
+                                    : VariablePrefix{};
+  // Behind the record: a plain copy's two zero bytes, a relative record's marker, or padding.
+  constexpr std::size_t kBehind = 4;
+  const std::size_t growth = converter_ ? converter_->growth() : 0;
+  const std::size_t room = std::max(size, record.data.size() + growth) + kBehind;
+  Byte* const place = output_.Room(prefix.width + room);
+  std::copy_n(prefix.bytes.begin(), prefix.width, place);
+  Byte* const out = place + prefix.width;
+
+  const std::int64_t converted = ConvertRecord(record.data, out);
+  if (converted < 0) return 0;
+  if (static_cast<std::size_t>(converted) < size) std::fill(out + converted, out + size, Byte{' '});
+
+  if (opt.sw_restore != 0) {
+    std::size_t length = prefix.width + size;
+    if (opt.sw_relative != 0) place[length++] = kRelativeMarker;
+    for (; prefix.width != 0 && length % kVariableAlignment != 0; ++length) place[length] = ' ';
+    output_.Commit(length);
+  }
+  ++run.nCurrOutputRec;
+  if (opt.sw_quiet == 0 && run.nCurrOutputRec % kProgressStep == 0) ShowProgress();
+  return run.nCurrOutputRec >= request_.stop_count ? 0 : 1;
+}
+
+// Returns how many bytes of `out` are filled, or -1 when the conversion stopped.
+std::int64_t Restore::ConvertRecord(std::span<const Byte> record, Byte* out) {
+  if (converter_)
+    return converter_->ConvertBinChars(record, out) == 0
+               ? -1
+               : static_cast<std::int64_t>(record.size() + converter_->growth());
+  if (opt.sw_ascii_sign != 0) {
+    ConvertAsciiSigns(record, out);
+    return static_cast<std::int64_t>(record.size());
+  }
+  const auto size = std::min(static_cast<std::size_t>(sizes.gblCpySize), record.size());
+  std::copy_n(record.begin(), size, out);
+  if (record.size() < static_cast<std::size_t>(tape_->record_size))
+    return static_cast<std::int64_t>(size);
+  // Deliberate: a plain copy brings two bytes more than the record, which are zero.
+  out[size] = out[size + 1] = 0;
+  return static_cast<std::int64_t>(size + 2);
+}
+
+// Bytes of the record as it is written, without prefix, marker and padding.
+std::size_t Restore::OutputSize(const TapeRecord& record) const {
+  return tape_->variable_blocked ? record.data.size() : static_cast<std::size_t>(sizes.gblCpySize);
+}
+
+void Restore::ShowProgress() const {
+  const char* const what = opt.sw_restore != 0    ? "restored"
+                           : lasting.ageFlag != 0 ? "aged    "
+                           : opt.sw_analyze != 0  ? "analyzed"
+                                                  : nullptr;
+  if (what == nullptr) {
+    PrintOutput("Unknown operation age/restore/analyse\r");
+  } else {
+    PrintOutput("Records %s : %ld\r", what, run.nCurrOutputRec);
+  }
+}
+
+void Restore::PrintTotals() const {
+  PrintOutput("\n%s", kRule);
+  PrintOutput("TOTAL records read from input file     : %ld\n", run.nCurrInputRec);
+  if (opt.sw_analyze != 0) {
+    PrintOutput(opt.sw_backup != 0 ? "TOTAL records backed up to output file : %ld\n"
+                                   : "TOTAL records analysed                 : %ld\n",
+                run.nCurrOutputRec);
+  } else {
+    PrintOutput(lasting.ageFlag != 0 ? "TOTAL records aged to output file      : %ld\n"
+                                     : "TOTAL records written to output file   : %ld\n",
+                run.nCurrOutputRec);
+  }
+  if (output_.lost() > 0)
+    PrintOutput("TOTAL records that could not be written: %ld\n", output_.lost());
+  PrintInterruption();
+  PrintOutput("%s", kRule);
+}
+
+int Restore::Finish() {
+  OutputInUse::Flush();
+  if (tape_->is_tape()) PrintOutput("\nRewinding tape, please wait.\n");
+  if (tape_->damaged)
+    PrintWarning("Input file '%s' was not read to its end; see the message above.\n",
+                 opt.infile.c_str());
+  PrintTotals();
+  FlushReports();
+  closeTapeIn(*tape_);
+  if (!output_.Close()) processError(errno, opt.outfile);
+  PrintOutput("End Time       :     %s\n", GetDateString().c_str());
+  return 1;
+}
+
+}  // namespace
+
+int PrepareRestoreOper(const RestoreRequest& request) {
+  return Restore(request).PrepareRestoreOper();
+}
+
+}  // namespace tolvane

@@ -1,0 +1,34 @@
+// The files that a restore may write beside its output: rejected duplicates (".dups"), binary data
+// met in text (".rpt") and records that match no condition (".bad"). Each is opened when the first
+// entry comes and stays open for the rest of the run. None of these operations fails the run: a
+// file that cannot be opened is reported and the entry dropped.
+//
+// Reads the option set (output name, keys) and the run's counters. Records are numbered from 1,
+// as nCurrOutputRec + 1.
+#pragma once
+
+#include <cstddef>
+#include <span>
+#include <string>
+
+#include "datarep/byte_order.h"
+
+namespace tolvane {
+
+// Files a rejected duplicate: the record's first gblRecSize bytes, blank-filled when it is
+// shorter, and a line feed. Shows its prime key.
+void FileDuplicate(std::span<const Byte> record);
+
+// One entry for the byte at `offset` of the record, which is no text.
+void WriteErrorMessageOnBinaryData(std::span<const Byte> record, std::size_t offset);
+
+// One entry for a record that matched no condition.
+void writeBadMsg(std::span<const Byte> record);
+
+// Writes out what the reports hold back.
+void FlushReports();
+
+// Prints the message for a system error number met while opening or writing `name`.
+void processError(int error, const std::string& name);
+
+}  // namespace tolvane

@@ -1,0 +1,97 @@
+#include "media/output_stream.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "support/faults.h"
+#include "support/temp_dir.h"
+
+namespace tolvane {
+namespace {
+
+class OutputStreamTest : public ::testing::Test {
+ protected:
+  void WriteRecord(const std::string& record) {
+    std::memcpy(output_.Room(record.size()), record.data(), record.size());
+    output_.Commit(record.size());
+  }
+  test::TempDir dir_;
+  test::SavedSystem saved_;
+  OutputStream output_{"Record"};
+};
+
+// What the file may still hold, in bytes; a write beyond is cut and the next one fails.
+off_t disk_room;
+
+TEST_F(OutputStreamTest, ARecordThatDoesNotFitIsCutOffAndTheNextOnesAreTried) {
+  sys.write = [](int fd, const void* from, std::size_t count) -> ssize_t {
+    const off_t at = ::lseek(fd, 0, SEEK_CUR);
+    if (at >= disk_room) {
+      errno = ENOSPC;
+      return -1;
+    }
+    return ::write(fd, from, std::min(count, static_cast<std::size_t>(disk_room - at)));
+  };
+  disk_room = 10;
+  ASSERT_TRUE(output_.Open(dir_.Path("out")));
+  for (const char* record : {"aaaa", "bbbb", "cccc", "dd", "eeee"}) WriteRecord(record);
+  ::testing::internal::CaptureStderr();
+  ASSERT_TRUE(output_.Close());
+  EXPECT_EQ(::testing::internal::GetCapturedStderr(),
+            "\nERROR: Record 3 could not be written; the run goes on with the next one.\n"
+            "\nERROR: Error 28 on file " +
+                dir_.Path("out") + "\n");
+  EXPECT_EQ(dir_.ReadFile("out"), "aaaabbbbdd");
+  EXPECT_EQ(output_.lost(), 2);
+}
+
+int writes;
+
+TEST_F(OutputStreamTest, ShortAndInterruptedWritesAreCompleted) {
+  writes = 0;
+  sys.write = [](int fd, const void* from, std::size_t count) -> ssize_t {
+    if (++writes % 2 == 0) {
+      errno = EINTR;
+      return -1;
+    }
+    return ::write(fd, from, std::min<std::size_t>(count, 3));
+  };
+  ASSERT_TRUE(output_.Open(dir_.Path("out")));
+  for (const char* record : {"aaaa", "bbbb", "cccc"}) WriteRecord(record);
+  ASSERT_TRUE(output_.Close());
+  EXPECT_EQ(dir_.ReadFile("out"), "aaaabbbbcccc");
+  EXPECT_EQ(output_.lost(), 0);
+}
+
+TEST_F(OutputStreamTest, AFlushWhileAUnitIsBuiltLeavesItWhereItIs) {
+  ASSERT_TRUE(output_.Open(dir_.Path("out")));
+  WriteRecord("first");
+  Byte* const room = output_.Room(6);
+  std::memcpy(room, "sec", 3);
+  output_.Flush();
+  EXPECT_EQ(dir_.ReadFile("out"), "first");
+  std::memcpy(room + 3, "ond", 3);
+  output_.Commit(6);
+  ASSERT_TRUE(output_.Close());
+  EXPECT_EQ(dir_.ReadFile("out"), "firstsecond");
+}
+
+TEST_F(OutputStreamTest, LargePiecesHoldWholeRecordsInOrder) {
+  ASSERT_TRUE(output_.Open(dir_.Path("out")));
+  std::string expected;
+  for (int i = 0; i < 40000; ++i) {
+    const std::string record =
+        std::string(static_cast<std::size_t>(i % 97), 'x') + std::to_string(i);
+    WriteRecord(record);
+    expected += record;
+  }
+  WriteRecord(std::string(1 << 20, 'y'));
+  ASSERT_TRUE(output_.Close());
+  EXPECT_EQ(dir_.ReadFile("out"), expected + std::string(1 << 20, 'y'));
+}
+
+}  // namespace
+}  // namespace tolvane

@@ -1,0 +1,404 @@
+// Labelled tapes, volumes and devices: what is written is read again, and what goes wrong is said.
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+
+#include "media/tape_image.h"
+#include "media/tape_out.h"
+#include "state/options.h"
+#include "support/faults.h"
+#include "support/temp_dir.h"
+
+namespace tolvane {
+namespace {
+
+using Records = std::vector<std::string>;
+
+class Tape : public ::testing::Test {
+ protected:
+  Tape() {
+    opt = OptionSet{};
+    sys.time = [](std::time_t*) { return std::time_t{1700000000}; };  // 2023-11-14
+    setenv("TZ", "UTC", 1);
+  }
+  // Writes records of 4 bytes in blocks of two.
+  std::int64_t Write(const std::string& path, const Records& records, bool fixed = true) {
+    auto tape = openTapeOut({.path = path,
+                             .block_size = fixed ? 8 : 20,
+                             .record_size = 4,
+                             .volume_serial = "SER001",
+                             .file_label = "PAYROLL",
+                             .fixed = fixed});
+    if (tape == nullptr) return -1;
+    for (const std::string& record : records)
+      if (!putTapeOut(*tape, reinterpret_cast<const Byte*>(record.data()))) return -2;
+    return closeTapeOut(*tape);
+  }
+  Records Read(const std::string& path, bool fixed = true) {
+    ::testing::internal::CaptureStdout();
+    ::testing::internal::CaptureStderr();
+    Records records;
+    if (auto tape = openTapeIn({.path = path,
+                                .record_size = 4,
+                                .block_size = block_size_,
+                                .kind = kind_,
+                                .fixed = fixed})) {
+      for (;;) {
+        const TapeRecord record = getTapeIn(*tape, 100);
+        if (record.length == 0) break;
+        records.emplace_back(record.data.begin(), record.data.end());
+      }
+      closeTapeIn(*tape);
+    } else {
+      records.emplace_back("not opened");
+    }
+    said_ = ::testing::internal::GetCapturedStdout();
+    complained_ = ::testing::internal::GetCapturedStderr();
+    return records;
+  }
+  // The blocks of an image: labels in ASCII, "*" for a mark.
+  Records Blocks(const std::string& name) {
+    TapeImageReader reader(ImageFormat::kTap);
+    EXPECT_TRUE(reader.Open(dir_.Path(name)));
+    Records blocks;
+    for (;;) {
+      const TapeObject object = reader.Next();
+      if (object.kind == TapeObject::Kind::kEnd) return blocks;
+      if (object.kind == TapeObject::Kind::kMark) {
+        blocks.emplace_back("*");
+      } else {
+        blocks.push_back(
+            ReadLabel(object.data).value_or(std::string(object.data.begin(), object.data.end())));
+      }
+    }
+  }
+  std::string Images(const std::string& kind, const std::vector<std::string>& names) const {
+    std::string path;
+    for (const std::string& name : names) path += (path.empty() ? "" : ",") + dir_.Path(name);
+    return kind + path;
+  }
+
+  test::TempDir dir_;
+  test::SavedSystem saved_;
+  std::string said_, complained_;
+  std::int32_t block_size_ = 8;
+  InputKind kind_ = InputKind::kTape;
+};
+
+std::string Padded(std::string label) {
+  label.resize(80, ' ');
+  return label;
+}
+
+TEST_F(Tape, LabelsAreWrittenToTheByte) {
+  ASSERT_EQ(Write("tap:" + dir_.Path("t"), {"aaaa", "bbbb", "cccc"}), 2);
+  const std::string file = "PAYROLL          SER001";
+  EXPECT_EQ(Blocks("t"), (Records{Padded("VOL1SER001"),
+                                  Padded("HDR1" + file + "00010001000101 23318 233180000000OS3 "),
+                                  Padded("HDR2F0000800004"), "*", "aaaabbbb", "cccc", "*",
+                                  Padded("EOF1" + file + "00010001000101 23318 233180000002OS3 "),
+                                  Padded("EOF2F0000800004"), "*"}));
+}
+
+TEST_F(Tape, VolumesFollowEachOtherInBothContainers) {
+  const Records records{"aaaa", "bbbb", "cccc", "dddd", "eeee"};
+  for (const std::string kind : {"tap:", "aws:"}) {
+    for (const bool fixed : {true, false}) {
+      const std::string list = Images(kind, {"v1=290", "v2=290", "v3"});
+      const std::string read_list = Images(kind, {"v1", "v2", "v3"});
+      EXPECT_EQ(Write(list, records, fixed), 3) << kind << fixed;
+      EXPECT_EQ(Read(read_list, fixed), records) << kind << fixed;
+      EXPECT_EQ(complained_, "");
+    }
+  }
+  EXPECT_NE(said_.find("\nReached End of Volume on tape number 1 \n"), std::string::npos);
+  EXPECT_EQ(said_.find("Please mount"), std::string::npos);
+}
+
+TEST_F(Tape, AFullTapeWithoutSuccessorEndsTheWriting) {
+  ::testing::internal::CaptureStderr();
+  EXPECT_EQ(Write("tap:" + dir_.Path("v1=290"), {"aaaa", "bbbb", "cccc", "dddd", "eeee"}), -2);
+  EXPECT_NE(::testing::internal::GetCapturedStderr().find("Block 2 could not be written to"),
+            std::string::npos);
+}
+
+TEST_F(Tape, WrongAndMissingVolumesAreAskedFor) {
+  const Records records{"aaaa", "bbbb", "cccc", "dddd"};
+  ASSERT_EQ(Write(Images("tap:", {"v1=290", "v2"}), records), 2);
+  opt.sw_automatic = 1;
+  EXPECT_EQ(Read(Images("tap:", {"v1"})), (Records{"aaaa", "bbbb"}));
+  EXPECT_EQ(said_,
+            "\nReached End of Volume on tape number 1 \n"
+            "Please mount tape number 2 and press <enter> OR 'Q' to Quit\n"
+            "\nAuto answer assuming Quit.\n");
+  EXPECT_EQ(Read(Images("tap:", {"v1", "v1", "v2"})), records);
+  EXPECT_NE(said_.find("You have mounted tape number 1. Expecting tape number 2.\n"),
+            std::string::npos);
+}
+
+TEST_F(Tape, UnlabelledAndOddTapesAreReadAsFarAsTheyGo) {
+  const auto write = [&](const std::vector<std::string>& objects) {
+    TapeImageWriter writer(ImageFormat::kTap);
+    EXPECT_TRUE(writer.Open(dir_.Path("t")));
+    for (const std::string& object : objects) {
+      if (object == "*") {
+        writer.WriteMark();
+      } else {
+        writer.WriteBlock({reinterpret_cast<const Byte*>(object.data()), object.size()});
+      }
+    }
+    EXPECT_TRUE(writer.Close());
+  };
+  const std::string path = "tap:" + dir_.Path("t");
+  const std::string vol1 = Padded("VOL1SER001"),
+                    hdr1 = Padded("HDR1FILE" + std::string(19, ' ') + "0001");
+  const std::string eof1 = Padded("EOF1"), eof2 = Padded("EOF2");
+  const auto hdr2 = [](const std::string& sizes) { return Padded("HDR2F" + sizes); };
+
+  write({"aaaabbbb", "cccc", "*", "junk"});
+  EXPECT_EQ(Read(path), (Records{"aaaa", "bbbb", "cccc"}));
+  write({std::string(200, 'a'), "*"});  // longer than a label and than the block size
+  EXPECT_EQ(Read(path), Records{});
+  EXPECT_NE(complained_.find("Block 1 of '" + path + "': it is longer than the block size"),
+            std::string::npos);
+  write({vol1, hdr1, hdr2("0000800004"), "*", "aaaabbbb", "*", eof1, eof2, "*"});
+  EXPECT_EQ(Read(path), (Records{"aaaa", "bbbb"}));
+  write({vol1, hdr1, "*", "aaaa", "*", eof1, eof2, "*"});
+  EXPECT_EQ(Read(path), Records{"aaaa"});
+  write({vol1, hdr1, hdr2("00A0X00004"), "*", "aaaa", "*", eof1, eof2, "*"});
+  EXPECT_EQ(Read(path), Records{"aaaa"});
+  EXPECT_NE(complained_.find("has no usable lengths (block '00A0X', record '00004')"),
+            std::string::npos);
+  write({vol1, hdr1, hdr2("0000800004"), "aaaabbbb", "cccc", "*", eof1, eof2, "*"});
+  EXPECT_EQ(Read(path), (Records{"aaaa", "bbbb", "cccc"}));
+  EXPECT_NE(complained_.find("There is no tape mark behind the labels"), std::string::npos);
+  write({vol1, hdr1, hdr2("0000800004"), "*", "aaaabbbb"});
+  EXPECT_EQ(Read(path), (Records{"aaaa", "bbbb"}));
+  EXPECT_NE(complained_.find("ends without trailer labels"), std::string::npos);
+}
+
+// Labels that lack what should follow them: no data block is lost or taken for a label.
+TEST_F(Tape, BrokenHeadersCostNoData) {
+  const std::string data80(80, 'd'), data200(200, 'e');
+  const std::string vol1 = Padded("VOL1SER001");
+  const std::string hdr1 = Padded("HDR1FILE" + std::string(19, ' ') + "0001");
+  const std::string hdr2 = Padded("HDR2F0020000004"), uhl1 = Padded("UHL1 user label");
+  const std::string eof1 = Padded("EOF1"), eof2 = Padded("EOF2");
+  const struct {
+    const char* name;
+    std::vector<std::string> objects;
+    std::size_t records;
+  } cases[] = {
+      {"data of a label's size without a mark", {vol1, hdr1, hdr2, data80, "*", eof1, eof2}, 20},
+      {"long data behind VOL1", {vol1, data200, "*"}, 50},
+      {"long data behind HDR1", {vol1, hdr1, data200, "*", eof1, eof2}, 50},
+      {"user labels", {vol1, hdr1, hdr2, uhl1, "*", data200, "*", eof1, eof2}, 50},
+  };
+  for (const auto& c : cases) {
+    TapeImageWriter writer(ImageFormat::kTap);
+    ASSERT_TRUE(writer.Open(dir_.Path("t")));
+    for (const std::string& object : c.objects) {
+      if (object == "*") {
+        writer.WriteMark();
+      } else {
+        writer.WriteBlock({reinterpret_cast<const Byte*>(object.data()), object.size()});
+      }
+    }
+    ASSERT_TRUE(writer.Close());
+    block_size_ = 200;
+    EXPECT_EQ(Read("tap:" + dir_.Path("t")).size(), c.records) << c.name << complained_;
+  }
+}
+
+TEST_F(Tape, AVolumeThatThisRunHasWrittenIsNotBegunAgain) {
+  const Records records{"aaaa", "bbbb", "cccc", "dddd"};
+  ::testing::internal::CaptureStderr();
+  EXPECT_EQ(Write(Images("tap:", {"v1=290", "v1"}), records), 1);
+  EXPECT_NE(::testing::internal::GetCapturedStderr().find("File exists"), std::string::npos);
+  opt.sw_automatic = 1;
+  EXPECT_EQ(Read(Images("tap:", {"v1"})), (Records{"aaaa", "bbbb"}));
+}
+
+TEST_F(Tape, TextLinesRunOnAcrossTheBlocksOfATape) {
+  TapeImageWriter writer(ImageFormat::kTap);
+  ASSERT_TRUE(writer.Open(dir_.Path("t")));
+  for (const std::string block : {"ab\nabc", "d\nx\n\n", "last"})
+    writer.WriteBlock({reinterpret_cast<const Byte*>(block.data()), block.size()});
+  ASSERT_TRUE(writer.Close());
+  kind_ = InputKind::kUnixText;
+  EXPECT_EQ(Read("tap:" + dir_.Path("t")), (Records{"ab  ", "abcd", "x   ", "    ", "last"}));
+  kind_ = InputKind::kTape;
+}
+
+TEST_F(Tape, BlockSizesAreSettledBeforeTheyAreLabelled) {
+  const struct {
+    std::int32_t asked;
+    bool fixed;
+    const char* hdr2;
+  } cases[] = {
+      {10, true, "HDR2F0000800004"}, {3, true, "HDR2F0000400004"}, {0, false, "HDR2V0001200004"}};
+  for (const auto& c : cases) {
+    auto tape = openTapeOut({.path = "tap:" + dir_.Path("t"),
+                             .block_size = c.asked,
+                             .record_size = 4,
+                             .volume_serial = "S",
+                             .file_label = "L",
+                             .fixed = c.fixed});
+    ASSERT_NE(tape, nullptr);
+    EXPECT_EQ(closeTapeOut(*tape), 0);
+    EXPECT_EQ(Blocks("t")[2], Padded(c.hdr2));
+  }
+  ::testing::internal::CaptureStderr();
+  EXPECT_EQ(openTapeOut({.path = "tap:" + dir_.Path("t"), .record_size = 20000000}), nullptr);
+  EXPECT_NE(::testing::internal::GetCapturedStderr().find("can not be written to"),
+            std::string::npos);
+  EXPECT_EQ(Blocks("t").size(), 8U) << "a refused size must not empty the image";
+}
+
+TEST_F(Tape, FilesInCommonAreFoundBehindThePrefixes) {
+  dir_.WriteFile("a", "x");
+  dir_.WriteFile("b", "x");
+  const std::string a = dir_.Path("a"), b = dir_.Path("b");
+  EXPECT_TRUE(ShareFile(a, "tap:" + b + "," + a + "=10K"));
+  EXPECT_TRUE(ShareFile("aws:" + a, "tap:" + a));
+  EXPECT_FALSE(ShareFile(a, "tap:" + b));
+  EXPECT_FALSE(ShareFile(a, dir_.Path("missing")));
+}
+
+TEST_F(Tape, LabelledDiskFilesHaveNoMarks) {
+  const Records records{"aaaa", "bbbb", "cccc"};
+  ASSERT_EQ(Write(dir_.Path("disk"), records), 2);
+  EXPECT_EQ(dir_.ReadFile("disk").size(), 3 * 80U + 12 + 2 * 80);
+  EXPECT_EQ(Read(dir_.Path("disk")), records);
+  ASSERT_EQ(Write(dir_.Path("disk"), records, false), 2);
+  EXPECT_EQ(Read(dir_.Path("disk"), false), records);
+}
+
+// A tape device: objects on a tape, one place, opened by a rewinding and a no-rewind name.
+struct FakeTape {
+  std::vector<std::string> objects;  // "" is a mark
+  std::size_t place = 0;
+  bool writing = false, dirty = false, rewinds = false;
+  int busy_opens = 0, sleeps = 0, transient = 0;
+};
+FakeTape fake;
+
+class TapeDevice : public Tape {
+ protected:
+  TapeDevice() {
+    fake = {};
+    setenv("ZORTAPE", "/dev/fake", 1);
+    setenv("ZORTAPENRWD", "/dev/faken", 1);
+    sys.stat = [](const char*, struct stat* status) {
+      *status = {};
+      status->st_mode = S_IFCHR;
+      return 0;
+    };
+    sys.open = [](const char* path, int flags, mode_t) {
+      if (fake.busy_opens > 0) {
+        --fake.busy_opens;
+        errno = EBUSY;
+        return -1;
+      }
+      fake.rewinds = std::strcmp(path, "/dev/fake") == 0;
+      if (fake.rewinds) fake.place = 0;
+      fake.writing = (flags & O_ACCMODE) != O_RDONLY;
+      return 1000;
+    };
+    sys.close = [](int) {
+      if (fake.dirty)
+        fake.objects.insert(fake.objects.begin() + static_cast<long>(fake.place++), "");
+      fake.dirty = false;
+      if (fake.rewinds) fake.place = 0;
+      return 0;
+    };
+    sys.sleep = [](unsigned seconds) {
+      fake.sleeps += static_cast<int>(seconds);
+      return 0U;
+    };
+    sys.read = [](int, void* to, std::size_t most) -> ssize_t {
+      if (fake.transient > 0) {
+        --fake.transient;
+        errno = EAGAIN;
+        return -1;
+      }
+      if (fake.place == fake.objects.size()) return 0;
+      const std::string& object = fake.objects[fake.place++];
+      if (object.size() > most) {
+        errno = ENOMEM;
+        return -1;
+      }
+      std::memcpy(to, object.data(), object.size());
+      return static_cast<ssize_t>(object.size());
+    };
+    sys.write = [](int, const void* from, std::size_t count) -> ssize_t {
+      fake.objects.resize(fake.place);
+      fake.objects.emplace_back(static_cast<const char*>(from), count);
+      ++fake.place;
+      fake.dirty = true;
+      return static_cast<ssize_t>(count);
+    };
+  }
+  ~TapeDevice() override {
+    unsetenv("ZORTAPE");
+    unsetenv("ZORTAPENRWD");
+  }
+};
+
+TEST_F(TapeDevice, WritesMarksByClosingAndRewindsAtTheEnd) {
+  const Records records{"aaaa", "bbbb", "cccc"};
+  ASSERT_EQ(Write("", records), 2);
+  ASSERT_EQ(fake.objects.size(), 10U);
+  for (const std::size_t mark : {3U, 6U, 9U}) EXPECT_EQ(fake.objects[mark], "");
+  EXPECT_EQ(fake.place, 0U);
+  EXPECT_EQ(fake.sleeps, 4);  // one second a mark, one for rewinding
+  EXPECT_EQ(Read(""), records);
+  EXPECT_EQ(fake.place, 0U);
+}
+
+TEST_F(TapeDevice, TransientErrorsAreTriedAgainSoManyTimes) {
+  ASSERT_EQ(Write("", {"aaaa", "bbbb"}), 1);
+  fake.transient = 20;
+  EXPECT_EQ(Read(""), (Records{"aaaa", "bbbb"}));
+  fake.sleeps = 0;
+  auto tape = openTapeIn({.record_size = 4, .block_size = 8});
+  ASSERT_NE(tape, nullptr);
+  fake.busy_opens = 21;
+  closeTapeIn(*tape);
+  EXPECT_EQ(fake.busy_opens, 0);
+  EXPECT_EQ(fake.sleeps, 1 + 1 + 21 * 3);
+}
+
+TEST_F(TapeDevice, EnterWithoutAnotherTapeReadsItsLabelsAgain) {
+  ASSERT_EQ(Write("", {"aaaa", "bbbb"}), 1);
+  auto tape = openTapeIn({.record_size = 4, .block_size = 8});
+  ASSERT_NE(tape, nullptr);
+  EXPECT_EQ(tape->volume_number, 1);
+  fake.place = 1;
+  ASSERT_TRUE(tape->drive->TakeMounted());
+  EXPECT_EQ(readHdr(*tape), 1);
+  EXPECT_EQ(tape->volume_serial, "SER001");
+}
+
+TEST_F(TapeDevice, LabelsAreNotWrittenWhereMarksLoseThePlace) {
+  ::testing::internal::CaptureStderr();
+  EXPECT_EQ(Write("/fake", {"aaaa"}), -1);
+  EXPECT_NE(::testing::internal::GetCapturedStderr().find("does not rewind, in ZORTAPENRWD"),
+            std::string::npos);
+  EXPECT_TRUE(fake.objects.empty());
+}
+
+TEST_F(TapeDevice, BothNamesMustBeInTheEnvironment) {
+  unsetenv("ZORTAPENRWD");
+  EXPECT_EQ(Read(""), Records{"not opened"});
+  EXPECT_EQ(complained_,
+            "\nERROR: Specify input device OR environment variables ZORTAPE and ZORTAPENRWD.\n");
+}
+
+}  // namespace
+}  // namespace tolvane

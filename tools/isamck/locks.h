@@ -1,0 +1,13 @@
+// The engine's advisory locks, as far as the checker takes them.
+#pragma once
+
+namespace isamck {
+
+// A check keeps exclusive openers and updates out while it reads: false when the file is open
+// exclusively elsewhere.
+[[nodiscard]] bool LockForCheck(int fd);
+
+// A rebuild needs the file for itself: false when anybody has it open.
+[[nodiscard]] bool LockForRebuild(int fd);
+
+}  // namespace isamck

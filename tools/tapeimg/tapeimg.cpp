@@ -1,0 +1,238 @@
+// tapeimg: lists a tape image, packs plain files into one, unpacks one into plain files.
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "media/labels.h"
+#include "media/tape_image.h"
+
+namespace {
+
+using tolvane::Byte;
+using tolvane::ImageFormat;
+using tolvane::TapeObject;
+
+constexpr int kSound = 0, kDamaged = 1, kUnusable = 2;
+constexpr std::size_t kDefaultBlock = 32760;
+constexpr std::size_t kMostInBlock = 0xFFFFFF;
+
+constexpr const char* kHelp =
+    "usage: tapeimg list [--json] IMAGE             what is on the image, object by object\n"
+    "       tapeimg pack [--block N] IMAGE FILE...  a new image: each file in blocks of N bytes\n"
+    "                                               (32760), then a tape mark; two at the end\n"
+    "       tapeimg unpack IMAGE FOLDER             the data between tape marks as plain files\n"
+    "                                               FOLDER/file-001, file-002, ...\n"
+    "IMAGE is a name that ends in .tap or .aws, or has the prefix tap: or aws:.\n"
+    "Exit status: 0 done, 1 the image is damaged, 2 it cannot be used.\n";
+
+struct Arguments {
+  std::string command;
+  bool json = false;
+  std::size_t block = kDefaultBlock;
+  std::vector<std::string> names;
+};
+
+struct Image {
+  ImageFormat format;
+  std::string path;
+};
+
+std::optional<Image> FindImage(const std::string& name) {
+  const auto parsed = tolvane::ParseImagePath(name);
+  if (parsed.is_image) return Image{parsed.format, parsed.list};
+  if (name.ends_with(".tap")) return Image{ImageFormat::kTap, name};
+  if (name.ends_with(".aws")) return Image{ImageFormat::kAws, name};
+  std::fprintf(stderr, "tapeimg: '%s': name the container with tap: or aws:\n", name.c_str());
+  return std::nullopt;
+}
+
+int Fail(const std::string& name) {
+  std::fprintf(stderr, "tapeimg: '%s': %s\n", name.c_str(), std::strerror(errno));
+  return kUnusable;
+}
+
+const char* KindName(const TapeObject& object) {
+  switch (object.kind) {
+    case TapeObject::Kind::kBlock:
+      return object.read_error ? "block read with an error" : "block";
+    case TapeObject::Kind::kMark:
+      return "tape mark";
+    case TapeObject::Kind::kGap:
+      return "gap";
+    case TapeObject::Kind::kEnd:
+      return "end";
+    case TapeObject::Kind::kDamage:
+      return "damage";
+  }
+  return "";
+}
+
+// What a label says, in words; empty for any other block.
+std::string DescribeLabel(std::span<const Byte> block) {
+  using namespace tolvane;  // NOLINT(google-build-using-namespace)
+  const auto text = block.size() == kLabelSize ? ReadLabel(block) : std::nullopt;
+  if (!text) return "";
+  std::string said = LabelField(*text, label::kName);
+  if (said == "VOL1") return said + " serial " + LabelField(*text, label::kVolumeSerial);
+  if (said.ends_with('1'))
+    return said + " file " + LabelField(*text, label::kFileLabel) + ", volume " +
+           LabelField(*text, label::kSequence) + ", blocks " +
+           LabelField(*text, label::kBlockCount);
+  return said + " format " + LabelField(*text, label::kFormat) + ", block " +
+         LabelField(*text, label::kBlockLength) + ", record " +
+         LabelField(*text, label::kRecordLength);
+}
+
+std::string Quoted(const std::string& text) {
+  std::string quoted = "\"";
+  for (const char c : text) {
+    const auto code = static_cast<unsigned char>(c);
+    char escape[8];
+    std::snprintf(escape, sizeof escape, "\\u%04x", code);
+    quoted += code < 0x20 || code >= 0x7F || c == '"' || c == '\\' ? escape : std::string(1, c);
+  }
+  return quoted + "\"";
+}
+
+void PrintObject(const TapeObject& object, bool json, bool first) {
+  const std::string label = DescribeLabel(object.data);
+  const std::string& note = object.kind == TapeObject::Kind::kDamage ? object.damage : label;
+  if (json) {
+    std::printf("%s\n  {\"offset\": %lu, \"object\": %s, \"length\": %zu, \"note\": %s}",
+                first ? "" : ",", object.offset, Quoted(KindName(object)).c_str(),
+                object.data.size(), Quoted(note).c_str());
+  } else {
+    std::printf("%10lu  %-10s %8zu  %s\n", object.offset, KindName(object), object.data.size(),
+                note.c_str());
+  }
+}
+
+int List(const Arguments& arguments, const Image& image) {
+  tolvane::TapeImageReader reader(image.format);
+  if (!reader.Open(image.path)) return Fail(image.path);
+  if (arguments.json) std::printf("[");
+  for (bool first = true;; first = false) {
+    const TapeObject object = reader.Next();
+    PrintObject(object, arguments.json, first);
+    const bool damaged = object.kind == TapeObject::Kind::kDamage;
+    if (!damaged && object.kind != TapeObject::Kind::kEnd) continue;
+    if (arguments.json) std::printf("\n]\n");
+    return damaged ? kDamaged : kSound;
+  }
+}
+
+// Puts one file on the image; false after a message.
+bool PackFile(const std::string& name, std::size_t block, tolvane::TapeImageWriter& writer) {
+  std::ifstream in(name, std::ios::binary);
+  std::vector<char> buffer(block);
+  while (in.read(buffer.data(), static_cast<std::streamsize>(block)) || in.gcount() > 0) {
+    const std::string_view got(buffer.data(), static_cast<std::size_t>(in.gcount()));
+    const std::vector<Byte> bytes(got.begin(), got.end());
+    writer.WriteBlock(bytes);
+  }
+  if (in.eof()) {
+    writer.WriteMark();
+    return true;
+  }
+  (void)Fail(name);
+  return false;
+}
+
+int Pack(const Arguments& arguments, const Image& image) {
+  tolvane::TapeImageWriter writer(image.format);
+  if (!writer.Open(image.path)) return Fail(image.path);
+  for (std::size_t i = 1; i < arguments.names.size(); ++i)
+    if (!PackFile(arguments.names[i], arguments.block, writer)) return kUnusable;
+  writer.WriteMark();
+  return writer.Close() ? kSound : Fail(image.path);
+}
+
+std::string UnpackedName(const std::string& folder, int number) {
+  char name[32];
+  std::snprintf(name, sizeof name, "/file-%03d", number);
+  return folder + name;
+}
+
+// Writes the blocks up to the next mark to a file. The object that ended it.
+std::optional<TapeObject> UnpackFile(tolvane::TapeImageReader& reader, const std::string& name) {
+  std::ofstream out;
+  for (;;) {
+    const TapeObject object = reader.Next();
+    if (object.kind == TapeObject::Kind::kGap) continue;
+    if (object.kind != TapeObject::Kind::kBlock) {
+      if (!out.is_open() || out.flush()) return object;
+      break;
+    }
+    if (object.read_error)
+      std::fprintf(stderr, "tapeimg: %s: the block at offset %lu was read with an error\n",
+                   name.c_str(), object.offset);
+    if (!out.is_open()) out.open(name, std::ios::binary | std::ios::trunc);
+    for (const Byte byte : object.data) out.put(static_cast<char>(byte));
+    if (!out) break;
+  }
+  (void)Fail(name);
+  return std::nullopt;
+}
+
+int Unpack(const Arguments& arguments, const Image& image) {
+  tolvane::TapeImageReader reader(image.format);
+  if (!reader.Open(image.path)) return Fail(image.path);
+  std::error_code error;
+  std::filesystem::create_directories(arguments.names[1], error);
+  for (int number = 1;; ++number) {
+    const auto end = UnpackFile(reader, UnpackedName(arguments.names[1], number));
+    if (!end) return kUnusable;
+    if (end->kind == TapeObject::Kind::kEnd) return kSound;
+    if (end->kind == TapeObject::Kind::kMark) continue;
+    std::fprintf(stderr, "tapeimg: '%s', offset %lu: %s\n", image.path.c_str(), end->offset,
+                 end->damage.c_str());
+    return kDamaged;
+  }
+}
+
+std::optional<Arguments> Parse(int argc, char** argv) {
+  Arguments arguments;
+  for (int i = 1; i < argc; ++i) {
+    const std::string word = argv[i];
+    if (word == "--json") {
+      arguments.json = true;
+    } else if (word == "--block" && i + 1 < argc) {
+      arguments.block = std::strtoul(argv[++i], nullptr, 10);
+    } else if (arguments.command.empty()) {
+      arguments.command = word;
+    } else {
+      arguments.names.push_back(word);
+    }
+  }
+  const std::size_t names = arguments.names.size();
+  const bool complete = (arguments.command == "list" && names == 1) ||
+                        (arguments.command == "pack" && names >= 2) ||
+                        (arguments.command == "unpack" && names == 2);
+  if (!complete || arguments.block < 1 || arguments.block > kMostInBlock) return std::nullopt;
+  return arguments;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc == 2 && std::strcmp(argv[1], "--help") == 0) {
+    std::fputs(kHelp, stdout);
+    return kSound;
+  }
+  const auto arguments = Parse(argc, argv);
+  if (!arguments) {
+    std::fputs(kHelp, stderr);
+    return kUnusable;
+  }
+  const auto image = FindImage(arguments->names[0]);
+  if (!image) return kUnusable;
+  if (arguments->command == "list") return List(*arguments, *image);
+  return arguments->command == "pack" ? Pack(*arguments, *image) : Unpack(*arguments, *image);
+}
