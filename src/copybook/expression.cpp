@@ -141,21 +141,21 @@ ExpressionParser::Node ExpressionParser::ParseComparison() {
       Fail("expected a data name before a comparison");
       return nullptr;
     }
-    return Compare(Copy(*subject_), relation.op);
+    return Compare(Copy(*subject_), relation.op, ParseOperand());
   }
   Node left = ParseOperand();
   if (left == nullptr || !ReadRelation(relation)) return nullptr;
-  if (relation.found) return Compare(std::move(left), relation.op);
+  if (relation.found) return Compare(std::move(left), relation.op, ParseOperand());
   if (subject_ == nullptr) return left;
-  return Join(Copy(*subject_), operator_, std::move(left));
+  return Compare(Copy(*subject_), operator_, std::move(left));
 }
 
-ExpressionParser::Node ExpressionParser::Compare(Node left, Operator op) {
+ExpressionParser::Node ExpressionParser::Compare(Node left, Operator op, Node right) {
   if (++comparisons_ > kMaxConditions) {
     Fail("expected at most 1000 comparisons");
     return nullptr;
   }
-  Node node = Join(std::move(left), op, ParseOperand());
+  Node node = Join(std::move(left), op, std::move(right));
   if (node == nullptr) return nullptr;
   subject_ = node->left.get();
   operator_ = op;

@@ -77,7 +77,7 @@ class ExpressionParser {
   Node ParseNot();
   Node ParseComparison();
   Node ParseOperand();
-  Node Compare(Node left, Operator op);
+  Node Compare(Node left, Operator op, Node right);
   bool ReadRelation(Relation& relation);
   bool ReadIdentifier(Identifier& identifier);
   bool ReadParentheses(Identifier& identifier);

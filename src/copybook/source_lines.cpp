@@ -57,7 +57,7 @@ Vote VoteWithoutSequence(const SourceLine& line, char indicator) {
   }
 }
 
-Vote VoteOf(const SourceLine& line) {
+Vote VoteOf(const SourceLine& line, Reading reading) {
   if (line.bytes.empty() || line.bytes.front() == '*') return Vote::kNone;
   char margin[kTextColumn];
   line.Margin(margin);
@@ -66,14 +66,17 @@ Vote VoteOf(const SourceLine& line) {
                       static_cast<std::size_t>(std::count(margin, margin + kIndicatorColumn, ' '));
   if (filled == 0) return VoteWithoutSequence(line, indicator);
   if (std::string_view(" */-Dd$").find(indicator) == std::string_view::npos) return Vote::kFree;
+  const bool digits = std::any_of(margin, margin + kIndicatorColumn, IsDigit);
   if (filled == kIndicatorColumn) {
-    if (std::any_of(margin, margin + kIndicatorColumn, IsDigit)) return Vote::kFixed;
+    if (digits) return Vote::kFixed;
     // Six letters may be a word of free format: FILLER, OCCURS.
     return indicator == ' ' ? Vote::kNone : Vote::kFixed;
   }
-  // A short sequence number or a change mark, if an entry begins after it.
+  // A short sequence number or a change mark, if an entry begins after it. Letters alone may be a
+  // grammar statement with its number: SKIP 1.
   const bool entry = BeginsWithLevel(line.bytes.substr(line.ByteAtColumn(kTextColumn)));
-  return entry && indicator == ' ' ? Vote::kFixed : Vote::kFree;
+  const bool mark = digits || reading != Reading::kInline;
+  return entry && mark && indicator == ' ' ? Vote::kFixed : Vote::kFree;
 }
 
 // A word that crosses from column 72 to column 73, or text beyond column 80, cannot be text and
@@ -101,17 +104,17 @@ bool EndsDescription(const SourceLine& line, Reading reading) {
   std::string_view rest = line.bytes;
   if (EqualsIgnoreCase(TakeWord(rest), "ID") && EqualsIgnoreCase(TakeWord(rest), "IS")) return true;
   return reading == Reading::kInline && !line.Blank() && IsLetter(line.bytes.front()) &&
-         VoteOf(line) != Vote::kFixed;
+         VoteOf(line, reading) != Vote::kFixed;
 }
 
-Format FormatByVotes(const std::vector<SourceLine>& lines, std::size_t count) {
+Format FormatByVotes(const std::vector<SourceLine>& lines, std::size_t count, Reading reading) {
   std::size_t fixed = 0, free = 0;
   bool crosses = false;
   for (std::size_t i = 0; i < count; ++i) {
     Format named = Format::kFree;
     if (lines[i].Blank()) continue;
     if (Directive(lines[i], named)) return named;
-    const Vote vote = VoteOf(lines[i]);
+    const Vote vote = VoteOf(lines[i], reading);
     fixed += vote == Vote::kFixed ? 1U : 0U;
     free += vote == Vote::kFree ? 1U : 0U;
     crosses = crosses || CrossesTextEnd(lines[i]);
@@ -166,10 +169,10 @@ Judgement JudgeFormat(const std::vector<SourceLine>& lines, Reading reading) {
   });
   Judgement result;
   result.lines = static_cast<std::size_t>(end - lines.begin());
-  result.format = FormatByVotes(lines, result.lines);
+  result.format = FormatByVotes(lines, result.lines, reading);
   if (reading == Reading::kInline && result.format == Format::kFixed) {
-    const auto free = std::find_if(lines.begin(), end, [](const SourceLine& line) {
-      return !line.Blank() && VoteOf(line) == Vote::kFree;
+    const auto free = std::find_if(lines.begin(), end, [reading](const SourceLine& line) {
+      return !line.Blank() && VoteOf(line, reading) == Vote::kFree;
     });
     result.lines = static_cast<std::size_t>(free - lines.begin());
   }

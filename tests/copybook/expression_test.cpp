@@ -73,7 +73,7 @@ TEST(Expression, NamesWhatIsWrong) {
     const char* message;
   } cases[] = {
       {"", "E:0:0: error: expected a data name or a literal, found 'end of text'"},
-      {"A =", "E:1:3: error: expected a data name or a literal, found 'end of text'"},
+      {"A =", "E:1:4: error: expected a data name or a literal, found 'end of text'"},
       {"NOPE = 1", "E:1:1: error: expected the name of a data item, found 'NOPE'"},
       {"X = 1",
        "E:1:1: error: expected a name that one data item has; qualify it with OF, found 'X'"},
@@ -83,10 +83,10 @@ TEST(Expression, NamesWhatIsWrong) {
       {"(A = 1 USE", "E:1:8: error: expected ')', found 'USE'"},
       {"A IS 1", "E:1:6: error: expected a comparison, found '1'"},
       {"NOT A USE", "E:1:5: error: expected a comparison after NOT"},
-      {"= 1", "E:1:3: error: expected a data name before a comparison, found '1'"},
+      {"= 1", "E:1:1: error: expected a data name before a comparison, found '='"},
       {"B = X'0G'", "E:1:5: error: expected hexadecimal digits, found '0G'"},
       {"T() = 1", "E:1:3: error: expected subscripts, found ')'"},
-      {"U(1 2", "E:1:5: error: expected ')', found 'end of text'"},
+      {"U(1 2", "E:1:6: error: expected ')', found 'end of text'"},
       {"B = - 'A'", "E:1:7: error: expected a number, found 'A'"},
       {std::string(1000000, '('), "E:1:101: error: expected at most 100 open parentheses, found '('"},
   };

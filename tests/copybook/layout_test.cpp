@@ -29,8 +29,8 @@ TEST(Layout, GivesEveryUsageItsLetterAndLength) {
    05 R1 COMP-1. 05 R2 COMP-2. 05 I1 INDEX. 05 I2 USAGE POINTER. 05 I3 PROCEDURE-POINTER.
    05 X1 PIC X(3) COMP-X. 05 X2 PIC 9(7) COMP-X. 05 N1 PIC N(4). 05 N2 PIC G(2) DISPLAY-1.
 )",
-         R"(RECORD R length 126
-    0   126 G 01 R
+         R"(RECORD R length 105
+    0   105 G 01 R
     0     3 C   05 A1
     3     2 C   05 A2
     5     3 C   05 A3  digits 3
@@ -70,7 +70,7 @@ TEST(Layout, FollowsGroupsTablesAndRedefinitions) {
     2     2 G   05 B
     2     2 S     10 C  digits 3
 RECORD S length 10
-    0    10 G 01 S
+    0    10 G 01 S leading separate
     0     4 D   05 D  digits 3  signed leading separate
     4     3 D   05 E  digits 3
     7     3 D   05 F  digits 3  signed
