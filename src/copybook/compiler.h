@@ -7,8 +7,23 @@
 //   Compiler compiler(lexer, table, diagnostics, settings);
 //   if (!compiler.CompileFile()) ...
 //
-// A grammar file calls Lexer::BeginDescription and then CompileRecords or ParseData; the word after
-// the description is then the lexer's next token and, already, its current one.
+// The reader of a grammar file uses one lexer for its statements, the description and what follows:
+//
+//   lexer.InitLex("job.gra", Reading::kFree);
+//   while (lexer.GetToken().kind == TokenKind::kWord) {
+//     if (lexer.token().Is("INPUT")) {
+//       path = lexer.GetPath().text;        // up to the next blank
+//     } else if (lexer.token().Is("COPYBOOK") && lexer.GetToken().Is("IS")) {
+//       lexer.BeginDescription();           // from here on as its lines are: fixed or free format
+//       ... look at GetToken(), a number or COPY, and UngetToken() ...
+//       if (!compiler.CompileRecords()) return false;
+//     } else if (lexer.token().Is("ID") && lexer.GetToken().Is("IS")) {
+//       condition = ExpressionParser(lexer, table, diagnostics).getExpr();
+//     } else { ... lexer.GetToken() ... lexer.UngetToken() ... }
+//   }
+//
+// After the description, and after an expression, the word that follows is the lexer's next token;
+// it already is its current one too.
 //
 // Accepted: levels 01 to 49, 66, 77, 78, 88; the clauses of the table in clauses.cpp; COPY with
 // REPLACING at any place; the statements of kIgnorePrecobWords between entries. docs/copybooks.md

@@ -144,12 +144,19 @@ class Layout {
     SetBegin(field, at);
     field.usage = 'G';
     const std::int64_t alignment = LaySiblings(field.first_child, below, at);
+    if (field.redefines == nullptr) BeginWith(field, *field.first_child);
     Align(at);
     if (field.occurs.clause && field.occurs.max > 1) Slack(at, field.offset, alignment);
     field.length = field.stride = at.source.byte - field.offset;
     field.aux_length = field.aux_stride = at.aux.byte - field.aux_offset;
     SetEnd(field, at);
     return alignment;
+  }
+
+  // Slack bytes before the first item of a group stand before the group.
+  static void BeginWith(Field& group, const Field& first) {
+    group.offset = first.offset;
+    group.aux_offset = first.aux_offset;
   }
 
   // Fills up with slack bytes to a multiple of `alignment` from `base`.

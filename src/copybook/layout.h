@@ -6,10 +6,10 @@
 // longer: what follows then begins after the longer of the two.
 //
 // SYNCHRONIZED: binary items of 2 bytes lie at even offsets, longer ones, COMP-1, INDEX and POINTER
-// at multiples of 4, COMP-2 at multiples of 8; slack bytes stand before the item, and after the
-// last item of a table's element that holds such items, so that all elements are aligned alike. In
-// 36-bit data the units are half-words (2 quarter-words) and words (4). A redefinition gets no
-// slack bytes.
+// at multiples of 4, COMP-2 at multiples of 8; slack bytes stand before the item, and before the
+// groups that begin with it; after the last item of a table's element that holds such items, so
+// that all elements are aligned alike. In 36-bit data the units are half-words (2 quarter-words)
+// and words (4). No slack bytes stand before a redefinition.
 //
 // Bit fields follow one another bit by bit, occurrences too; other items and groups begin on a
 // byte.

@@ -72,10 +72,12 @@ Vote VoteOf(const SourceLine& line, Reading reading) {
     // Six letters may be a word of free format: FILLER, OCCURS.
     return indicator == ' ' ? Vote::kNone : Vote::kFixed;
   }
-  // A short sequence number or a change mark, if an entry begins after it. Letters alone may be a
-  // grammar statement with its number: SKIP 1.
+  // A short sequence number or a change mark, if an entry begins after it. Inside a grammar file it
+  // must be one word with a digit: SKIP 1 and KEY1 0 1 are statements.
   const bool entry = BeginsWithLevel(line.bytes.substr(line.ByteAtColumn(kTextColumn)));
-  const bool mark = digits || reading != Reading::kInline;
+  std::string_view area(margin, kIndicatorColumn);
+  TakeWord(area);
+  const bool mark = reading != Reading::kInline || (digits && SkipBlanks(area).empty());
   return entry && mark && indicator == ' ' ? Vote::kFixed : Vote::kFree;
 }
 

@@ -94,38 +94,5 @@ TEST(Lexer, ReadsAPushedBackTokenInAnotherWay) {
   EXPECT_EQ(lexer.GetToken().kind, TokenKind::kEnd);
 }
 
-// Grammar text, a description in the format of its own lines, grammar text again.
-TEST(Lexer, ReadsADescriptionInsideAGrammarFile) {
-  const struct {
-    const char* name;
-    const char* text;
-  } cases[] = {
-      {"fixed", "RECORD SIZE IS 8\nCOPYBOOK IS\n000100 01 A.                                       "
-                "                     IDENT\n000200*  c\n000300   05 B PIC X.\nID IS B = 'X' USE A.\n"},
-      {"free", "COPYBOOK IS\n01 A.\n05 B PIC X.\nID IS B = 'X' USE A.\n"},
-      {"on the statement's line", "COPYBOOK IS 01 A.\n            05 B PIC X.\nKEY1 IS B\n"},
-      {"followed by an indented statement", "COPYBOOK IS\n      *\n       01 A. 05 B PIC X.\n  SKIP 1"},
-  };
-  for (const auto& test : cases) {
-    const Files files{{"T", test.text}};
-    std::string messages;
-    Diagnostics diagnostics([&](const Diagnostic& found) { messages += found.Text(); });
-    Lexer lexer(Opener(files), diagnostics);
-    ASSERT_TRUE(lexer.InitLex("T", Reading::kFree));
-    while (!lexer.GetToken().Is("IS") || lexer.FollowedBy("8")) continue;
-    lexer.BeginDescription();
-    SymbolTable table;
-    Compiler compiler(lexer, table, diagnostics, {});
-    EXPECT_TRUE(compiler.CompileRecords()) << test.name;
-    EXPECT_EQ(messages, "") << test.name;
-    EXPECT_EQ(DumpLayout(table), "RECORD A length 1\n    0     1 G 01 A\n    0     1 C   05 B\n")
-        << test.name;
-    const std::string word = lexer.token().text;
-    EXPECT_EQ(lexer.GetToken().text, word) << test.name;
-    EXPECT_TRUE(word == "ID" || word == "KEY1" || word == "SKIP") << test.name << ": " << word;
-    EXPECT_NE(lexer.GetToken().kind, TokenKind::kEnd) << test.name;
-  }
-}
-
 }  // namespace
 }  // namespace tolvane::copybook::test
