@@ -165,13 +165,29 @@ void Compiler::FinishRecord() {
   }
   record.name = record.first->name;
   LayOut(record, settings_, diagnostics_);
-  for (std::size_t i = record.first->number; i < table_.fields_.size(); ++i) {
+  for (std::size_t i = record.first->number; i < table_.fields_.size() && !diagnostics_.Full();
+       ++i) {
     Field& field = table_.fields_[i];
     if (field.level == 66 && field.redefines != nullptr) LayOutRenames(field, diagnostics_);
-    const auto& names = field.occurs.depending_on;
-    if (!names.empty())
-      field.occurs.depending =
-          table_.Find(std::vector<std::string_view>(names.begin(), names.end()), 0).Unique();
+    if (!field.occurs.depending_on.empty()) ResolveDepending(field, record.first->number);
+  }
+}
+
+// DEPENDING ON may name an item of another record, or of the program that the copybook is for.
+void Compiler::ResolveDepending(Field& field, std::size_t record_begin) {
+  const auto& depending_on = field.occurs.depending_on;
+  const std::vector<std::string_view> names(depending_on.begin(), depending_on.end());
+  Lookup found = table_.Find(names, record_begin);
+  if (found.matches == 0) found = table_.Find(names, 0);
+  field.occurs.depending = found.Unique();
+  if (field.occurs.depending != nullptr) return;
+  if (table_.names_.contains(ToUpper(names.front()))) {
+    diagnostics_.Error(field.source.entry.begin, "expected one data item after DEPENDING ON",
+                       names.front());
+  } else {
+    diagnostics_.Warning(field.source.entry.begin,
+                         "expected a data item of this description after DEPENDING ON",
+                         names.front());
   }
 }
 
@@ -242,8 +258,8 @@ Field& Compiler::AddField(int level, std::string name, const Token& level_token)
   if (parent != nullptr && !parent->picture.empty())
     diagnostics_.Error(place, "expected no item below one that has a PICTURE", level_token.text);
   const auto same = table_.names_.find(ToUpper(name));
-  if (same != table_.names_.end() && record.first != nullptr &&
-      same->second.last->parent == parent && same->second.last->number >= record.first->number)
+  if (same != table_.names_.end() && record.first != nullptr && same->second->parent == parent &&
+      same->second->number >= record.first->number)
     diagnostics_.Warning(place, "expected a name that its group does not have yet", name);
   Field& field = table_.Add(level, std::move(name), parent, previous_);
   if (record.first == nullptr) record.first = &field;

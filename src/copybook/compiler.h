@@ -105,6 +105,7 @@ class Compiler {
   bool ParseClause(Field& field, unsigned& seen);
   static bool IsClauseWord(std::string_view word);
   void FinishRecord();
+  void ResolveDepending(Field& field, std::size_t record_begin);
 
   // Clauses; each begins with its first word current and leaves its last token current.
   bool PictureClause(Field& field);

@@ -105,7 +105,7 @@ struct Field {
   Field* first_child = nullptr;
   Field* next_sibling = nullptr;  // same parent, or next top level of the same record
   Field* next = nullptr;          // next data item in source order, through all records
-  Field* next_same_name = nullptr;
+  Field* previous_same_name = nullptr;
 
   std::vector<ValueRange> values;
   std::vector<Condition> conditions;

@@ -46,6 +46,7 @@ bool Lexer::InitLex(const std::string& name, Reading reading) {
 
 void Lexer::CloseLex() {
   frames_.clear();
+  ended_.clear();
   raw_.clear();
   copied_ = 0;
   token_ = Token();
@@ -54,6 +55,7 @@ void Lexer::CloseLex() {
 bool Lexer::BeginToken() {
   token_ = Token();
   put_back_ = false;
+  ended_.clear();
   while (!frames_.empty()) {
     Frame& frame = frames_.back();
     const std::string& bytes = text();
@@ -66,6 +68,7 @@ bool Lexer::BeginToken() {
     token_.span.begin = token_.span.end = frame.source->PlaceAt(frame.at);
     if (frame.at < bytes.size()) return true;
     if (frames_.size() == 1) return false;
+    ended_.push_back(std::move(frames_.back()));
     frames_.pop_back();
   }
   return false;
@@ -192,8 +195,10 @@ bool Lexer::GetReplacingOperand() {
 }
 
 void Lexer::UngetToken() {
+  if (put_back_) return;
   put_back_ = true;
   if (!frames_.empty()) frames_.back().at = token_at_;
+  for (; !ended_.empty(); ended_.pop_back()) frames_.push_back(std::move(ended_.back()));
 }
 
 void Lexer::BeginDescription() {

@@ -125,6 +125,9 @@ class Lexer {
   bool placeholders_ = true;
   std::string raw_;  // of the file of InitLex
   std::vector<Frame> frames_;
+  // Copied texts that ended before the current token, the innermost first. Putting it back brings
+  // them back, so that a COPY at the end of a text is still seen to be within it.
+  std::vector<Frame> ended_;
   std::size_t copied_ = 0;  // bytes brought in by COPY
   Token token_;
   std::size_t token_at_ = 0;  // in the frame on top

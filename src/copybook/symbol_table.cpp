@@ -29,10 +29,11 @@ Lookup SymbolTable::Find(std::span<const std::string_view> names, std::size_t fr
   if (names.empty()) return lookup;
   const auto found = names_.find(ToUpper(names.front()));
   if (found == names_.end()) return lookup;
-  for (const Field* field = found->second.first; field != nullptr; field = field->next_same_name) {
-    if (field->number < from || !Qualifies(*field, names.subspan(1))) continue;
+  for (const Field* field = found->second; field != nullptr && field->number >= from;
+       field = field->previous_same_name) {
+    if (!Qualifies(*field, names.subspan(1))) continue;
     const bool exact = field->name == names.front();
-    if (lookup.matches == 0 || (exact && lookup.exact == 0)) lookup.field = field;
+    if (exact || lookup.exact == 0) lookup.field = field;
     ++lookup.matches;
     if (exact) ++lookup.exact;
   }
@@ -68,9 +69,9 @@ Field& SymbolTable::Add(int level, std::string name, Field* parent, Field* previ
 
 void SymbolTable::AddName(Field& field) {
   if (field.name.empty()) return;
-  SameName& same = names_[ToUpper(field.name)];
-  (same.last != nullptr ? same.last->next_same_name : same.first) = &field;
-  same.last = &field;
+  Field*& last = names_[ToUpper(field.name)];
+  field.previous_same_name = last;
+  last = &field;
 }
 
 }  // namespace tolvane::copybook

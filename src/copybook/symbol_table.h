@@ -71,11 +71,6 @@ class SymbolTable {
   friend class Compiler;  // builds the table
   friend class SymbolFile;
 
-  struct SameName {
-    Field* first = nullptr;
-    Field* last = nullptr;
-  };
-
   // GetSymHashSubStr among the fields from a number on.
   [[nodiscard]] Lookup Find(std::span<const std::string_view> names, std::size_t from) const;
   // A field of `level` named `name` under `parent`, in last place of the source order. Level 66
@@ -87,7 +82,7 @@ class SymbolTable {
   std::vector<RecordDescription> records_;
   std::vector<Field*> renames_;
   std::vector<std::string> files_;
-  std::unordered_map<std::string, SameName> names_;          // upper case
+  std::unordered_map<std::string, Field*> names_;  // upper case; the last field of the name
   std::unordered_map<std::string, std::size_t> conditions_;  // upper case, how many
   Field* first_ = nullptr;
   Field* last_ = nullptr;

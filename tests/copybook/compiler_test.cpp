@@ -14,13 +14,15 @@ struct ErrorCase {
 
 TEST(Compiler, NamesPlaceWordAndExpectation) {
   const ErrorCase cases[] = {
-      {"", "T:0:0: error: expected a level number (01 to 49, 66, 77, 78 or 88), found 'end of text'\n"},
+      {"",
+       "T:0:0: error: expected a level number (01 to 49, 66, 77, 78 or 88), found 'end of text'\n"},
       {"CUST PIC X.",
        "T:1:1: error: expected a level number (01 to 49, 66, 77, 78 or 88), found 'CUST'\n"},
       {"PROCEDURE DIVISION.",
        "T:1:1: error: expected a level number (01 to 49, 66, 77, 78 or 88), found 'PROCEDURE'\n"},
       {"01 A PIC X.\nREPLACE ==A== BY ==B==.",
-       "T:2:1: error: expected a data description; a REPLACE statement cannot be carried out, found "
+       "T:2:1: error: expected a data description; a REPLACE statement cannot be carried out, "
+       "found "
        "'REPLACE'\n"},
       {"01 A PIC X.\nO5 B PIC X.",
        "T:2:1: error: expected a level number (01 to 49, 66, 77, 78 or 88), found 'O5'\n"},
@@ -53,9 +55,11 @@ TEST(Compiler, NamesPlaceWordAndExpectation) {
       {"01 R COMP-3. 05 A PIC 9 COMP.", "T:1:25: error: expected the usage of the group\n"},
       {"01 R. 05 A PIC 9 SIGN LEADING.",
        "T:1:18: error: expected a signed picture of usage DISPLAY with SIGN, found '9'\n"},
-      {"01 R OCCURS 3 PIC X.", "T:1:6: error: expected no OCCURS at level 01 or 77, found 'OCCURS'\n"},
+      {"01 R OCCURS 3 PIC X.",
+       "T:1:6: error: expected no OCCURS at level 01 or 77, found 'OCCURS'\n"},
       {"01 R. 05 A OCCURS 5 TO 2 PIC X.", "T:1:24: error: expected more occurrences, found '2'\n"},
-      {"01 R. 05 A OCCURS X PIC X.", "T:1:19: error: expected a number of occurrences, found 'X'\n"},
+      {"01 R. 05 A OCCURS X PIC X.",
+       "T:1:19: error: expected a number of occurrences, found 'X'\n"},
       {"01 R. 05 A OCCURS 99999999999999999999 PIC X.",
        "T:1:19: error: expected at most 2147483647 occurrences, found '99999999999999999999'\n"},
       {"01 R. 05 A OCCURS 70000. 10 B OCCURS 70000 PIC X.",
@@ -73,14 +77,16 @@ TEST(Compiler, NamesPlaceWordAndExpectation) {
        "T:1:44: error: expected the name of one item of the record, found 'D'\n"},
       {"01 R. 05 A PIC X. 05 B PIC X. 66 C RENAMES B THRU A.",
        "T:1:31: error: expected RENAMES of items in their order, found 'C'\n"},
-      {"01 R PIC X VALUE 'A.\n", "T:1:18: error: expected a closing quote, found 'A.'\n"
-                                  "T:1:21: error: expected a full stop, found 'end of text'\n"},
+      {"01 R PIC X VALUE 'A.\n",
+       "T:1:18: error: expected a closing quote, found 'A.'\n"
+       "T:1:21: error: expected a full stop, found 'end of text'\n"},
       {"77 A PIC X.\n05 B PIC X.", "T:2:1: error: expected level 01, found '05'\n"},
       {"01 R PIC X. EXEC SQL DECLARE.\n",
        "T:1:13: error: expected a level number (01 to 49, 66, 77, 78 or 88), found 'EXEC'\n"},
-      {"EXEC SQL DECLARE\n", "T:1:1: error: expected END-EXEC after EXEC\n"
-                             "T:1:17: error: expected a level number (01 to 49, 66, 77, 78 or 88), "
-                             "found 'end of text'\n"},
+      {"EXEC SQL DECLARE\n",
+       "T:1:1: error: expected END-EXEC after EXEC\n"
+       "T:1:17: error: expected a level number (01 to 49, 66, 77, 78 or 88), "
+       "found 'end of text'\n"},
       {std::string("\x7F\x45\x4C\x46\x01\0\0", 7),
        "T:1:1: error: expected a level number (01 to 49, 66, 77, 78 or 88), found '\\x7F'\n"},
   };
@@ -92,8 +98,8 @@ TEST(Compiler, NamesPlaceWordAndExpectation) {
 }
 
 TEST(Compiler, WarnsOfWhatItCanRead) {
-  const Compilation compilation(
-      "01 R. 05 A PIC 9 VALUE 'X'. 05 B PIC X VALUE 5. 10 C PIC X.", Settings());
+  const Compilation compilation("01 R. 05 A PIC 9 VALUE 'X'. 05 B PIC X VALUE 5. 10 C PIC X.",
+                                Settings());
   EXPECT_FALSE(compilation.ok);
   const Compilation warned(
       "01 R. 10 A PIC 9 VALUE 'X'. 05 B PIC X VALUE 5.. 05 B PIC 9 VALUE ZERO.");
@@ -147,7 +153,8 @@ TEST(Compiler, CarriesOutCopyWithReplacing) {
       {"CUST", "05 :TAG:-NAME PIC X(:LEN:). 05 OLD-NO PIC 9(4). 05 QQ PIC X. COPY INNER.\n"},
       {"INNER", "05 IN-NO PIC X. 05 NO-IN PIC X.\n"},
       {"LIB/CUST", "05 FROM-LIB PIC X(7).\n"},
-      {"LOOP", "05 A PIC X.\nCOPY LOOP.\n"}};
+      {"LOOP", "05 A PIC X.\nCOPY LOOP.\n"},
+      {"TAIL", "05 A PIC X.\nCOPY 'TAIL'"}};
   const auto layout = [&](const std::string& text) {
     const Compilation compilation(text, Settings(), files);
     return compilation.messages + compilation.Layout();
@@ -168,6 +175,9 @@ TEST(Compiler, CarriesOutCopyWithReplacing) {
             "RECORD R length 2\n    0     2 G 01 R\n    0     1 C   05 B\n    1     1 C   05 C\n");
   EXPECT_EQ(layout("01 R. COPY LOOP."),
             "LOOP:2:6: error: expected no COPY of a text within itself, found 'LOOP'\n"
+            "RECORD R length 1\n    0     1 G 01 R\n    0     1 C   05 A\n");
+  EXPECT_EQ(layout("01 R. COPY TAIL."),
+            "TAIL:2:6: error: expected no COPY of a text within itself, found 'TAIL'\n"
             "RECORD R length 1\n    0     1 G 01 R\n    0     1 C   05 A\n");
   EXPECT_EQ(layout("01 R PIC X.\nCOPY CUST REPLACING ==A BY ==B==."),
             "T:2:30: error: expected BY, found 'B'\nRECORD R length 1\n    0     1 C 01 R\n");

@@ -33,10 +33,12 @@ TEST(Expression, ReadsEverySpellingOfAComparison) {
       {"NE", {"<>", "NOT =", "IS NOT EQUAL TO", "IS UNEQUAL TO", "not equals", "is not ="}},
       {"GT", {">", "IS GREATER THAN", "GREATER", "EXCEEDS", "NOT LESS THAN OR EQUAL TO", "NOT <="}},
       {"LT", {"<", "IS LESS THAN", "LESS", "NOT >=", "IS <", "NOT GREATER OR EQUAL TO"}},
-      {"GE", {">=", "NOT <", "IS NOT LESS THAN", "GREATER THAN OR\n EQUAL TO", "GREATER OR EQUAL",
-              "IS >="}},
-      {"LE", {"<=", "NOT >", "IS NOT GREATER THAN", "LESS THAN OR EQUAL TO", "LESS OR EQUAL",
-              "NOT EXCEEDS"}},
+      {"GE",
+       {">=", "NOT <", "IS NOT LESS THAN", "GREATER THAN OR\n EQUAL TO", "GREATER OR EQUAL",
+        "IS >="}},
+      {"LE",
+       {"<=", "NOT >", "IS NOT GREATER THAN", "LESS THAN OR EQUAL TO", "LESS OR EQUAL",
+        "NOT EXCEEDS"}},
   };
   for (const auto& test : cases)
     for (const char* spelling : test.spellings)
@@ -88,7 +90,8 @@ TEST(Expression, NamesWhatIsWrong) {
       {"T() = 1", "E:1:3: error: expected subscripts, found ')'"},
       {"U(1 2", "E:1:6: error: expected ')', found 'end of text'"},
       {"B = - 'A'", "E:1:7: error: expected a number, found 'A'"},
-      {std::string(1000000, '('), "E:1:101: error: expected at most 100 open parentheses, found '('"},
+      {std::string(1000000, '('),
+       "E:1:101: error: expected at most 100 open parentheses, found '('"},
   };
   for (const auto& test : cases)
     EXPECT_EQ(Parse(test.text), test.message) << test.text.substr(0, 40);

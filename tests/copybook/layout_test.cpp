@@ -112,7 +112,7 @@ RECORD S length 10
   for (const LayoutCase& test : cases) Check(test);
   // Level 77 and top levels without 01 are records too, each from offset 0.
   const Compilation records(
-"05 A PIC X. 05 B. 10 C PIC X(2).\n77 D PIC 9(4) COMP.\n1 E. 2 F PIC X.");
+      "05 A PIC X. 05 B. 10 C PIC X(2).\n77 D PIC 9(4) COMP.\n1 E. 2 F PIC X.");
   EXPECT_EQ(records.Layout(),
             "RECORD A length 3\n    0     1 C 05 A\n    1     2 G 05 B\n    1     2 C   10 C\n"
             "RECORD D length 2\n    0     2 B 77 D  digits 4\n"
@@ -138,6 +138,43 @@ TEST(Layout, PutsSlackBytesBeforeSynchronizedItems) {
    40     8 R   05 H
    48     1 C   05 I
    48     2 B   05 J  digits 4  redefines I
+)"});
+}
+
+// Each of these is at odds with a compiler that pads relative to the group or before the last item.
+TEST(Layout, AlignsWithinGroupsAndTables) {
+  Check({"before the groups that begin with the item", R"(
+01 R. 05 A PIC X(5). 05 B. 10 C. 15 D PIC 9(9) COMP SYNC. 15 E PIC X. 10 F PIC X.)",
+         R"(RECORD R length 14
+    0    14 G 01 R
+    0     5 C   05 A
+    8     6 G   05 B
+    8     5 G     10 C
+    8     4 B       15 D  digits 9
+   12     1 C       15 E
+   13     1 C     10 F
+)"});
+  Check({"a table whose item is in a group below it", R"(
+01 R. 05 T OCCURS 3. 10 A PIC X. 10 G. 15 B PIC X. 15 C PIC 9 COMP SYNC. 15 D PIC X. 05 Z PIC X.)",
+         R"(RECORD R length 19
+    0    19 G 01 R
+    0     6 G   05 T  occurs 3
+    0     1 C     10 A
+    1     4 G     10 G
+    1     1 C       15 B
+    2     2 B       15 C  digits 1
+    4     1 C       15 D
+   18     1 C   05 Z
+)"});
+  Check({"an item redefined, and the last of an element", R"(
+01 R. 05 T OCCURS 2. 10 A PIC X. 10 B COMP-1 SYNC. 10 C REDEFINES B PIC X(6). 10 D PIC X(3).)",
+         R"(RECORD R length 32
+    0    32 G 01 R
+    0    16 G   05 T  occurs 2
+    0     1 C     10 A
+    4     4 R     10 B
+    4     6 C     10 C  redefines B
+   10     3 C     10 D
 )"});
 }
 

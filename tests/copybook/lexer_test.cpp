@@ -66,10 +66,11 @@ TEST(Lexer, TellsFixedFromFreeFormatByTheText) {
 TEST(Lexer, JoinsContinuationLines) {
   // A word goes on at the first character, a literal after a repeated quote; an open literal
   // reaches to column 72.
-  EXPECT_EQ(Tokens("000100 05 CUST-\n000200-    NAME VALUE 'AB\n000300* between\n000400-    'CD'.\n",
-                   Reading::kCopybook),
-            "1:8 N 05\n1:11 W CUST-NAME\n2:17 W VALUE\n2:23 S AB" + std::string(47, ' ') +
-                "CD\n4:16 P .\n");
+  EXPECT_EQ(
+      Tokens("000100 05 CUST-\n000200-    NAME VALUE 'AB\n000300* between\n000400-    'CD'.\n",
+             Reading::kCopybook),
+      "1:8 N 05\n1:11 W CUST-NAME\n2:17 W VALUE\n2:23 S AB" + std::string(47, ' ') +
+          "CD\n4:16 P .\n");
 }
 
 TEST(Lexer, ReadsAPushedBackTokenInAnotherWay) {

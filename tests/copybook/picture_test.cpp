@@ -15,9 +15,9 @@ std::string Analyze(std::string_view text) {
   if (!AnalyzePicture(text, Settings(), picture, error))
     return "error at " + std::to_string(error.at);
   std::string out = kNames[static_cast<int>(picture.category)];
-  for (const auto& part : {std::string(" "), std::to_string(picture.size), std::string(" "),
-                           std::to_string(picture.digits), std::string(","),
-                           std::to_string(picture.decimals)})
+  for (const auto& part :
+       {std::string(" "), std::to_string(picture.size), std::string(" "),
+        std::to_string(picture.digits), std::string(","), std::to_string(picture.decimals)})
     out += part;
   return out + (picture.is_signed ? " signed" : "");
 }
@@ -57,13 +57,34 @@ TEST(Picture, NamesThePlaceOfWhatIsWrong) {
     std::string text;
     std::size_t at;
   } cases[] = {
-      {"X(5", 1},          {"X(0)", 1},         {"X()", 1},           {"9(5)Q", 4},
-      {"9S9", 1},          {"S9S9", 2},         {"9V9V9", 3},         {"9.9.9", 3},
-      {"9V9PP", 3},        {"Z9Z", 2},          {"Z*9", 1},           {"$-9", 1},
-      {"9CR9", 3},         {"+9CR", 2},         {"+-9", 1},           {"X9V9", 2},
-      {"V", 0},            {"PP", 0},           {"XC", 1},            {"9(32)", 0},
-      {"9(1000000000)", 0}, {"X(2147483648)", 1}, {"X(99999999999999999999)", 1},
-      {"X(2147483647)X", 0}, {std::string(256, '9'), 0}, {"1X", 1}, {"ZS9", 1}, {"9E9", 1},
+      {"X(5", 1},
+      {"X(0)", 1},
+      {"X()", 1},
+      {"9(5)Q", 4},
+      {"9S9", 1},
+      {"S9S9", 2},
+      {"9V9V9", 3},
+      {"9.9.9", 3},
+      {"9V9PP", 3},
+      {"Z9Z", 2},
+      {"Z*9", 1},
+      {"$-9", 1},
+      {"9CR9", 3},
+      {"+9CR", 2},
+      {"+-9", 1},
+      {"X9V9", 2},
+      {"V", 0},
+      {"PP", 0},
+      {"XC", 1},
+      {"9(32)", 0},
+      {"9(1000000000)", 0},
+      {"X(2147483648)", 1},
+      {"X(99999999999999999999)", 1},
+      {"X(2147483647)X", 0},
+      {std::string(256, '9'), 0},
+      {"1X", 1},
+      {"ZS9", 1},
+      {"9E9", 1},
   };
   for (const auto& test : cases)
     EXPECT_EQ(Analyze(test.text), "error at " + std::to_string(test.at)) << test.text;

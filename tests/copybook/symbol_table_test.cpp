@@ -31,7 +31,8 @@ TEST(SymbolTable, FindsNamesWithTheirQualifiersInAnyCase) {
 }
 
 TEST(SymbolTable, WalksTheItemsInSourceOrder) {
-  const Compilation compilation("01 R. 05 G. 10 A PIC X. 05 B PIC X.\n66 N RENAMES A.\n77 C PIC X.");
+  const Compilation compilation(
+      "01 R. 05 G. 10 A PIC X. 05 B PIC X.\n66 N RENAMES A.\n77 C PIC X.");
   std::string names;
   for (const Field* field = compilation.table.First(); field != nullptr; field = field->next)
     names += field->name;
