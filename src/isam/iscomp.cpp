@@ -34,27 +34,30 @@ Stored HowStored(const Index& index, const Byte* previous, const Byte* key) {
 
 }  // namespace
 
-std::size_t isCompKey(const Index& index, const Byte* entries, int count, Byte* to) {
+std::size_t isCompKey(const Index& index, const Byte* previous, const Byte* key, Byte* to) {
+  const Stored stored = HowStored(index, previous, key);
+  if (stored.repeats) return 0;
+  const std::size_t middle = index.length - stored.leading - stored.trailing;
+  const std::size_t counts = (index.has(LCOMPRESS) ? 1 : 0) + (index.has(TCOMPRESS) ? 1 : 0);
+  if (to != nullptr) {
+    if (index.has(LCOMPRESS)) *to++ = static_cast<Byte>(stored.leading);
+    if (index.has(TCOMPRESS)) *to++ = static_cast<Byte>(stored.trailing);
+    std::memcpy(to, key + stored.leading, middle);
+  }
+  return counts + middle;
+}
+
+std::size_t isCompEntries(const Index& index, const Byte* entries, int count, Byte* to) {
   const std::size_t tail = index.entry_size - index.length;
-  std::size_t size = 0, last_pointer = 0;
-  const auto put = [&](const Byte* from, std::size_t bytes) {
-    if (to != nullptr) std::memcpy(to + size, from, bytes);
-    size += bytes;
-  };
   const Byte* previous = nullptr;
+  std::size_t size = 0;
   for (int i = 0; i < count; ++i, entries += index.entry_size) {
-    const Stored stored = HowStored(index, previous, entries);
-    if (stored.repeats) {
-      if (to != nullptr) to[last_pointer] |= 0x80;
-    } else {
-      const auto leading = static_cast<Byte>(stored.leading);
-      const auto trailing = static_cast<Byte>(stored.trailing);
-      if (index.has(LCOMPRESS)) put(&leading, 1);
-      if (index.has(TCOMPRESS)) put(&trailing, 1);
-      put(entries + stored.leading, index.length - stored.leading - stored.trailing);
+    const std::size_t key = isCompKey(index, previous, entries, to == nullptr ? to : to + size);
+    if (to != nullptr) {
+      if (key == 0) to[size - layout::tree_node::kPointerWidth] |= 0x80;  // the one before repeats
+      std::memcpy(to + size + key, entries + index.length, tail);
     }
-    put(entries + index.length, tail);
-    last_pointer = size - layout::tree_node::kPointerWidth;
+    size += key + tail;
     previous = entries;
   }
   return size;
@@ -71,14 +74,15 @@ void isCompScan(const Index& index, const Byte* node, std::size_t used,
       std::size_t leading = 0, trailing = 0;
       if (index.has(LCOMPRESS)) leading = node[at++];
       if (index.has(TCOMPRESS)) trailing = node[at++];
-      if (leading + trailing > index.length || (first && leading > 0)) ISAM_FATAL();
+      if (leading + trailing > index.length || (first && leading > 0))
+        isFatal("iscomp.c", __LINE__);
       const std::size_t middle = index.length - leading - trailing;
-      if (at + middle + tail > used) ISAM_FATAL();
+      if (at + middle + tail > used) isFatal("iscomp.c", __LINE__);
       std::copy_n(node + at, middle, key.begin() + static_cast<std::ptrdiff_t>(leading));
       std::fill(key.end() - static_cast<std::ptrdiff_t>(trailing), key.end(), PadOf(index));
       at += middle;
     }
-    if (at + tail > used) ISAM_FATAL();
+    if (at + tail > used) isFatal("iscomp.c", __LINE__);
     entries.insert(entries.end(), key.begin(), key.end());
     entries.insert(entries.end(), node + at, node + at + tail);
     at += tail;
@@ -86,7 +90,7 @@ void isCompScan(const Index& index, const Byte* node, std::size_t used,
     repeats = (mark & 0x80) != 0;
     mark &= 0x7F;
   }
-  if (repeats) ISAM_FATAL();
+  if (repeats) isFatal("iscomp.c", __LINE__);
 }
 
 }  // namespace isam

@@ -5,6 +5,8 @@
 // change counter tells everybody that the file has changed.
 #pragma once
 
+#include <isam.h>
+
 #include <array>
 #include <cstdint>
 #include <memory>
@@ -13,6 +15,7 @@
 #include <vector>
 
 #include "isam/iskey.h"
+#include "isam/ismemory.h"
 #include "isam/issystem.h"
 #include "isam/layout.h"
 
@@ -24,7 +27,7 @@ struct FreeList {
   std::uint32_t highest = 0;  // the highest number ever given
   std::size_t used = 0;       // of the head node
   enum class State { kNotLoaded, kClean, kChanged } state = State::kNotLoaded;
-  std::vector<Byte> node;
+  Buffer node;
 };
 
 enum class FreeKind { kNode = 1, kRecord = 2 };
@@ -54,15 +57,18 @@ struct File {
   std::uint64_t epoch = 0;     // counts every change that this process has made or seen
 
   // Locks and users.
-  int handles = 0;
+  std::vector<int> modes;  // of the handles
   bool writable = false;
   bool exclusive = false;
-  bool shares_exclusive = false;  // mode bit ISSHAREOWN
   enum class Held { kNothing, kRead, kWrite } held = Held::kNothing;
   int holder = 0;                                                   // process of the last conflict
   std::vector<std::pair<std::uint32_t, const void*>> record_locks;  // record, handle
 
-  std::vector<Byte> scratch;  // for storage that is not mapped
+  // Work space, taken once: for a record, and for a node, that is not read from a mapping; for a
+  // node about to be stored; for the entries of a compressed node, and of one about to be stored.
+  std::vector<Byte> scratch;
+  Buffer node_scratch, image;
+  std::vector<Byte> entries_scratch, entries_changed;
 
   [[nodiscard]] std::size_t slot_length() const {
     return record_length + layout::slot::kStatusWidth +
@@ -83,7 +89,11 @@ struct File {
 // ---- nodes
 
 // A node as it stands, checked to lie in the file; `scratch` as Storage::Read has it.
-[[nodiscard]] const Byte* isGetNode(File& file, std::uint32_t node, Byte* scratch);
+[[nodiscard]] inline const Byte* isGetNode(File& file, std::uint32_t node, Byte* scratch) {
+  if (node < layout::kDictionaryNode || node > file.free_nodes.highest) [[unlikely]]
+    throw Failure{EBADFILE};
+  return file.index.Read(file.node_offset(node), file.node_size, scratch);
+}
 // Stores a node. Room for it has been reserved by isGetFree.
 void isPutNode(File& file, const Byte* bytes, std::uint32_t node);
 // Puts the marks of key-description and free-list nodes.
@@ -113,12 +123,18 @@ void RewriteKeyEntries(File& file);
 // ---- free lists
 
 [[nodiscard]] std::uint32_t isGetFree(File& file, FreeKind kind);
+// A node number that was never given before.
+[[nodiscard]] std::uint32_t isNextNode(File& file);
 void isPutFree(File& file, FreeKind kind, std::uint32_t number);
 void isFreeWrite(File& file);
 [[nodiscard]] std::uint32_t isFreeCount(File& file, FreeKind kind);
 void isFreeClear(File& file);
-// Empties the list of record numbers; the nodes go back.
-void isFreeDrop(File& file);
+// Forgets the cached ways through the trees.
+void isPathClear(File& file);
+// Makes sure that numbers can be taken from both lists. Fails with EBADFILE.
+void isFreeTest(File& file);
+// Empties the list of record numbers; its nodes go back. EBADARG for the other one.
+void isFreeDrop(File& file, FreeKind kind);
 
 // ---- data slots
 
@@ -131,6 +147,8 @@ void isDelData(File& file, std::uint32_t number);
 // ---- locks
 
 void isLockOpen(File& file, bool exclusive);
+// Lets others in again, but for the records that are locked.
+void isLockShare(File& file);
 void isLockRead(File& file);
 void isLockWrite(File& file);
 void isDropLock(File& file);

@@ -27,32 +27,52 @@ std::uint32_t NextHighest(File& file, FreeKind kind) {
   return ++list.highest;
 }
 
+bool IsListNode(const File& file, const Byte* node) {
+  const std::size_t used = LoadBig<std::uint16_t>(node + f::kUsed);
+  return std::equal(layout::kFreeNodeMark.begin(), layout::kFreeNodeMark.end(),
+                    node + file.node_size - layout::kMarkFromEnd) &&
+         used >= f::kFirst && used <= file.limit() && (used - f::kFirst) % f::kNumberWidth == 0;
+}
+
+// Fails when a number cannot be free: nothing that it names would be safe.
+void NeedFreeNumber(const File& file, const FreeList& list, std::uint32_t number) {
+  bool in_use = number < 1 || number > list.highest;
+  if (&list == &file.free_nodes)
+    in_use = in_use || number == layout::kDictionaryNode || number == file.key_node ||
+             std::any_of(file.indexes.begin(), file.indexes.end(), [number](const Index& index) {
+               return number == index.root || number == index.described_in;
+             });
+  if (in_use) throw Failure{EBADFILE};
+}
+
+// Takes over the head of a list, and makes sure of the one behind it.
 void LoadHead(File& file, FreeList& list) {
   if (list.state != FreeList::State::kNotLoaded) return;
-  list.node.resize(file.node_size);
-  const Byte* const node = isGetNode(file, list.head, list.node.data());
-  if (node != list.node.data()) std::copy_n(node, file.node_size, list.node.data());
+  if (list.node == nullptr) list.node = is_malloc(file.node_size);
+  const Byte* const node = isGetNode(file, list.head, list.node.get());
+  if (node != list.node.get()) std::copy_n(node, file.node_size, list.node.get());
   list.used = LoadBig<std::uint16_t>(&list.node[f::kUsed]);
-  const bool marked = std::equal(layout::kFreeNodeMark.begin(), layout::kFreeNodeMark.end(),
-                                 &list.node[file.node_size - layout::kMarkFromEnd]);
-  if (!marked || list.used < f::kFirst || list.used > file.limit() ||
-      (list.used - f::kFirst) % f::kNumberWidth != 0)
+  const auto next = LoadBig<std::uint32_t>(&list.node[f::kNext]);
+  if (!IsListNode(file, list.node.get()) ||
+      (next != 0 && !IsListNode(file, isGetNode(file, next, file.node_scratch.get()))))
     throw Failure{EBADFILE};
+  for (std::size_t at = f::kFirst; at < list.used; at += f::kNumberWidth)
+    NeedFreeNumber(file, list, LoadBig<std::uint32_t>(&list.node[at]));
   list.state = FreeList::State::kClean;
 }
 
 void WriteHead(File& file, FreeList& list) {
   if (list.state != FreeList::State::kChanged) return;
-  isPutNode(file, list.node.data(), list.head);
+  isPutNode(file, list.node.get(), list.head);
   list.state = FreeList::State::kClean;
 }
 
 // Makes `node` the head of a list, in front of the old one.
 void PushHead(File& file, FreeList& list, std::uint32_t node) {
   WriteHead(file, list);
-  list.node.assign(file.node_size, 0);
+  list.node = is_malloc(file.node_size);
   StoreBig(&list.node[f::kNext], list.head);
-  isMarkNode(file, list.node.data(), layout::kFreeNodeMark);
+  isMarkNode(file, list.node.get(), layout::kFreeNodeMark);
   list.head = node;
   list.used = f::kFirst;
   StoreBig(&list.node[f::kUsed], static_cast<std::uint16_t>(list.used));
@@ -66,6 +86,8 @@ void PopHead(FreeList& list) {
 }
 
 }  // namespace
+
+std::uint32_t isNextNode(File& file) { return NextHighest(file, FreeKind::kNode); }
 
 std::uint32_t isGetFree(File& file, FreeKind kind) {
   FreeList& list = ListOf(file, kind);
@@ -81,7 +103,6 @@ std::uint32_t isGetFree(File& file, FreeKind kind) {
   }
   list.used -= f::kNumberWidth;
   const auto number = LoadBig<std::uint32_t>(&list.node[list.used]);
-  if (number < 1 || number > list.highest) throw Failure{EBADFILE};
   StoreBig(&list.node[f::kUsed], static_cast<std::uint16_t>(list.used));
   list.state = FreeList::State::kChanged;
   if (kind == FreeKind::kRecord && list.used == f::kFirst) {
@@ -115,7 +136,7 @@ void isFreeWrite(File& file) {
 
 std::uint32_t isFreeCount(File& file, FreeKind kind) {
   FreeList& list = ListOf(file, kind);
-  if (list.state == FreeList::State::kChanged) ISAM_FATAL();
+  if (list.state == FreeList::State::kChanged) isFatal("isfree.c", __LINE__);
   std::vector<Byte> scratch(file.node_size);
   std::uint32_t count = 0, nodes = 0;
   for (std::uint32_t number = list.head; number != 0;) {
@@ -133,7 +154,16 @@ void isFreeClear(File& file) {
   file.free_nodes.state = file.free_records.state = FreeList::State::kNotLoaded;
 }
 
-void isFreeDrop(File& file) {
+void isFreeTest(File& file) {
+  for (FreeList* const list : {&file.free_nodes, &file.free_records}) {
+    if (list->head == 0) continue;
+    if (list == &file.free_nodes) NeedFreeNumber(file, *list, list->head);
+    LoadHead(file, *list);
+  }
+}
+
+void isFreeDrop(File& file, FreeKind kind) {
+  if (kind == FreeKind::kNode) throw Failure{EBADARG};
   FreeList& list = file.free_records;
   std::vector<Byte> scratch(file.node_size);
   std::vector<std::uint32_t> nodes;

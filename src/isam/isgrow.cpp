@@ -1,13 +1,11 @@
-// Inserting into and deleting from a tree.
+// How a tree grows and shrinks.
 
 #include <algorithm>
-#include <cstring>
 
-#include "isam/istree.h"
+#include "isam/isnode.h"
 
 namespace isam {
 
-using tolvane::LoadBig;
 using tolvane::LoadBigWidth;
 using tolvane::StoreBig;
 using tolvane::StoreBigWidth;
@@ -15,132 +13,159 @@ namespace n = layout::tree_node;
 
 namespace {
 
-std::vector<Byte> MakeEntry(const Index& index, const Byte* target, std::uint32_t pointer) {
-  std::vector<Byte> entry(index.entry_size);
-  std::memcpy(entry.data(), target, index.entry_size - n::kPointerWidth);
-  StoreBig(&entry[index.entry_size - n::kPointerWidth], pointer);
+constexpr char kSource[] = "isgrow.c";
+
+// The entry for a child whose last entry is `last`.
+Target EntryForChild(const Index& index, const Byte* last, std::uint32_t child) {
+  Target entry;
+  const std::size_t pointer = index.entry_size - n::kPointerWidth;
+  std::memcpy(entry.bytes.data(), last, pointer);
+  StoreBig(&entry.bytes[pointer], child);
   return entry;
+}
+
+// The entries of a node with one more at `at`.
+std::vector<Byte> WithEntry(const Index& index, const Node& node, int at, const Byte* entry) {
+  std::vector<Byte> entries;
+  entries.reserve(static_cast<std::size_t>(node.count + 1) * index.entry_size);
+  entries.assign(node.entries, node.entry(index, at));
+  entries.insert(entries.end(), entry, entry + index.entry_size);
+  entries.insert(entries.end(), node.entry(index, at), node.entry(index, node.count));
+  return entries;
 }
 
 }  // namespace
 
-std::size_t Tree::EncodedSize(const Byte* entries, int count) const {
-  if (!index_.is_compressed()) return static_cast<std::size_t>(count) * index_.entry_size;
-  return isCompKey(index_, entries, count, nullptr);
-}
-
-// A whole node as it is stored.
-std::vector<Byte> Tree::Encode(const Byte* entries, int count, int level) const {
-  std::vector<Byte> node(file_.node_size);
-  std::size_t bytes = static_cast<std::size_t>(count) * index_.entry_size;
-  if (index_.is_compressed()) {
-    bytes = isCompKey(index_, entries, count, &node[n::kFirst]);
-  } else {
-    std::memcpy(&node[n::kFirst], entries, bytes);
-  }
-  StoreBig(&node[n::kUsed], static_cast<std::uint16_t>(bytes + n::kFirst));
-  node[file_.node_size - n::kLevelFromEnd] = static_cast<Byte>(level);
-  return node;
-}
-
-void Tree::Insert(const Target& target, std::uint32_t record, Path& path) {
-  const auto entry = MakeEntry(index_, target.bytes.data(), record);
-  if (path.epoch != file_.epoch || path.depth == 0) (void)FindPlace(target, path);
-  InsertAt(path, path.depth - 1, path.leaf().at, entry.data());
+void Tree::isTreeInsert(Target& target, std::uint32_t record, Path& path) {
+  if (path.depth == 0) (void)FindPlace(target, path);
+  StoreBig(&target.bytes[index_.entry_size - n::kPointerWidth], record);
+  InsertAt(path, path.depth - 1, path.leaf().at, target.bytes.data());
 }
 
 void Tree::InsertAt(Path& path, int level, int at, const Byte* entry) {
   const std::uint32_t number = path.step(level).node;
   const Node node = Load(number, -1);
-  const std::size_t size = index_.entry_size;
-  const bool fits_plain = !index_.is_compressed() && node.used + size < file_.limit();
-  if (fits_plain && at == node.count) {
-    // The entry stands beyond the used bytes until the count says otherwise.
-    const std::uint64_t offset = file_.node_offset(number);
-    Byte used[2];
-    StoreBig(used, static_cast<std::uint16_t>(node.used + size));
-    file_.index.Write(offset + node.used, entry, size);
-    file_.index.Write(offset + n::kUsed, used, sizeof used);
-    return;
-  }
-  std::vector<Byte> entries(node.entries,
-                            node.entries + static_cast<std::size_t>(node.count) * size);
-  if (fits_plain) {
-    entries.insert(
-        entries.begin() + static_cast<std::ptrdiff_t>(static_cast<std::size_t>(at) * size), entry,
-        entry + size);
-    isPutNode(file_, Encode(entries.data(), node.count + 1, node.level).data(), number);
-    return;
-  }
-  if (index_.is_compressed()) {
-    std::vector<Byte> grown = entries;
-    grown.insert(grown.begin() + static_cast<std::ptrdiff_t>(static_cast<std::size_t>(at) * size),
-                 entry, entry + size);
-    if (EncodedSize(grown.data(), node.count + 1) + n::kFirst < file_.limit()) {
-      isPutNode(file_, Encode(grown.data(), node.count + 1, node.level).data(), number);
-      return;
-    }
-  }
-  SplitInsert(path, level, at, entries, node.count, node.level, entry);
+  if (!index_.is_compressed() && node.used + index_.entry_size < file_.limit())
+    return flatins(number, node, at, entry);
+  StoreEntries(path, level, WithEntry(index_, node, at, entry), node.level, LowerShare(node, at));
 }
 
-// How many entries go to the lower node: all when the new one comes behind them, so that an
-// ascending run leaves full nodes.
-int Tree::SplitPoint(const std::vector<Byte>& entries, int count, int at) const {
-  if (at == count) return count;
-  if (!index_.is_compressed()) return count / 2;
-  const std::size_t half = (EncodedSize(entries.data(), count) + n::kFirst) / 2;
+void Tree::flatins(std::uint32_t number, const Node& node, int at, const Byte* entry) {
+  if (at > node.count) isFatal(kSource, __LINE__);
+  const std::size_t size = index_.entry_size;
+  const std::size_t before = n::kFirst + static_cast<std::size_t>(at) * size;
+  const std::uint64_t offset = file_.node_offset(number);
+  Byte* const image = file_.image.get();
+  StoreBig(image, static_cast<std::uint16_t>(node.used + size));
+  if (at == node.count) {
+    // The entry stands beyond the used bytes until the count says otherwise.
+    file_.index.Write(offset + node.used, entry, size);
+    file_.index.Write(offset, image, sizeof(std::uint16_t));
+    return;
+  }
+  std::memcpy(image + n::kFirst, node.entries, before - n::kFirst);
+  std::memcpy(image + before, entry, size);
+  std::memcpy(image + before + size, node.bytes + before, node.used - before);
+  file_.index.Write(offset, image, node.used + size);
+}
+
+// Where compressed entries are split: behind the first one that ends at or past half of their
+// bytes.
+int Tree::comphalf(const Byte* entries, int count) const {
+  const std::size_t half = (isCompEntries(index_, entries, count, nullptr) + n::kFirst) / 2;
   int lower = 1;
-  while (lower < count - 1 && EncodedSize(entries.data(), lower) + n::kFirst < half) ++lower;
+  while (lower < count - 1 && isCompEntries(index_, entries, lower, nullptr) + n::kFirst < half)
+    ++lower;
   return lower;
 }
 
-void Tree::SplitInsert(Path& path, int level, int at, std::vector<Byte>& entries, int count,
-                       int node_level, const Byte* entry) {
-  const std::size_t size = index_.entry_size;
-  const auto offset = [size](int i) {
-    return static_cast<std::ptrdiff_t>(static_cast<std::size_t>(i) * size);
-  };
-  const int split = SplitPoint(entries, count, at);
-  std::vector<Byte> lower(entries.begin(), entries.begin() + offset(split));
-  std::vector<Byte> upper(entries.begin() + offset(split), entries.end());
-  const bool into_lower = at <= split && split != count;
-  std::vector<Byte>& half = into_lower ? lower : upper;
-  half.insert(half.begin() + offset(into_lower ? at : at - split), entry, entry + size);
-  const int lower_count = static_cast<int>(lower.size() / size);
-  const int upper_count = static_cast<int>(upper.size() / size);
+// How many entries go to the lower node when a node has no room for a new one at `at`: the first
+// half with the new one where it falls, or all old ones when the new one comes behind them, so that
+// an ascending run leaves full nodes.
+int Tree::LowerShare(const Node& node, int at) const {
+  if (at == node.count) return at;
+  const int split = index_.is_compressed() ? comphalf(node.entries, node.count) : node.count / 2;
+  return at <= split ? split + 1 : split;
+}
 
+bool Tree::Fits(const Byte* entries, int count) const {
+  const std::size_t bytes = index_.is_compressed()
+                                ? isCompEntries(index_, entries, count, nullptr)
+                                : static_cast<std::size_t>(count) * index_.entry_size;
+  return bytes + n::kFirst < file_.limit();
+}
+
+// Stores entries in the node of a path's step, or in two nodes when they are too many: `lower` of
+// them in a new one, the rest in the old one.
+void Tree::StoreEntries(Path& path, int level, const std::vector<Byte>& entries, int node_level,
+                        int lower) {
+  const int count = static_cast<int>(entries.size() / index_.entry_size);
   const std::uint32_t number = path.step(level).node;
+  if (Fits(entries.data(), count)) return StoreNode(number, entries.data(), count, node_level);
+
+  index_.edge.depth = 0;
+  const auto entry_at = [&](int i) {
+    return &entries[static_cast<std::size_t>(i) * index_.entry_size];
+  };
+  // Long compressed keys may make a half too large. A node filled up leaves a rest that fits.
+  while (lower > 1 && !Fits(entry_at(0), lower)) --lower;
+  while (lower + 1 < count && !Fits(entry_at(lower), count - lower)) ++lower;
+  if (!Fits(entry_at(0), lower) || !Fits(entry_at(lower), count - lower))
+    isFatal(kSource, __LINE__);
+
   const std::uint32_t new_node = NewNode();
-  isPutNode(file_, Encode(lower.data(), lower_count, node_level).data(), new_node);
-  const auto for_lower = MakeEntry(index_, &lower[lower.size() - size], new_node);
+  StoreNode(new_node, entry_at(0), lower, node_level);
+  const Target for_lower = EntryForChild(index_, entry_at(lower - 1), new_node);
   if (level > 0) {
-    InsertAt(path, level - 1, path.step(level - 1).at, for_lower.data());
-    isPutNode(file_, Encode(upper.data(), upper_count, node_level).data(), number);
+    InsertSeparator(path, level - 1, for_lower, entry_at(count - 1));
+    StoreNode(number, entry_at(lower), count - lower, node_level);
     return;
   }
   // The root keeps its number and moves up a level.
   const std::uint32_t upper_node = NewNode();
-  isPutNode(file_, Encode(upper.data(), upper_count, node_level).data(), upper_node);
-  std::vector<Byte> root = for_lower;
-  const auto for_upper = MakeEntry(index_, &upper[upper.size() - size], upper_node);
-  root.insert(root.end(), for_upper.begin(), for_upper.end());
-  isPutNode(file_, Encode(root.data(), 2, node_level + 1).data(), number);
+  StoreNode(upper_node, entry_at(lower), count - lower, node_level);
+  const Target for_upper = EntryForChild(index_, entry_at(count - 1), upper_node);
+  std::vector<Byte> root(for_lower.bytes.data(), for_lower.bytes.data() + index_.entry_size);
+  root.insert(root.end(), for_upper.bytes.data(), for_upper.bytes.data() + index_.entry_size);
+  StoreNode(number, root.data(), 2, node_level + 1);
 }
 
-void Tree::RemoveAt(std::uint32_t number, int at) {
-  const Node node = Load(number, -1);
-  std::vector<Byte> entries(
-      node.entries, node.entries + static_cast<std::size_t>(node.count) * index_.entry_size);
-  const auto begin = entries.begin() +
-                     static_cast<std::ptrdiff_t>(static_cast<std::size_t>(at) * index_.entry_size);
-  entries.erase(begin, begin + static_cast<std::ptrdiff_t>(index_.entry_size));
-  isPutNode(file_, Encode(entries.data(), node.count - 1, node.level).data(), number);
+// Enters a new lower node before the node that it was split off. The last entry of a level, which
+// counts as without bound, may have fallen behind its child's keys: `upper_last`, the greatest one
+// that stays, then takes its place, so that the entries remain in order.
+void Tree::InsertSeparator(Path& path, int level, const Target& for_lower, const Byte* upper_last) {
+  const Path::Step& step = path.step(level);
+  const Node node = Load(step.node, -1);
+  const bool behind =
+      step.at + 1 == node.count && isTargetCmp(index_, node.entry(index_, step.at), upper_last) < 0;
+  if (!behind) return InsertAt(path, level, step.at, for_lower.bytes.data());
+  auto entries = WithEntry(index_, node, step.at, for_lower.bytes.data());
+  std::memcpy(&entries[entries.size() - index_.entry_size], upper_last,
+              index_.entry_size - n::kPointerWidth);
+  StoreEntries(path, level, entries, node.level, LowerShare(node, step.at));
 }
 
-void Tree::Delete(const Target& target, std::uint32_t record, Path& path) {
-  const bool found = Seek(target, path);
-  const Byte* const entry = found ? EntryAt(path) : nullptr;
+// Takes an entry out of a node. Compressed, the next one may need more room then. Above the leaves
+// the bound of a last entry goes to the one before.
+void Tree::RemoveAt(Path& path, int level) {
+  const Path::Step& step = path.step(level);
+  const Node node = Load(step.node, -1);
+  const std::size_t size = index_.entry_size;
+  const std::size_t at = static_cast<std::size_t>(step.at) * size;
+  const std::size_t all = static_cast<std::size_t>(node.count) * size;
+  std::vector<Byte> entries(node.entries, node.entries + all);
+  if (node.level > 0 && at > 0 && at + size == all)
+    std::memcpy(&entries[at - size], &entries[at], size - n::kPointerWidth);
+  const auto begin = entries.begin() + static_cast<std::ptrdiff_t>(at);
+  entries.erase(begin, begin + static_cast<std::ptrdiff_t>(size));
+  const int left = node.count - 1;
+  const int lower = index_.is_compressed() ? comphalf(entries.data(), left) : left;
+  StoreEntries(path, level, entries, node.level, lower);
+}
+
+void Tree::isTreeDelete(const Target& target, std::uint32_t record, Path& path) {
+  index_.edge.depth = 0;
+  const Byte* const entry = path.depth == 0 ? isTreeMatch(target, path) : isTreeCurr(path);
   const std::size_t bytes = index_.length + index_.counter_width;
   if (entry == nullptr || std::memcmp(entry, target.bytes.data(), bytes) != 0 ||
       RecordOf(entry) != record)
@@ -151,9 +176,9 @@ void Tree::Delete(const Target& target, std::uint32_t record, Path& path) {
   while (level > 0 && path.step(level).count == 1) emptied.push_back(path.step(level--).node);
   const Path::Step& step = path.step(level);
   if (level == 0 && step.count == 1) {
-    isPutNode(file_, Encode(nullptr, 0, 0).data(), step.node);
+    StoreNode(step.node, nullptr, 0, 0);
   } else {
-    RemoveAt(step.node, step.at);
+    RemoveAt(path, level);
   }
   for (const std::uint32_t node : emptied) isPutFree(file_, FreeKind::kNode, node);
 }
@@ -165,8 +190,8 @@ std::uint32_t Tree::MostCounter() const {
 std::uint32_t Tree::NextCounter(const Byte* key, Path& path) {
   if (FindPlace(MakeTarget(index_, key, 0xFFFFFFFF), path)) throw Failure{EBADFILE};
   Path before = path;
-  if (!Previous(before)) return 0;
-  const Byte* const entry = EntryAt(before);
+  const Byte* const entry = isTreePrev(before);
+  if (entry == nullptr) return 0;
   const bool repeats = isKeyMatch(index_, entry, key);
   const auto counter = repeats ? static_cast<std::uint32_t>(
                                      LoadBigWidth(entry + index_.length, index_.counter_width) + 1)
@@ -176,41 +201,39 @@ std::uint32_t Tree::NextCounter(const Byte* key, Path& path) {
   return counter;
 }
 
-std::uint32_t Tree::Count(const Byte* key, Path& path) {
-  std::uint32_t count = 0;
-  for (bool found = Seek(MakeTarget(index_, key, 0), path);
-       found && isKeyMatch(index_, EntryAt(path), key); found = Next(path))
-    ++count;
-  return count;
-}
-
-void Tree::Renumber(const Byte* key) {
+std::uint32_t Tree::Renumber(const Byte* key, bool store) {
+  if (store) index_.edge.depth = 0;
   std::uint32_t next = 0;
-  RenumberBelow(index_.root, -1, key, next);
+  RenumberBelow(index_.root, -1, key, store, next);
+  return next;
 }
 
-void Tree::RenumberBelow(std::uint32_t number, int level, const Byte* key, std::uint32_t& next) {
+void Tree::RenumberBelow(std::uint32_t number, int level, const Byte* key, bool store,
+                         std::uint32_t& next) {
   const Node node = Load(number, level);
   const std::size_t size = index_.entry_size;
   const int count = node.count, node_level = node.level;
   std::vector<Byte> entries(node.entries, node.entries + static_cast<std::size_t>(count) * size);
   const Target first = MakeTarget(index_, key, 0);
-  const auto counter_of = [&](Byte* entry) { return entry + index_.length; };
   const int considered = node_level > 0 ? count - 1 : count;
-  for (int i = LowerBound(node, considered, first.bytes.data()); i < count; ++i) {
+  for (int i = isNodeMatch(node, considered, first.bytes.data()); i < count; ++i) {
     Byte* const entry = &entries[static_cast<std::size_t>(i) * size];
+    Byte* const counter = entry + index_.length;
     const int order = isKeyCmp(index_, entry, key);
     if (node_level == 0) {
       if (order != 0) break;
-      StoreBigWidth(counter_of(entry), index_.counter_width, next++);
+      StoreBigWidth(counter, index_.counter_width, next++);
       continue;
     }
-    RenumberBelow(RecordOf(entry), node_level - 1, key, next);
-    if (order > 0 && i + 1 < count) break;
-    if (order == 0)
-      StoreBigWidth(counter_of(entry), index_.counter_width, next == 0 ? 0 : next - 1);
+    const std::uint32_t before = next;
+    RenumberBelow(RecordOf(entry), node_level - 1, key, store, next);
+    if (order > 0) break;
+    if (order < 0) continue;
+    // A bound takes the last counter below it, or one of its own when there is none.
+    if (next == before) ++next;
+    StoreBigWidth(counter, index_.counter_width, next - 1);
   }
-  isPutNode(file_, Encode(entries.data(), count, node_level).data(), number);
+  if (store) StoreNode(number, entries.data(), count, node_level);
 }
 
 // A number is off the list on disk before its node is used: should the process die, nobody else
@@ -222,27 +245,72 @@ std::uint32_t Tree::NewNode() {
   return node;
 }
 
-void Tree::FreeBelow(std::uint32_t number, int level) {
+void Tree::ListBelow(std::uint32_t number, int level, std::vector<std::uint32_t>& nodes) {
+  if (nodes.size() > file_.free_nodes.highest) throw Failure{EBADFILE};  // some occur twice
   const Node node = Load(number, level);
-  if (node.level == 0) return;
   std::vector<std::uint32_t> children;
-  children.reserve(static_cast<std::size_t>(node.count));
-  for (int i = 0; i < node.count; ++i) children.push_back(RecordOf(node.entry(index_, i)));
+  for (int i = 0; node.level > 0 && i < node.count; ++i)
+    children.push_back(RecordOf(node.entry(index_, i)));
   const int below = node.level - 1;
-  for (const std::uint32_t child : children) {
-    FreeBelow(child, below);
-    isPutFree(file_, FreeKind::kNode, child);
+  for (const std::uint32_t child : children) ListBelow(child, below, nodes);
+  nodes.push_back(number);
+}
+
+std::vector<std::uint32_t> Tree::Nodes() {
+  std::vector<std::uint32_t> nodes;
+  ListBelow(index_.root, -1, nodes);
+  return nodes;
+}
+
+// ---- building
+
+void TreeBuilder::Add(const Target& target, std::uint32_t record) {
+  Target entry = target;
+  StoreBig(&entry.bytes[index_.entry_size - n::kPointerWidth], record);
+  AddTo(0, entry.bytes.data());
+}
+
+void TreeBuilder::AddTo(std::size_t level, const Byte* entry) {
+  if (level == levels_.size()) levels_.emplace_back();
+  const Byte* const before = levels_[level].last(index_.entry_size);
+  std::size_t bytes = StoredSize(before, entry);
+  if (n::kFirst + levels_[level].stored + bytes >= file_.limit()) {
+    const std::uint32_t number = isNextNode(file_);
+    const Target up = EntryForChild(index_, before, number);
+    Store(number, level);
+    AddTo(level + 1, up.bytes.data());
+    bytes = StoredSize(nullptr, entry);
+  }
+  Level& filled = levels_[level];
+  filled.entries.insert(filled.entries.end(), entry, entry + index_.entry_size);
+  filled.stored += bytes;
+}
+
+// Bytes of an entry behind another one, or as the first of its node.
+std::size_t TreeBuilder::StoredSize(const Byte* before, const Byte* entry) const {
+  if (!index_.is_compressed()) return index_.entry_size;
+  return isCompKey(index_, before, entry, nullptr) + index_.entry_size - index_.length;
+}
+
+void TreeBuilder::Store(std::uint32_t number, std::size_t level) {
+  Level& full = levels_[level];
+  const int count = static_cast<int>(full.entries.size() / index_.entry_size);
+  Tree(file_, index_).StoreNode(number, full.entries.data(), count, static_cast<int>(level));
+  full.entries.clear();
+  full.stored = 0;
+}
+
+void TreeBuilder::Finish() {
+  for (std::size_t level = 0; level + 1 < levels_.size(); ++level) {
+    const std::uint32_t number = isNextNode(file_);
+    const Target up = EntryForChild(index_, levels_[level].last(index_.entry_size), number);
+    Store(number, level);
+    AddTo(level + 1, up.bytes.data());
   }
 }
 
-void Tree::Clear() {
-  FreeBelow(index_.root, -1);
-  isPutNode(file_, Encode(nullptr, 0, 0).data(), index_.root);
-}
-
-void Tree::Free() {
-  FreeBelow(index_.root, -1);
-  isPutFree(file_, FreeKind::kNode, index_.root);
+void TreeBuilder::StoreRoot() {
+  if (!levels_.empty()) Store(index_.root, levels_.size() - 1);
 }
 
 }  // namespace isam

@@ -13,12 +13,6 @@ using tolvane::LoadBig;
 using tolvane::StoreBig;
 namespace dictionary = layout::dictionary;
 
-const Byte* isGetNode(File& file, std::uint32_t node, Byte* scratch) {
-  if (node < layout::kDictionaryNode || node > file.free_nodes.highest) [[unlikely]]
-    throw Failure{EBADFILE};
-  return file.index.Read(file.node_offset(node), file.node_size, scratch);
-}
-
 void isPutNode(File& file, const Byte* bytes, std::uint32_t node) {
   file.index.Write(file.node_offset(node), bytes, file.node_size);
 }
@@ -27,10 +21,21 @@ void isMarkNode(const File& file, Byte* bytes, const std::array<std::uint8_t, 2>
   std::copy(mark.begin(), mark.end(), bytes + file.node_size - layout::kMarkFromEnd);
 }
 
+namespace {
+
+void TakeWorkSpace(File& file) {
+  file.scratch.resize(std::max(file.node_size, file.slot_length()));
+  file.node_scratch = is_malloc(file.node_size);
+  file.image = is_malloc(file.node_size);
+}
+
+}  // namespace
+
 void isMakeHead(File& file, int mode) {
-  constexpr int kVariable = 0x10, kBoth = 0x30;
+  TakeWorkSpace(file);
+  constexpr int kBoth = 0x30;
   if ((mode & ISTRAILER) != 0) file.flags |= dictionary::kFlagTrailerWord;
-  if ((mode & kBoth) == kBoth && kVariable != 0) file.flags |= dictionary::kFlagBuiltWith30;
+  if ((mode & kBoth) == kBoth) file.flags |= dictionary::kFlagBuiltWith30;
   std::vector<Byte> node(file.node_size);
   std::copy(dictionary::kSignature.begin(), dictionary::kSignature.end(), node.begin());
   node[dictionary::kIndexWord] = node[dictionary::kPointerWord] = 4;
@@ -124,7 +129,7 @@ void isLoadHead(File& file) {
       LoadBig<std::uint16_t>(node + dictionary::kMaxRecordLength) != 0)
     throw Failure{EBADFILE};
   LoadDynamic(file, node);
-  file.scratch.resize(std::max(file.node_size, file.slot_length()));
+  TakeWorkSpace(file);
   CheckSizes(file);
   LoadKeyEntries(file);
 }
@@ -140,7 +145,7 @@ bool isDelta(File& file) {
   file.flags = LoadBig<std::uint16_t>(node + file.node_size - dictionary::kFlagsFromEnd);
   LoadDynamic(file, node);
   isFreeClear(file);
-  ++file.epoch;
+  isPathClear(file);
   CheckSizes(file);
   if (keys_changed) LoadKeyEntries(file);
   return true;
@@ -279,9 +284,10 @@ const Byte* isGetData(File& file, std::uint32_t record, Byte* scratch) {
 
 bool isDelCheck(File& file, std::uint32_t record) {
   if (record < 1 || record > file.free_records.highest) return true;
+  if (file.record_length == 0) return false;  // only the indexes can tell
   Byte status = 0;
-  return *file.data.Read(file.slot_offset(record) + file.record_length, 1, &status) !=
-         layout::slot::kLive;
+  return *file.data.Read(file.slot_offset(record) + file.record_length, 1, &status) ==
+         layout::slot::kDeleted;
 }
 
 void isPutData(File& file, const Byte* record, std::uint32_t number) {

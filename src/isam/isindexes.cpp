@@ -3,16 +3,16 @@
 #include <isam.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
-#include <numeric>
 
+#include "datarep/sorter.h"
 #include "isam/isoperations.h"
 
 namespace isam {
 namespace {
 
-// Keys are sorted in portions of this many bytes, so that neighbours are entered together.
-constexpr std::size_t kSortBytes = std::size_t{64} << 20;
+constexpr std::size_t kNumberWidth = sizeof(std::uint32_t);
 
 auto FindIndex(File& file, const keydesc& key) {
   return std::find_if(file.indexes.begin(), file.indexes.end(),
@@ -20,60 +20,52 @@ auto FindIndex(File& file, const keydesc& key) {
 }
 
 void NeedExclusive(const Handle& handle) {
-  if (!handle.file->exclusive || handle.file->handles > 1) throw Failure{ENOTEXCL};
+  if (!handle.file->exclusive || handle.file->modes.size() > 1) throw Failure{ENOTEXCL};
 }
 
-// Keys with their record numbers, in order of the numbers.
-struct Portion {
-  std::vector<Byte> keys;
-  std::vector<std::uint32_t> records;
-};
+// An item to sort: a key and the number of its record.
+tolvane::Sorter MakeSorter(const Index& index) {
+  const std::size_t size = index.length + kNumberWidth;
+  if (index.bytewise) return {size, index.length};
+  return {size, [&index](const Byte* a, const Byte* b) {
+            const int order = isKeyCmp(index, a, b);
+            if (order != 0) return order < 0;
+            return std::memcmp(a + index.length, b + index.length, kNumberWidth) < 0;
+          }};
+}
 
-// The keys of live records from `number` on, as many as are sorted together. Moves `number` on.
-void Collect(File& file, const Index& index, std::uint32_t& number, Portion& portion) {
-  portion.keys.clear();
-  portion.records.clear();
-  Byte key[kMostTarget];
+// The keys of the live records, in order of their numbers.
+void Collect(File& file, const Index& index, tolvane::Sorter& sorter) {
+  Byte item[kMostEntry];
   std::vector<Byte> scratch(file.slot_length());
-  for (; number <= file.free_records.highest && portion.keys.size() < kSortBytes; ++number) {
+  for (std::uint32_t number = 1; number <= file.free_records.highest; ++number) {
     const Byte* const slot = isGetData(file, number, scratch.data());
-    if (slot[file.record_length] != layout::slot::kLive) continue;
-    isKeyMake(index, key, slot);
-    if (isKeyNull(index, key)) continue;
-    portion.keys.insert(portion.keys.end(), key, key + index.length);
-    portion.records.push_back(number);
+    if (slot[file.record_length] == layout::slot::kDeleted) continue;
+    isKeyMake(index, item, slot);
+    if (isKeyNull(index, item)) continue;
+    tolvane::StoreBig(item + index.length, number);
+    if (!sorter.Add(item)) throw Failure{errno};
   }
+  if (!sorter.Sort()) throw Failure{errno};
 }
 
-// Enters a portion in key order. Fails with EDUPL.
-void Enter(File& file, Index& index, const Portion& portion) {
-  const auto key_of = [&](std::uint32_t i) { return &portion.keys[i * index.length]; };
-  std::vector<std::uint32_t> order(portion.records.size());
-  std::iota(order.begin(), order.end(), 0U);
-  std::sort(order.begin(), order.end(), [&](std::uint32_t a, std::uint32_t b) {
-    const int compared = isKeyCmp(index, key_of(a), key_of(b));
-    return compared != 0 ? compared < 0 : a < b;
-  });
-  Tree tree(file, index);
-  Path path;
-  for (const std::uint32_t i : order) {
-    std::uint32_t counter = 0;
-    if (index.counter_width > 0) {
-      counter = tree.NextCounter(key_of(i), path);
-      if (counter > tree.MostCounter()) throw Failure{EDUPL};
-    }
-    const Target target = MakeTarget(index, key_of(i), counter);
-    if (index.counter_width == 0 && tree.FindPlace(target, path)) throw Failure{EDUPL};
-    tree.Insert(target, portion.records[i], path);
+// Builds the tree of an index from the live records, but for its root. Fails with EDUPL.
+void Fill(File& file, Index& index, TreeBuilder& builder) {
+  tolvane::Sorter sorter = MakeSorter(index);
+  Collect(file, index, sorter);
+  const std::uint32_t most = index.counter_width == 0 ? 0 : Tree(file, index).MostCounter();
+  Target last;
+  std::uint32_t counter = 0;
+  bool first = true;
+  while (const Byte* item = sorter.Next()) {
+    counter = !first && isKeyMatch(index, last.bytes.data(), item) ? counter + 1 : 0;
+    if (counter > most) throw Failure{EDUPL};
+    last = MakeTarget(index, item, counter);
+    builder.Add(last, tolvane::LoadBig<std::uint32_t>(item + index.length));
+    first = false;
   }
-}
-
-void Fill(File& file, Index& index) {
-  Portion portion;
-  for (std::uint32_t number = 1; number <= file.free_records.highest;) {
-    Collect(file, index, number, portion);
-    Enter(file, index, portion);
-  }
+  if (sorter.failed()) throw Failure{errno};
+  builder.Finish();
 }
 
 }  // namespace
@@ -87,17 +79,18 @@ void isAddIndex(Handle& handle, const keydesc* key) {
   Index index;
   index.key = *key;
   index.Settle(file.duplicate_width);
+  isFreeTest(file);
+  // All but the root goes into nodes that were never used, so that a failure leaves no trace.
+  TreeBuilder builder(file, index);
+  if (file.record_length > 0) Fill(file, index, builder);
+  constexpr std::uint64_t kRootAndDescription = 2;
+  file.index.Reserve(file.node_offset(file.free_nodes.highest) +
+                     (1 + kRootAndDescription) * file.node_size);
   operation.BeginStores();
   MakeRoot(file, index);
-  try {
-    if (file.record_length > 0) Fill(file, index);
-    // Described last: an index that is in the dictionary is complete.
-    AppendKeyEntry(file, index);
-  } catch (const Failure&) {
-    Tree(file, index).Free();
-    operation.WriteBack();
-    throw;
-  }
+  builder.StoreRoot();
+  // Described last: an index that is in the dictionary is complete.
+  AppendKeyEntry(file, index);
   file.indexes.push_back(index);
   operation.WriteBack();
 }
@@ -111,11 +104,12 @@ void isDelIndex(Handle& handle, const keydesc* key) {
   if (found == file.indexes.end()) throw Failure{EBADKEY};
   if (found == file.indexes.begin()) throw Failure{EPRIMKEY};
   const int position = static_cast<int>(found - file.indexes.begin());
-  Index dropped = *found;
+  const std::vector<std::uint32_t> nodes = Tree(file, *found).Nodes();
+  isFreeTest(file);
   operation.BeginStores();
   file.indexes.erase(found);
   RewriteKeyEntries(file);
-  Tree(file, dropped).Free();
+  for (const std::uint32_t node : nodes) isPutFree(file, FreeKind::kNode, node);
   operation.WriteBack();
   if (handle.index == position) {
     handle.index = file.indexes.front().has_parts() ? 0 : -1;
@@ -164,10 +158,11 @@ void isSetUnique(Handle& handle, std::int32_t identifier) {
 void isPrecious(Handle& handle, bool on) {
   Operation operation(handle, Operation::Kind::kUpdate);
   File& file = *handle.file;
-  if (on == file.is_precious()) return;
+  isFreeTest(file);
   operation.BeginStores();
-  if (on) isFreeDrop(file);
-  file.flags ^= layout::dictionary::kFlagPrecious;
+  isFreeDrop(file, FreeKind::kRecord);
+  file.flags &= ~layout::dictionary::kFlagPrecious;
+  if (on) file.flags |= layout::dictionary::kFlagPrecious;
   if (!on && file.record_length > 0)
     for (std::uint32_t number = file.free_records.highest; number > 0; --number)
       if (isDelCheck(file, number)) isPutFree(file, FreeKind::kRecord, number);

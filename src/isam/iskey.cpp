@@ -17,13 +17,17 @@ namespace {
 
 constexpr int kTypeMask = 0x3F;
 constexpr int kMostFlags = 64;
+constexpr int kMostNullParts = 4;
 constexpr int kUnits[] = {1, 2, 4, 8, 4, 2, 4, 1};  // bytes, by type
 
-// A negative zero is the smaller one of two zeros; a NaN is smaller than anything it meets.
+// A negative zero is the smaller one of two zeros. A NaN is smaller than any number, on either
+// side; among each other they have the order of their bytes, for a tree needs one.
 template <typename Float>
 int CompareFloats(const Byte* a, const Byte* b) {
   const auto x = LoadNative<Float>(a), y = LoadNative<Float>(b);
   if (x == 0 && y == 0) return std::signbit(x) ? -1 : 1;
+  if (std::isnan(x) && std::isnan(y)) return std::memcmp(a, b, sizeof(Float));
+  if (std::isnan(y)) return 1;
   return x > y ? 1 : -1;
 }
 
@@ -71,12 +75,16 @@ void Index::Settle(std::size_t duplicate_width) {
   key.k_len = static_cast<std::int16_t>(length);
   counter_width = has(ISDUPS) ? duplicate_width : 0;
   entry_size = length + counter_width + layout::tree_node::kPointerWidth;
+  entry_reciprocal = (std::uint64_t{1} << 32) / entry_size + 1;
 }
 
 bool isTestIndex(std::size_t record_length, const keydesc* key) {
   if (key == nullptr) return false;
   if (key->k_nparts == 0) return true;
-  if (key->k_nparts < 1 || key->k_nparts > NPARTS || key->k_flags < 0 || key->k_flags >= kMostFlags)
+  // More parts with a null byte would be miscounted when they are read again.
+  const int most_parts = (key->k_flags & NULLKEY) != 0 ? kMostNullParts : NPARTS;
+  if (key->k_nparts < 1 || key->k_nparts > most_parts || key->k_flags < 0 ||
+      key->k_flags >= kMostFlags)
     return false;
   int total = 0;
   for (int i = 0; i < key->k_nparts; ++i) {
@@ -132,7 +140,7 @@ int isKeyCmpParts(const Index& index, const Byte* a, const Byte* b) {
     }
     start += PartLength(part);
   }
-  ISAM_FATAL();
+  isFatal("iskey.c", __LINE__);
 }
 
 bool isKeyNull(const Index& index, const Byte* key) {
@@ -189,8 +197,8 @@ void LoadKeyEntry(const Byte* entry, std::size_t length, std::size_t record_leng
   const bool nulls = index.has(NULLKEY);
   const std::size_t part_size = nulls ? k::kNullPartSize : k::kPartSize;
   // Deliberate: parts are counted by five bytes each, also those of six.
-  const std::size_t counted = (length - k::kParts) / k::kPartSize;
-  const std::size_t parts = std::min(counted, (length - k::kParts) / part_size);
+  const std::size_t parts = (length - k::kParts) / k::kPartSize;
+  if (k::kParts + parts * part_size > length) throw Failure{EBADFILE};
   index.key.k_nparts = static_cast<std::int16_t>(parts);
   for (std::size_t i = 0; i < parts; ++i) {
     const Byte* const at = entry + k::kParts + i * part_size;

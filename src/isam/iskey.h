@@ -6,9 +6,13 @@
 #include <cstdint>
 #include <vector>
 
+#include "isam/ispath.h"
 #include "isam/issystem.h"
 
 namespace isam {
+
+inline constexpr std::size_t kMostTarget = MAXKEYSIZE + 4;  // key and duplicate counter
+inline constexpr std::size_t kMostEntry = kMostTarget + 4;  // and pointer
 
 // One index of an open file.
 struct Index {
@@ -17,13 +21,19 @@ struct Index {
   std::size_t counter_width = 0;  // bytes of a duplicate counter; 0 in a unique index
   std::size_t entry_size = 0;     // of an entry that is not compressed
   std::uint32_t root = 0;
-  bool bytewise = false;           // the order is that of the bytes
-  std::uint32_t described_in = 0;  // key-description node and offset there
+  std::uint64_t entry_reciprocal = 0;  // 2^32 / entry_size, rounded up
+  bool bytewise = false;               // the order is that of the bytes
+  std::uint32_t described_in = 0;      // key-description node and offset there
   std::size_t described_at = 0;
+  Path edge;  // behind the last entry; cached, as far as depth is not 0
 
   [[nodiscard]] bool has(int flag) const { return (key.k_flags & flag) != 0; }
   [[nodiscard]] bool is_compressed() const { return has(COMPRESS); }
   [[nodiscard]] bool has_parts() const { return key.k_nparts > 0; }
+  // How many entries so many bytes of a node hold, the rest cut off.
+  [[nodiscard]] int EntriesIn(std::size_t bytes) const {
+    return static_cast<int>(bytes * entry_reciprocal >> 32);
+  }
   // Settles what follows from the description.
   void Settle(std::size_t duplicate_width);
 };
@@ -44,6 +54,12 @@ std::size_t isKeyLoad(const Index& index, Byte* record, const Byte* key);
 }
 [[nodiscard]] inline bool isKeyMatch(const Index& index, const Byte* a, const Byte* b) {
   return __builtin_memcmp(a, b, index.length) == 0;
+}
+// The order of two keys with their counters.
+[[nodiscard]] inline int isTargetCmp(const Index& index, const Byte* a, const Byte* b) {
+  const int order = isKeyCmp(index, a, b);
+  if (order != 0) return order;
+  return __builtin_memcmp(a + index.length, b + index.length, index.counter_width);
 }
 // Whether a key is not entered in its index.
 [[nodiscard]] bool isKeyNull(const Index& index, const Byte* key);

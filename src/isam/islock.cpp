@@ -2,6 +2,7 @@
 // handles of this process.
 
 #include <isam.h>
+#include <unistd.h>
 
 #include <algorithm>
 
@@ -43,14 +44,14 @@ void isLockOpen(File& file, bool exclusive) {
 void isLockRead(File& file) {
   if (file.exclusive || file.held != File::Held::kNothing) return;
   if (!SetLock(file, region::kOperation, region::kOperationLength, LockRequest::kSharedWait))
-    ISAM_FATAL();
+    isFatal("islock.c", __LINE__);
   file.held = File::Held::kRead;
 }
 
 void isLockWrite(File& file) {
   if (file.exclusive || file.held == File::Held::kWrite) return;
   if (!SetLock(file, region::kOperation, region::kOperationLength, LockRequest::kExclusiveWait))
-    ISAM_FATAL();
+    isFatal("islock.c", __LINE__);
   file.held = File::Held::kWrite;
 }
 
@@ -62,8 +63,11 @@ void isDropLock(File& file) {
 }
 
 bool isLockData(File& file, const void* handle, std::uint32_t record, bool wait) {
-  if (HeldBy(file, handle, record)) return true;
-  if (HeldByOther(file, handle, record)) return false;
+  if (HeldBy(file, handle, record) || HeldBy(file, handle, 0)) return true;
+  if (HeldByOther(file, handle, record)) {
+    file.holder = static_cast<int>(getpid());
+    return false;
+  }
   if (!file.exclusive && !SetLock(file, RecordOffset(record), RecordLength(record),
                                   wait ? LockRequest::kExclusiveWait : LockRequest::kExclusive))
     return false;
@@ -75,9 +79,7 @@ bool isLockTest(File& file, const void* handle, std::uint32_t record) {
   if (HeldBy(file, handle, record) || HeldBy(file, handle, 0)) return true;
   if (HeldByOther(file, handle, record)) return false;
   if (file.exclusive) return true;
-  if (!SetLock(file, RecordOffset(record), 1, LockRequest::kExclusive)) return false;
-  (void)SetLock(file, RecordOffset(record), 1, LockRequest::kUnlock);
-  return true;
+  return isFSlockTest(file.index.fd(), RecordOffset(record), 1, file.holder);
 }
 
 void isDropData(File& file, const void* handle, std::uint32_t record) {
@@ -86,22 +88,22 @@ void isDropData(File& file, const void* handle, std::uint32_t record) {
       std::find(file.record_locks.begin(), file.record_locks.end(), std::pair(record, handle));
   if (lock == file.record_locks.end()) return;
   file.record_locks.erase(lock);
-  if (!file.exclusive) (void)SetLock(file, RecordOffset(record), 1, LockRequest::kUnlock);
+  if (!file.exclusive && !HeldBy(file, handle, 0))
+    (void)SetLock(file, RecordOffset(record), 1, LockRequest::kUnlock);
 }
 
 void isDropDall(File& file, const void* handle) {
-  std::vector<std::uint32_t> mine;
-  for (const auto& lock : file.record_locks)
-    if (lock.second == handle) mine.push_back(lock.first);
-  std::erase_if(file.record_locks, [handle](const auto& lock) { return lock.second == handle; });
-  for (const std::uint32_t record : mine)
-    if (!file.exclusive)
+  for (const auto& [record, owner] : file.record_locks)
+    if (owner == handle && !file.exclusive)
       (void)SetLock(file, RecordOffset(record), RecordLength(record), LockRequest::kUnlock);
-  // What other handles of this process hold must stay locked.
+  std::erase_if(file.record_locks, [handle](const auto& lock) { return lock.second == handle; });
+}
+
+void isLockShare(File& file) {
+  isLockOpen(file, false);
   for (const auto& lock : file.record_locks)
-    if (!file.exclusive)
-      (void)SetLock(file, RecordOffset(lock.first), RecordLength(lock.first),
-                    LockRequest::kExclusive);
+    (void)SetLock(file, RecordOffset(lock.first), RecordLength(lock.first),
+                  LockRequest::kExclusive);  // nobody else can have had one
 }
 
 }  // namespace isam

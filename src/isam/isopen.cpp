@@ -20,7 +20,6 @@ std::vector<std::weak_ptr<File>> open_files;
 
 constexpr int kLockBits = 0xF00;
 constexpr int kVariable = 0x10;
-constexpr int kIoIndex = 0x10, kIoData = 0x20;  // parts of secondary codes
 constexpr int kMostRecord = 32767;
 
 // Locks are asked for by default when no bit says anything of them.
@@ -60,13 +59,31 @@ std::shared_ptr<File> FindOpen(const std::string& index_name) {
   return nullptr;
 }
 
-// A second handle on a file that this process has open.
+// Takes over what the dictionary says, whether it seems new or not.
+void Reload(File& file) {
+  const bool exclusive = std::exchange(file.exclusive, false);
+  --file.change_counter;
+  try {
+    (void)isDelta(file);
+  } catch (const Failure&) {
+    file.exclusive = exclusive;
+    throw;
+  }
+  file.exclusive = exclusive;
+}
+
+// A further handle on a file that this process has open: where one wants it for itself, all others
+// must agree.
 void Join(File& file, int mode) {
   const bool wants_exclusive = (mode & ISEXCLLOCK) != 0;
-  if ((wants_exclusive || file.exclusive) &&
-      !((mode & ISSHAREOWN) != 0 && (!file.exclusive || file.shares_exclusive)))
-    throw Failure{EFLOCKED};
+  const bool agrees = (mode & ISSHAREOWN) != 0;
+  const bool others_agree = std::all_of(file.modes.begin(), file.modes.end(),
+                                        [](int other) { return (other & ISSHAREOWN) != 0; });
+  if ((wants_exclusive && !others_agree) || (file.exclusive && !agrees)) throw Failure{EFLOCKED};
   if ((mode & 3) != ISINPUT && !file.writable) throw Failure{EACCES, kIoIndex};
+  if (!wants_exclusive || file.exclusive) return;
+  isLockOpen(file, true);
+  Reload(file);
 }
 
 std::unique_ptr<Handle> NewHandle(std::shared_ptr<File> file, int mode) {
@@ -74,9 +91,52 @@ std::unique_ptr<Handle> NewHandle(std::shared_ptr<File> file, int mode) {
   handle->mode = mode;
   handle->index = file->indexes.empty() || !file->indexes[0].has_parts() ? -1 : 0;
   handle->reclen = static_cast<int>(file->record_length);
-  ++file->handles;
+  file->modes.push_back(mode);
   handle->file = std::move(file);
   return handle;
+}
+
+// Opens and locks the index file. Exclusive locks need a descriptor for writing, so one is taken
+// where it can be had.
+void OpenIndex(File& file, int mode) {
+  int fd = sys.open(file.index_name.c_str(), O_RDWR | O_CLOEXEC, 0);
+  file.writable = fd >= 0;
+  if (fd < 0 && (mode & 3) == ISINPUT && (errno == EACCES || errno == EROFS))
+    fd = OpenOrThrow(file.index_name, O_RDONLY, kIoIndex);
+  if (fd < 0) throw Failure{errno, kIoIndex};
+  file.index.Attach(fd, file.writable, kIoIndex);
+  Identify(file);
+  isLockOpen(file, (mode & ISEXCLLOCK) != 0);
+}
+
+// Record length of a file that is not loaded yet.
+std::size_t RecordLength(File& file) {
+  Byte length[2];
+  return tolvane::LoadBig<std::uint16_t>(
+      file.index.Read(layout::dictionary::kRecordLength, sizeof length, length));
+}
+
+void OpenData(File& file, int mode) {
+  int fd = sys.open(file.data_name.c_str(), (file.writable ? O_RDWR : O_RDONLY) | O_CLOEXEC, 0);
+  if (fd < 0 && file.writable && (mode & 3) == ISINPUT && (errno == EACCES || errno == EROFS)) {
+    file.writable = false;
+    fd = sys.open(file.data_name.c_str(), O_RDONLY | O_CLOEXEC, 0);
+  }
+  if (fd < 0) throw Failure{errno, kIoData};
+  file.data.Attach(fd, file.writable, kIoData);
+}
+
+// Cuts off what was reserved, if nobody else has the file open. Whoever is about to open it waits
+// for the operation lock.
+void CutReserve(File& file) {
+  if (!file.writable) return;
+  const OperationLock lock(file, true);
+  if (!file.exclusive &&
+      !isFSlockTest(file.index.fd(), layout::lock::kOpen, layout::lock::kOpenLength, file.holder))
+    return;
+  (void)isDelta(file);
+  file.index.CutTo(file.node_offset(file.free_nodes.highest + 1));
+  if (file.record_length > 0) file.data.CutTo(file.slot_offset(file.free_records.highest + 1));
 }
 
 // The sizes that a mode word asks for. Fails with EBADARG.
@@ -111,12 +171,10 @@ std::unique_ptr<Handle> isBuild(const std::string& name, int record_length, cons
       file->data.Attach(OpenOrThrow(file->data_name, kCreate, kIoData), true, kIoData);
     Identify(*file);
     isLockOpen(*file, (mode & ISEXCLLOCK) != 0);
-    file->shares_exclusive = (mode & ISSHAREOWN) != 0;
     isLockWrite(*file);
     isMakeHead(*file, mode);
-    file->scratch.resize(std::max(file->node_size, file->slot_length()));
     Index& index = file->indexes.emplace_back();
-    index.key = *key;
+    if (key->k_nparts > 0) index.key = *key;
     index.Settle(file->duplicate_width);
     AppendKeyEntry(*file, index);
     isHeadWrite(*file);
@@ -141,25 +199,11 @@ std::unique_ptr<Handle> isOpen(const std::string& name, int mode) {
   file->base = name;
   file->index_name = index_name;
   file->data_name = NameOf(name, NameKind::kData);
-  // Exclusive locks need a descriptor for writing, so one is taken where it can be had.
-  int fd = sys.open(index_name.c_str(), O_RDWR | O_CLOEXEC, 0);
-  file->writable = fd >= 0;
-  if (fd < 0 && (mode & 3) == ISINPUT && (errno == EACCES || errno == EROFS))
-    fd = OpenOrThrow(index_name, O_RDONLY, kIoIndex);
-  if (fd < 0) throw Failure{errno, kIoIndex};
-  file->index.Attach(fd, file->writable, kIoIndex);
-  Identify(*file);
-  isLockOpen(*file, (mode & ISEXCLLOCK) != 0);
-  file->shares_exclusive = (mode & ISSHAREOWN) != 0;
-  isLockRead(*file);
-  Byte length[2];
-  // The data file is attached before the dictionary is checked against it.
-  const Byte* const bytes = file->index.Read(layout::dictionary::kRecordLength, 2, length);
-  if (tolvane::LoadBig<std::uint16_t>(bytes) > 0)
-    file->data.Attach(OpenOrThrow(file->data_name, file->writable ? O_RDWR : O_RDONLY, kIoData),
-                      file->writable, kIoData);
+  OpenIndex(*file, mode);
+  const OperationLock lock(*file, false);
+  file->index.RefreshSize();
+  if (RecordLength(*file) > 0) OpenData(*file, mode);
   isLoadHead(*file);
-  isDropLock(*file);
   open_files.push_back(file);
   return NewHandle(std::move(file), mode);
 }
@@ -167,53 +211,44 @@ std::unique_ptr<Handle> isOpen(const std::string& name, int mode) {
 void isClose(Handle& handle) {
   File& file = *handle.file;
   isDropDall(file, &handle);
-  if (--file.handles > 0) return;
-  // What was reserved is cut off by whoever can be sure to be alone.
-  int holder = 0;
-  const bool alone =
-      file.exclusive ||
-      (file.writable && isFSlock(file.index.fd(), layout::lock::kOpen, layout::lock::kOpenLength,
-                                 LockRequest::kExclusive, holder));
-  if (alone && file.writable) {
-    (void)isDelta(file);
-    file.index.CutTo(file.node_offset(file.free_nodes.highest + 1));
-    if (file.record_length > 0) file.data.CutTo(file.slot_offset(file.free_records.highest + 1));
+  file.modes.erase(std::find(file.modes.begin(), file.modes.end(), handle.mode));
+  if (!file.modes.empty()) {
+    const bool exclusive = std::any_of(file.modes.begin(), file.modes.end(),
+                                       [](int mode) { return (mode & ISEXCLLOCK) != 0; });
+    if (file.exclusive && !exclusive) isLockShare(file);
+    return;
   }
+  CutReserve(file);
   file.data.Close();
   file.index.Close();
 }
 
 void isErase(const std::string& name) {
-  const auto handle = isOpen(name, ISINOUT | ISEXCLLOCK);
-  const std::string index_name = handle->file->index_name, data_name = handle->file->data_name;
-  const bool has_data = handle->file->record_length > 0;
-  // Removed while it is locked, so that nobody opens it in between.
-  const int result = sys.unlink(index_name.c_str());
-  const int error = errno;
-  if (result == 0 && has_data && sys.unlink(data_name.c_str()) != 0) {
-    const int data_error = errno;
-    isClose(*handle);
-    throw Failure{data_error, kIoData};
-  }
-  isClose(*handle);
-  if (result != 0) throw Failure{error, kIoIndex};
+  File file;
+  file.index_name = NameOf(name, NameKind::kIndex);
+  if (FindOpen(file.index_name) != nullptr) throw Failure{EFLOCKED};
+  OpenIndex(file, ISINOUT | ISEXCLLOCK);
+  // Removed while it is locked, so that nobody opens it in between. Of a damaged file the data goes
+  // too.
+  const bool has_data = file.index.size() < file.node_size || RecordLength(file) > 0;
+  if (sys.unlink(file.index_name.c_str()) != 0) throw Failure{errno, kIoIndex};
+  if (has_data && sys.unlink(NameOf(name, NameKind::kData).c_str()) != 0)
+    throw Failure{errno, kIoData};
 }
 
 void isRename(const std::string& from, const std::string& to) {
-  const std::string new_index = NameOf(to, NameKind::kIndex);
+  const std::string base = NameOf(to, NameKind::kBase), new_index = base + ".idx";
   const auto handle = isOpen(from, ISINOUT | ISEXCLLOCK);
   const File& file = *handle->file;
-  const bool bare = !file.data_name.ends_with(".dat");
-  const std::string new_data = bare ? to : to + ".dat";
+  const std::string new_data = file.data_name.ends_with(".dat") ? base + ".dat" : base;
+  const bool has_data = file.record_length > 0;
   int error = 0;
-  if (Exists(new_index) || (file.record_length > 0 && Exists(new_data))) error = EEXIST;
-  if (error == 0 && file.record_length > 0 &&
-      sys.rename(file.data_name.c_str(), new_data.c_str()) != 0)
+  if (Exists(new_index) || (has_data && Exists(new_data))) error = EEXIST;
+  if (error == 0 && has_data && sys.rename(file.data_name.c_str(), new_data.c_str()) != 0)
     error = errno;
   if (error == 0 && sys.rename(file.index_name.c_str(), new_index.c_str()) != 0) {
     error = errno;
-    if (file.record_length > 0)  // as far as it goes
-      (void)sys.rename(new_data.c_str(), file.data_name.c_str());
+    if (has_data) (void)sys.rename(new_data.c_str(), file.data_name.c_str());  // as far as it goes
   }
   isClose(*handle);
   if (error != 0) throw Failure{error, kIoIndex};
@@ -225,29 +260,21 @@ void isFlush(Handle& handle) {
   file.index.Sync();
 }
 
-Operation::Operation(Handle& handle, Kind kind) : file_(*handle.file), kind_(kind) {
-  if (kind == Kind::kUpdate) {
-    if (!handle.writes()) throw Failure{ENOTOPEN, 0, '9'};
-    isLockWrite(file_);
-  } else {
-    isLockRead(file_);
-  }
+Operation::Operation(Handle& handle, Kind kind)
+    : file_(*handle.file), lock_(file_, kind == Kind::kUpdate && handle.writes()), kind_(kind) {
+  if (kind == Kind::kUpdate && !handle.writes()) throw Failure{ENOTOPEN, 0, '9'};
   (void)isDelta(file_);
+  if ((handle.mode & ISAUTOLOCK) != 0) isDropDall(file_, &handle);
 }
 
 Operation::~Operation() {
-  if (kind_ == Kind::kUpdate && !complete_) {
-    isFreeClear(file_);
-    ++file_.epoch;
-    --file_.change_counter;  // what the dictionary says is taken over again
-    const bool exclusive = std::exchange(file_.exclusive, false);
-    try {
-      (void)isDelta(file_);
-    } catch (const Failure&) {  // the first failure is the one that counts
-    }
-    file_.exclusive = exclusive;
+  if (kind_ != Kind::kUpdate || complete_) return;
+  isFreeClear(file_);
+  isPathClear(file_);
+  try {
+    Reload(file_);
+  } catch (const Failure&) {  // the first failure is the one that counts
   }
-  isDropLock(file_);
 }
 
 void Operation::BeginStores() {

@@ -23,15 +23,17 @@ enum class Standing {
   kPastBegin,
 };
 
-struct Handle {
+struct Position {
+  int index = 0;  // the selected one; -1: order of record numbers
+  Standing standing = Standing::kBefore;
+  std::uint32_t record = 0;  // the current one; 0: none
+  Target target;             // of its entry
+  Path path;                 // to it, while path.epoch is the file's
+};
+
+struct Handle : Position {
   std::shared_ptr<File> file;
   int mode = 0;
-  int index = 0;  // the selected one; -1: order of record numbers
-
-  Standing standing = Standing::kBefore;
-  Target target;             // of the current entry
-  std::uint32_t record = 0;  // the current one; 0: none
-  Path path;                 // to it, while path.epoch is the file's
 
   // Exchanged with the caller's variables.
   std::int32_t recnum = 0;
@@ -75,8 +77,25 @@ void isDelRec(Handle& handle, std::uint32_t number);
 void isSetUnique(Handle& handle, std::int32_t identifier);
 void isPrecious(Handle& handle, bool on);
 
+// Whether the current record is there, as the handle has read it.
+[[nodiscard]] bool isCurrent(Handle& handle);
+
+// Holds the lock of an operation.
+class OperationLock {
+ public:
+  OperationLock(File& file, bool writes) : file_(file) {
+    writes ? isLockWrite(file) : isLockRead(file);
+  }
+  ~OperationLock() { isDropLock(file_); }
+  OperationLock(const OperationLock&) = delete;
+  OperationLock& operator=(const OperationLock&) = delete;
+
+ private:
+  File& file_;
+};
+
 // One operation: the lock, and the refresh behind it. An updating one that fails forgets what it
-// had cached.
+// had cached. Records locked automatically by the call before are released.
 class Operation {
  public:
   enum class Kind { kRead, kUpdate };
@@ -93,6 +112,7 @@ class Operation {
 
  private:
   File& file_;
+  OperationLock lock_;
   Kind kind_;
   bool complete_ = false;
 };

@@ -58,9 +58,9 @@ int Guard(Run run) {
   } catch (const Failure& failure) {
     Report(failure);
   } catch (const std::bad_alloc&) {
-    ISAM_FATAL();
+    isFatal("ismemory.c", __LINE__);
   } catch (...) {
-    ISAM_FATAL();
+    isFatal("ismemory.c", __LINE__);
   }
   return -1;
 }

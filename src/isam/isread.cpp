@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 #include "isam/isoperations.h"
 
@@ -34,76 +35,91 @@ void CopyRecord(Handle& handle, Byte* to, std::uint32_t number) {
   std::memcpy(to, slot, file.record_length);
 }
 
-// Makes the entry that the handle's path is at the current one.
-void TakeEntry(Handle& handle, Tree& tree) {
+// Makes an entry, which the handle's path is at, the current one.
+void TakeEntry(Handle& handle, const Byte* entry) {
   const Index& index = Selected(handle);
-  const Byte* const entry = tree.EntryAt(handle.path);
   std::memcpy(handle.target.bytes.data(), entry, index.length + index.counter_width);
-  handle.record = tree.RecordOf(entry);
+  handle.record = tolvane::LoadBig<std::uint32_t>(entry + index.length + index.counter_width);
 }
 
-// Whether the handle's path leads to its current entry; it is looked for when the file has changed.
-bool FindCurrent(Handle& handle, Tree& tree) {
-  if (handle.record == 0) return false;
-  if (handle.path.epoch == handle.file->epoch && handle.path.depth > 0) return true;
-  if (!tree.Seek(handle.target, handle.path)) return false;
+// The entry that a path is at, if it is at one.
+const Byte* EntryAt(Tree& tree, const Path& path) {
+  const bool there = path.depth > 0 && path.leaf().at < path.leaf().count;
+  return there ? tree.isTreeCurr(path) : nullptr;
+}
+
+// Puts the handle's path on its current entry, or where that would be, which is looked for when the
+// file has changed. Returns the entry; null when it is no more.
+const Byte* FindCurrent(Handle& handle, Tree& tree) {
+  if (handle.record == 0) return nullptr;
+  if (handle.path.epoch == handle.file->epoch && handle.path.depth > 0)
+    return EntryAt(tree, handle.path);
   const Index& index = Selected(handle);
-  const Byte* const entry = tree.EntryAt(handle.path);
-  return std::memcmp(entry, handle.target.bytes.data(), index.length + index.counter_width) == 0 &&
-         tree.RecordOf(entry) == handle.record;
+  const Byte* const key = handle.target.bytes.data();
+  const Byte* entry = tree.isTreeMatch(handle.target, handle.path);
+  const auto is_current = [&] {
+    return entry != nullptr && isKeyMatch(index, entry, key) &&
+           tree.RecordOf(entry) == handle.record;
+  };
+  if (is_current()) return entry;
+  if (index.counter_width == 0) return nullptr;
+  // Duplicates may have got other counters.
+  entry = tree.isTreeRecord(key, handle.record, handle.path);
+  if (entry == nullptr) (void)tree.isTreeMatch(handle.target, handle.path);
+  return entry;
 }
 
-bool MoveNext(Handle& handle, Tree& tree) {
+const Byte* MoveNext(Handle& handle, Tree& tree) {
+  Path& path = handle.path;
   switch (handle.standing) {
     case Standing::kBefore:
-      return tree.First(handle.path);
-    case Standing::kAhead:
-    case Standing::kPastBegin:
-      return FindCurrent(handle, tree) ||
-             (handle.path.depth > 0 && handle.path.leaf().at < handle.path.leaf().count);
+      return tree.isTreeFirst(path);
     case Standing::kGap:
-      return tree.Seek(handle.target, handle.path);
+      return tree.isTreeMatch(handle.target, path);
+    case Standing::kAhead:
+    case Standing::kPastBegin: {
+      const Byte* const current = FindCurrent(handle, tree);
+      return current != nullptr ? current : EntryAt(tree, path);
+    }
     default:
-      return FindCurrent(handle, tree) ? tree.Next(handle.path)
-                                       : handle.path.leaf().at < handle.path.leaf().count;
+      return FindCurrent(handle, tree) != nullptr ? tree.isTreeNext(path) : EntryAt(tree, path);
   }
 }
 
-bool MovePrevious(Handle& handle, Tree& tree) {
-  switch (handle.standing) {
-    case Standing::kBefore:
-      return false;
-    case Standing::kPastEnd:
-      return FindCurrent(handle, tree) || tree.Previous(handle.path);
-    default:
-      (void)FindCurrent(handle, tree);
-      return handle.path.depth > 0 && tree.Previous(handle.path);
-  }
+const Byte* MovePrevious(Handle& handle, Tree& tree) {
+  if (handle.standing == Standing::kBefore) return nullptr;
+  if (handle.record == 0) return tree.isTreeLast(handle.path);
+  const Byte* const current = FindCurrent(handle, tree);
+  if (current != nullptr && handle.standing == Standing::kPastEnd) return current;
+  return handle.path.depth > 0 ? tree.isTreePrev(handle.path) : nullptr;
 }
 
-bool MoveToKey(Handle& handle, Tree& tree, const Byte* record, int mode) {
+const Byte* MoveToKey(Handle& handle, Tree& tree, const Byte* record, int mode) {
   const Index& index = Selected(handle);
-  Byte key[kMostTarget];
-  isKeyMake(index, key, record);
-  if (mode == ISGREAT) return tree.SeekPrefix(key, index.length, true, handle.path);
-  if (!tree.Seek(MakeTarget(index, key, 0), handle.path)) return false;
-  return mode == ISGTEQ || isKeyMatch(index, tree.EntryAt(handle.path), key);
+  Target target;
+  isKeyMake(index, target.bytes.data(), record);
+  if (mode == ISGREAT)
+    return tree.isTreeGreat(target.bytes.data(), index.length, false, handle.path);
+  tolvane::StoreBigWidth(&target.bytes[index.length], index.counter_width, 0);
+  const Byte* const entry = tree.isTreeMatch(target, handle.path);
+  if (entry == nullptr || mode == ISGTEQ) return entry;
+  return isKeyMatch(index, entry, target.bytes.data()) ? entry : nullptr;
 }
 
 // Puts the path on the entry that a mode asks for.
-bool Move(Handle& handle, Tree& tree, const Byte* record, int mode) {
+const Byte* Move(Handle& handle, Tree& tree, const Byte* record, int mode) {
   switch (mode) {
     case ISFIRST:
-      return tree.First(handle.path);
+      return tree.isTreeFirst(handle.path);
     case ISLAST:
-      return tree.Last(handle.path);
+      return tree.isTreeLast(handle.path);
     case ISNEXT:
       return MoveNext(handle, tree);
     case ISPREV:
       return MovePrevious(handle, tree);
     case ISCURR:
-      return handle.standing != Standing::kBefore && handle.standing != Standing::kGap &&
-             FindCurrent(handle, tree);
+      if (handle.standing == Standing::kBefore || handle.standing == Standing::kGap) return nullptr;
+      return FindCurrent(handle, tree);
     default:
       return MoveToKey(handle, tree, record, mode);
   }
@@ -136,14 +152,35 @@ std::uint32_t MoveByNumber(Handle& handle, int mode) {
       if (handle.standing == Standing::kBefore) return 0;
       return LiveFrom(file, handle.standing == Standing::kPastEnd ? current : current - 1, -1);
     case ISCURR:
-      return current != 0 && !isDelCheck(file, current) ? current : 0;
+      if (handle.standing == Standing::kGap || current == 0) return 0;
+      return isDelCheck(file, current) ? 0 : current;
     case ISEQUAL:
+      if (wanted < 1 || wanted > file.free_records.highest) throw Failure{ENOCURR, 0, '3'};
       return isDelCheck(file, wanted) ? 0 : wanted;
     case ISGREAT:
-      return LiveFrom(file, wanted + 1, 1);
+      return LiveFrom(file, handle.recnum < 0 ? 1 : wanted + 1, 1);
     default:
-      return LiveFrom(file, std::max(wanted, 1U), 1);
+      return LiveFrom(file, handle.recnum < 1 ? 1 : wanted, 1);
   }
+}
+
+// Stands the handle in another index, on the entry of its current record there.
+void ChangeIndex(Handle& handle, int selected) {
+  if (handle.index == selected) return;
+  File& file = *handle.file;
+  const std::uint32_t record = std::exchange(handle.record, 0);
+  handle.index = selected;
+  handle.path.depth = 0;
+  if (selected < 0) {
+    handle.record = record;
+    return;
+  }
+  if (record == 0 || file.record_length == 0 || isDelCheck(file, record)) return;
+  const Index& index = Selected(handle);
+  Byte key[kMostTarget];
+  isKeyMake(index, key, isGetData(file, record, file.scratch.data()));
+  const Byte* const entry = Tree(file, Selected(handle)).isTreeRecord(key, record, handle.path);
+  if (entry != nullptr) TakeEntry(handle, entry);
 }
 
 // Moves the handle; false when there is nothing to move to.
@@ -156,96 +193,113 @@ bool MoveHandle(Handle& handle, const Byte* record, int mode) {
     if (found) handle.record = number;
   } else {
     Tree tree(*handle.file, Selected(handle));
-    found = Move(handle, tree, record, mode);
-    if (found) TakeEntry(handle, tree);
+    const Byte* const entry = Move(handle, tree, record, mode);
+    found = entry != nullptr;
+    if (found) TakeEntry(handle, entry);
   }
   if (found) return true;
   handle.path.depth = 0;
   // The end is remembered: a read the other way gives the record that stands there.
+  if (handle.standing == Standing::kGap) return false;
   if (before != 0 && mode == ISNEXT) handle.standing = Standing::kPastEnd;
   if (before != 0 && mode == ISPREV) handle.standing = Standing::kPastBegin;
   return false;
 }
 
-// Takes the record lock that a read asks for. False when it must be waited for.
-bool LockForRead(Handle& handle, int mode) {
-  File& file = *handle.file;
-  const bool automatic = (handle.mode & ISAUTOLOCK) != 0;
-  if (automatic) isDropDall(file, &handle);
-  if (!automatic && (mode & ISLOCK) == 0) return true;
-  if (isLockData(file, &handle, handle.record, false)) return true;
-  if ((mode & ISWAIT) == 0) throw Failure{ELOCKED};
-  return false;
-}
-
-}  // namespace
-
-void isStart(Handle& handle, const keydesc* key, int length, const Byte* record, int mode) {
-  constexpr int kAccepted = 0x800;
-  const int plain = mode & ~kAccepted;
-  if (plain < ISFIRST || plain > ISGTEQ || key == nullptr) throw Failure{EBADARG};
-  Operation operation(handle, Operation::Kind::kRead);
-  File& file = *handle.file;
-  handle.path.depth = 0;
-  if (key->k_nparts == 0) {
-    handle.index = -1;
-    if (MoveHandle(handle, record, plain)) {
-      handle.standing = Standing::kAhead;
-      handle.recnum = static_cast<std::int32_t>(handle.record);
-    } else if (plain >= ISNEXT) {
-      throw NotFound(plain);
-    } else {
-      handle.standing = Standing::kBefore;
-    }
-    return;
-  }
-  const auto found = std::find_if(file.indexes.begin(), file.indexes.end(),
-                                  [key](const Index& index) { return SameParts(index.key, *key); });
-  if (found == file.indexes.end()) throw Failure{EBADKEY};
-  if (length < 0 || static_cast<std::size_t>(length) > found->length) throw Failure{EBADARG};
-  handle.index = static_cast<int>(found - file.indexes.begin());
-  const std::size_t bytes = length == 0 ? found->length : static_cast<std::size_t>(length);
-  Tree tree(file, *found);
-  bool there = false;
-  if (plain >= ISEQUAL) {
-    Byte wanted[kMostTarget];
-    isKeyMake(*found, wanted, record);
-    there = tree.SeekPrefix(wanted, bytes, plain == ISGREAT, handle.path) &&
-            (plain != ISEQUAL || std::memcmp(tree.EntryAt(handle.path), wanted, bytes) == 0);
-  } else {
-    there = Move(handle, tree, record, plain);
-  }
-  if (there) {
-    TakeEntry(handle, tree);
+// Stands before what isstart has found, or at the end that its mode names. Fails when it should
+// have found something.
+void Stand(Handle& handle, bool found, int mode) {
+  if (found) {
     handle.standing = Standing::kAhead;
     handle.recnum = static_cast<std::int32_t>(handle.record);
     return;
   }
   handle.record = 0;
   handle.path.depth = 0;
-  handle.standing = plain == ISLAST ? Standing::kPastEnd : Standing::kBefore;
-  if (plain >= ISNEXT) throw NotFound(plain);
+  handle.standing = mode == ISLAST ? Standing::kPastEnd : Standing::kBefore;
+  if (mode >= ISNEXT) throw NotFound(mode);
+}
+
+void StartByKey(Handle& handle, const keydesc& key, int length, const Byte* record, int mode) {
+  File& file = *handle.file;
+  const auto found = std::find_if(file.indexes.begin(), file.indexes.end(),
+                                  [&key](const Index& index) { return SameParts(index.key, key); });
+  if (found == file.indexes.end()) throw Failure{EBADKEY};
+  if (length < 0 || static_cast<std::size_t>(length) > found->length) throw Failure{EBADARG};
+  ChangeIndex(handle, static_cast<int>(found - file.indexes.begin()));
+  Tree tree(file, *found);
+  const Byte* entry = nullptr;
+  if (mode >= ISEQUAL) {
+    const std::size_t bytes = length == 0 ? found->length : static_cast<std::size_t>(length);
+    Byte wanted[kMostTarget];
+    isKeyMake(*found, wanted, record);
+    entry = tree.isTreeGreat(wanted, bytes, mode != ISGREAT, handle.path);
+    if (mode == ISEQUAL && entry != nullptr && std::memcmp(entry, wanted, bytes) != 0)
+      entry = nullptr;
+  } else {
+    entry = Move(handle, tree, record, mode);
+  }
+  if (entry != nullptr) TakeEntry(handle, entry);
+  Stand(handle, entry != nullptr, mode);
+}
+
+}  // namespace
+
+bool isCurrent(Handle& handle) {
+  if (handle.standing == Standing::kBefore || handle.standing == Standing::kGap ||
+      handle.record == 0)
+    return false;
+  if (handle.index < 0) return !isDelCheck(*handle.file, handle.record);
+  Tree tree(*handle.file, Selected(handle));
+  return FindCurrent(handle, tree) != nullptr;
+}
+
+void isStart(Handle& handle, const keydesc* key, int length, const Byte* record, int mode) {
+  const int plain = mode & ~ISKEEPLOCK;
+  if (plain < ISFIRST || plain > ISGTEQ || key == nullptr) throw Failure{EBADARG};
+  Operation operation(handle, Operation::Kind::kRead);
+  const Position before = handle;
+  try {
+    if (key->k_nparts > 0) return StartByKey(handle, *key, length, record, plain);
+    if (handle.file->record_length == 0) throw Failure{EBADARG};  // nothing says which are live
+    ChangeIndex(handle, -1);
+    Stand(handle, MoveHandle(handle, record, plain), plain);
+  } catch (const Failure&) {
+    static_cast<Position&>(handle) = before;
+    throw;
+  }
 }
 
 void isRead(Handle& handle, Byte* record, int mode) {
   const int plain = mode & kModeMask;
   if (plain > ISGTEQ) throw Failure{EBADARG};
-  if (handle.file->record_length == 0 && (mode & ISLOCK) != 0) throw Failure{EBADARG};
+  if (handle.file->record_length == 0 && ((mode & ISLOCK) != 0 || handle.index < 0))
+    throw Failure{EBADARG};
+  const bool locks = (mode & ISLOCK) != 0 || (handle.mode & ISAUTOLOCK) != 0;
+  Position before;
+  std::uint32_t wanted = 0;  // the record waited for
   for (;;) {
     {
       Operation operation(handle, Operation::Kind::kRead);
-      if (!MoveHandle(handle, record, plain)) throw NotFound(plain);
-      handle.standing = Standing::kOn;
-      if (LockForRead(handle, mode)) {
+      if (locks) before = handle;
+      const bool found = MoveHandle(handle, record, plain);
+      if (wanted != 0 && (!found || handle.record != wanted))
+        isDropData(*handle.file, &handle, wanted);
+      if (!found) throw NotFound(plain);
+      if (!locks || isLockData(*handle.file, &handle, handle.record, false)) {
         CopyRecord(handle, record, handle.record);
+        handle.standing = Standing::kOn;
         handle.recnum = static_cast<std::int32_t>(handle.record);
         handle.reclen = static_cast<int>(handle.file->record_length);
         return;
       }
     }
-    // Waited for without the operation's lock, so that the holder can work; then read again.
-    (void)isLockData(*handle.file, &handle, handle.record, true);
-    mode = ISCURR | (mode & ~kModeMask);
+    // The position stays before a record that is locked. It is waited for without the operation's
+    // lock, so that its holder can work; what is there then may be another one.
+    wanted = handle.record;
+    static_cast<Position&>(handle) = before;
+    if ((mode & ISWAIT) == 0 || !isLockData(*handle.file, &handle, wanted, true))
+      throw Failure{ELOCKED};
   }
 }
 
@@ -260,10 +314,8 @@ int isScan(Handle& handle, Byte* records, int most, std::int32_t* numbers) {
     if (numbers != nullptr) numbers[count] = static_cast<std::int32_t>(handle.record);
     ++count;
     if (count == most || handle.index < 0) break;
-    Tree tree(*handle.file, Selected(handle));
-    if (tree.LeftInLeaf(handle.path) < 2) break;
-    ++handle.path.leaf().at;
-    TakeEntry(handle, tree);
+    if (handle.path.leaf().at + 1 >= handle.path.leaf().count) break;
+    TakeEntry(handle, Tree(*handle.file, Selected(handle)).isTreeNext(handle.path));
   }
   handle.recnum = static_cast<std::int32_t>(handle.record);
   return count;

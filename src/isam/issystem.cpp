@@ -27,7 +27,7 @@ constexpr std::uint64_t kMostStep = std::uint64_t{4} << 20;
 constexpr std::uint64_t kLeastMapping = std::uint64_t{1} << 30;
 
 // Parts of secondary codes: the kind of call.
-constexpr int kIoRead = 1, kIoWrite = 2, kIoGrow = 3, kIoSync = 4, kIoLock = 96;
+constexpr int kIoRead = 1, kIoWrite = 2, kIoGrow = 3, kIoSync = 4, kIoLock = kIoIndex + 96;
 
 bool IsReadable(const std::string& path) {
   const int fd = sys.open(path.c_str(), O_RDONLY | O_CLOEXEC, 0);
@@ -44,6 +44,7 @@ std::string FollowLink(const std::string& base) {
   const ssize_t got = sys.read(fd, line.data(), line.size() - 1);
   sys.close(fd);
   line.resize(got > 0 ? static_cast<std::size_t>(got) : 0);
+  if (line.empty()) return base;
   const auto end = line.find('\n');
   // Deliberate: a line feed stays part of the name; link files are written without one.
   return end == std::string::npos ? line : line.substr(0, end + 1);
@@ -149,15 +150,22 @@ void Storage::Write(std::uint64_t offset, const void* from, std::size_t bytes) {
   }
 }
 
+// Takes room up to a size; returns the error, 0 for none.
+int Storage::Allocate(std::uint64_t bytes) const {
+  int error = 0;
+  do {
+    error = sys.fallocate(fd_, static_cast<off_t>(size_), static_cast<off_t>(bytes - size_));
+  } while (error == EINTR);
+  return error;
+}
+
 void Storage::Grow(std::uint64_t bytes) {
   RefreshSize();
   if (bytes <= size_) return;
   const std::uint64_t step = std::clamp(size_, kLeastStep, kMostStep);
-  const std::uint64_t wanted = std::max(bytes, size_ + step);
-  int error = 0;
-  do {
-    error = sys.fallocate(fd_, static_cast<off_t>(size_), static_cast<off_t>(wanted - size_));
-  } while (error == EINTR);
+  std::uint64_t wanted = std::max(bytes, size_ + step);
+  int error = Allocate(wanted);
+  if (error == ENOSPC || error == EDQUOT) error = Allocate(wanted = bytes);
   if (error != 0) throw Failure{error, io_ + kIoGrow};
   const std::uint64_t old = size_;
   RefreshSize();
@@ -180,7 +188,8 @@ void Storage::CutTo(std::uint64_t bytes) {
 }
 
 void Storage::Sync() const {
-  if (sys.fsync(fd_) != 0) throw Failure{errno, io_ + kIoSync};
+  while (sys.fsync(fd_) != 0)
+    if (errno != EINTR) throw Failure{errno, io_ + kIoSync};
 }
 
 bool isFSlock(int fd, std::int64_t offset, std::int64_t length, LockRequest request, int& holder) {
@@ -201,9 +210,20 @@ bool isFSlock(int fd, std::int64_t offset, std::int64_t length, LockRequest requ
   return false;
 }
 
+bool isFSlockTest(int fd, std::int64_t offset, std::int64_t length, int& holder) {
+  struct flock region {};
+  region.l_type = F_WRLCK;
+  region.l_whence = SEEK_SET;
+  region.l_start = static_cast<off_t>(offset);
+  region.l_len = static_cast<off_t>(length);
+  if (sys.lock(fd, F_GETLK, &region) != 0) throw Failure{errno, kIoLock};
+  if (region.l_type == F_UNLCK) return true;
+  holder = region.l_pid;
+  return false;
+}
+
 void isFatal(const char* source, int line) {
-  const char* const slash = std::strrchr(source, '/');
-  std::fprintf(stderr, "fatal isam error %s(%d)\n", slash == nullptr ? source : slash + 1, line);
+  std::fprintf(stderr, "fatal isam error %s(%d)\n", source, line);
   std::exit(1);
 }
 

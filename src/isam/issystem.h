@@ -22,6 +22,9 @@ namespace isam {
 
 using tolvane::Byte;
 
+// Secondary codes: the file, to which the kind of call is added.
+inline constexpr int kIoIndex = 0x10, kIoData = 0x20;
+
 // Thrown by whatever finds that an operation cannot go on; caught by the public frames only.
 struct Failure {
   int error;        // engine's or system's error number
@@ -68,6 +71,8 @@ class Storage {
   // Cuts off what was reserved beyond `bytes`.
   void CutTo(std::uint64_t bytes);
   void Sync() const;
+  // Looks at the size of the file again, which another process may have changed.
+  void RefreshSize();
 
   [[nodiscard]] int fd() const { return fd_; }
   [[nodiscard]] std::uint64_t size() const { return size_; }
@@ -80,9 +85,9 @@ class Storage {
  private:
   const Byte* ReadSlow(std::uint64_t offset, std::size_t bytes, Byte* scratch);
   void Grow(std::uint64_t bytes);
+  [[nodiscard]] int Allocate(std::uint64_t bytes) const;
   void Map(std::uint64_t bytes);
   void Unmap();
-  void RefreshSize();
 
   int fd_ = -1;
   bool writable_ = false;
@@ -110,8 +115,11 @@ enum class LockRequest {
 [[nodiscard]] bool isFSlock(int fd, std::int64_t offset, std::int64_t length, LockRequest request,
                             int& holder);
 
+// Whether an exclusive lock on a region could be had now; `holder` as above.
+[[nodiscard]] bool isFSlockTest(int fd, std::int64_t offset, std::int64_t length, int& holder);
+
 // Ends the process: "fatal isam error SOURCE(LINE)" on the standard error stream, status 1.
+// Sources go by the names that the documentation of the messages has for them.
 [[noreturn]] void isFatal(const char* source, int line);
-#define ISAM_FATAL() ::isam::isFatal(__FILE__, __LINE__)
 
 }  // namespace isam

@@ -16,118 +16,133 @@
 #include <vector>
 
 #include "isam/isfile.h"
+#include "isam/ispath.h"
 
 namespace isam {
 
-inline constexpr int kMostDepth = 24;
-inline constexpr std::size_t kMostTarget = MAXKEYSIZE + 4;
-
-// A key with its duplicate counter.
+// A key with its duplicate counter, and room for the pointer that makes it an entry.
 struct Target {
-  std::array<Byte, kMostTarget> bytes{};
+  std::array<Byte, kMostEntry> bytes;
 };
 [[nodiscard]] Target MakeTarget(const Index& index, const Byte* key, std::uint32_t counter);
 
 // The entries of a node, of index.entry_size bytes each.
 struct Node {
+  const Byte* bytes = nullptr;  // as it is stored
   const Byte* entries = nullptr;
   int count = 0;
   int level = 0;
-  std::size_t used = 0;  // bytes of the node on disk
+  std::size_t used = 0;  // bytes of the node as it is stored
 
   [[nodiscard]] const Byte* entry(const Index& index, int at) const {
     return entries + static_cast<std::size_t>(at) * index.entry_size;
   }
 };
 
-// Where a node is kept that is not read straight from the mapping.
-struct NodeScratch {
-  std::vector<Byte> raw, entries;
-};
-
-// The way from the root to an entry of a leaf.
-struct Path {
-  struct Step {
-    std::uint32_t node = 0;
-    int at = 0;     // the entry
-    int count = 0;  // of entries
-  };
-  std::array<Step, kMostDepth> steps{};
-  int depth = 0;            // 0: it leads nowhere
-  std::uint64_t epoch = 0;  // of the file when it was found
-
-  [[nodiscard]] Step& leaf() { return steps[static_cast<std::size_t>(depth - 1)]; }
-  [[nodiscard]] const Step& leaf() const { return steps[static_cast<std::size_t>(depth - 1)]; }
-  [[nodiscard]] Step& step(int level) { return steps[static_cast<std::size_t>(level)]; }
-};
-
 class Tree {
  public:
   Tree(File& file, Index& index) : file_(file), index_(index) {}
 
-  // Each leaves the path at an entry and returns true, or false when there is none. Seek finds the
-  // first entry that is not less than the target; when there is none the path is at the end.
-  [[nodiscard]] bool Seek(const Target& target, Path& path);
-  // The same by the first `length` bytes of a key only; with `beyond` the first entry that is
-  // greater in them.
-  [[nodiscard]] bool SeekPrefix(const Byte* key, std::size_t length, bool beyond, Path& path);
-  [[nodiscard]] bool First(Path& path);
-  [[nodiscard]] bool Last(Path& path);
-  [[nodiscard]] bool Next(Path& path);
-  [[nodiscard]] bool Previous(Path& path);
+  // ---- moving (ispath.cpp). Each leaves the path at an entry and returns the entry, which stays
+  // where it is until the next call on any tree; or returns null, with the path at the end that was
+  // reached.
+  const Byte* isTreeFirst(Path& path);
+  const Byte* isTreeLast(Path& path);
+  const Byte* isTreeNext(Path& path);
+  const Byte* isTreePrev(Path& path);
+  // The entry of a record among those of one key.
+  const Byte* isTreeRecord(const Byte* key, std::uint32_t record, Path& path);
+  // The entry that a path is at.
+  [[nodiscard]] const Byte* isTreeCurr(const Path& path);
+  // The first entry that is not less than the target.
+  const Byte* isTreeMatch(const Target& target, Path& path);
+  // The first entry that is greater than a key in its first `length` bytes; or, when `equal`, not
+  // less than it.
+  const Byte* isTreeGreat(const Byte* key, std::size_t length, bool equal, Path& path);
 
-  // The entry that a path is at; valid until the next call.
-  [[nodiscard]] const Byte* EntryAt(const Path& path);
-  [[nodiscard]] std::uint32_t RecordOf(const Byte* entry) const;
-  // Entries from the one that the path is at to the end of its leaf.
-  [[nodiscard]] int LeftInLeaf(const Path& path) const {
-    return path.leaf().count - path.leaf().at;
+  [[nodiscard]] std::uint32_t RecordOf(const Byte* entry) const {
+    return tolvane::LoadBig<std::uint32_t>(entry + index_.length + index_.counter_width);
   }
+
+  // ---- changing (isgrow.cpp)
 
   // The place of a target among the entries: where it is, or where it is to be inserted, which may
   // be behind the last entry of a leaf. True when it is there.
   [[nodiscard]] bool FindPlace(const Target& target, Path& path);
-  // Adds an entry at its place. The caller has made sure that it is not there and has reserved
-  // nodes: one more than the path is deep.
-  void Insert(const Target& target, std::uint32_t record, Path& path);
-  // Removes the entry of a target; fails with EBADFILE when it is not there with that record.
-  void Delete(const Target& target, std::uint32_t record, Path& path);
+  // Adds an entry at its place, which is looked for when the path leads nowhere. The caller has
+  // made sure that it is not there and has reserved nodes: one more than the path is deep.
+  void isTreeInsert(Target& target, std::uint32_t record, Path& path);
+  // Removes the entry of a target, looked for in the same way; fails with EBADFILE when it is not
+  // there with that record.
+  void isTreeDelete(const Target& target, std::uint32_t record, Path& path);
 
   // The counter that the next duplicate of a key gets, and the path to its place. Above
   // MostCounter the range is used up and Renumber has to make room.
   [[nodiscard]] std::uint32_t NextCounter(const Byte* key, Path& path);
   [[nodiscard]] std::uint32_t MostCounter() const;
-  // Entries of a key.
-  [[nodiscard]] std::uint32_t Count(const Byte* key, Path& path);
-  // Gives the duplicates of a key the counters from 0 on, in their order. In place: it needs no
-  // room.
-  void Renumber(const Byte* key);
+  // Gives the duplicates of a key the counters from 0 on, in their order; a bound without any of
+  // them below it takes one too. In place: it needs no room. Returns the counter that comes next;
+  // without `store` that is all it does.
+  std::uint32_t Renumber(const Byte* key, bool store);
 
-  // Frees every node but the root, which becomes an empty leaf.
-  void Clear();
-  // Gives back every node, the root too.
-  void Free();
+  // The numbers of all nodes, the root last; fails with EBADFILE when they are no tree.
+  [[nodiscard]] std::vector<std::uint32_t> Nodes();
 
  private:
+  friend class TreeBuilder;
+
   [[nodiscard]] Node Load(std::uint32_t number, int level);
-  [[nodiscard]] int LowerBound(const Node& node, int count, const Byte* target) const;
+  [[nodiscard]] int isNodeMatch(const Node& node, int count, const Byte* target) const;
   template <typename Find>
-  void Descend(Path& path, Find find);
-  bool StepIntoLeaf(Path& path);
-  bool DownTo(Path& path, bool last);
+  Node isPathDown(Path& path, Find find);
+  const Byte* DownTo(Path& path, bool last);
+  const Byte* EntryOrNext(const Node& leaf, Path& path);
+
   void InsertAt(Path& path, int level, int at, const Byte* entry);
-  void SplitInsert(Path& path, int level, int at, std::vector<Byte>& entries, int count,
-                   int node_level, const Byte* entry);
-  [[nodiscard]] int SplitPoint(const std::vector<Byte>& entries, int count, int at) const;
-  [[nodiscard]] std::vector<Byte> Encode(const Byte* entries, int count, int level) const;
-  [[nodiscard]] std::size_t EncodedSize(const Byte* entries, int count) const;
-  void RemoveAt(std::uint32_t number, int at);
+  void flatins(std::uint32_t number, const Node& node, int at, const Byte* entry);
+  [[nodiscard]] int comphalf(const Byte* entries, int count) const;
+  [[nodiscard]] int LowerShare(const Node& node, int at) const;
+  [[nodiscard]] bool Fits(const Byte* entries, int count) const;
+  void StoreEntries(Path& path, int level, const std::vector<Byte>& entries, int node_level,
+                    int lower);
+  void InsertSeparator(Path& path, int level, const Target& for_lower, const Byte* upper_last);
+  void RemoveAt(Path& path, int level);
+  void StoreNode(std::uint32_t number, const Byte* entries, int count, int level);
   [[nodiscard]] std::uint32_t NewNode();
-  void RenumberBelow(std::uint32_t number, int level, const Byte* key, std::uint32_t& next);
-  void FreeBelow(std::uint32_t number, int level);
+  void RenumberBelow(std::uint32_t number, int level, const Byte* key, bool store,
+                     std::uint32_t& next);
+  void ListBelow(std::uint32_t number, int level, std::vector<std::uint32_t>& nodes);
 
   File& file_;
   Index& index_;
+};
+
+// Builds the tree of an index without entries from entries in order: nodes are filled from the
+// left. All but the root goes into nodes that were never used.
+class TreeBuilder {
+ public:
+  TreeBuilder(File& file, Index& index) : file_(file), index_(index) {}
+  void Add(const Target& target, std::uint32_t record);
+  // Ends adding.
+  void Finish();
+  // The index has its root node now: completes the tree.
+  void StoreRoot();
+
+ private:
+  struct Level {
+    std::vector<Byte> entries;
+    std::size_t stored = 0;  // bytes that they take in a node
+    [[nodiscard]] const Byte* last(std::size_t size) const {
+      return entries.empty() ? nullptr : &entries[entries.size() - size];
+    }
+  };
+  void AddTo(std::size_t level, const Byte* entry);
+  [[nodiscard]] std::size_t StoredSize(const Byte* before, const Byte* entry) const;
+  void Store(std::uint32_t number, std::size_t level);
+
+  File& file_;
+  Index& index_;
+  std::vector<Level> levels_;
 };
 
 // ---- stored form of compressed entries
@@ -135,8 +150,10 @@ class Tree {
 // Takes a compressed node apart into entries of full size. Fails with the fatal message when it
 // contradicts itself.
 void isCompScan(const Index& index, const Byte* node, std::size_t used, std::vector<Byte>& entries);
-// Puts entries together as they stand in a node, from its first entry on; `to` may be null to learn
-// the size. Returns the bytes.
-std::size_t isCompKey(const Index& index, const Byte* entries, int count, Byte* to);
+// A key as it stands behind another one, or first (null). Returns the bytes, 0 for a repeated key.
+// `to` may be null to learn the size, here and below.
+std::size_t isCompKey(const Index& index, const Byte* previous, const Byte* key, Byte* to);
+// Entries as they stand in a node, from its first one on. Returns the bytes.
+std::size_t isCompEntries(const Index& index, const Byte* entries, int count, Byte* to);
 
 }  // namespace isam

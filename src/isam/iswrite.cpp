@@ -6,6 +6,7 @@
 
 #include <isam.h>
 
+#include <algorithm>
 #include <cstring>
 
 #include "isam/isoperations.h"
@@ -19,7 +20,7 @@ struct Change {
   bool adds = false, removes = false;
   bool renumbers = false;  // before adding: the counters of the key are used up
   Target added, removed;
-  Path path;  // to the place of the added one
+  Path place, removed_place;  // depth 0: to be looked for
 };
 
 // Kept from one operation to the next for its room.
@@ -29,68 +30,90 @@ std::vector<Change>& Changes(std::size_t count) {
   return changes;
 }
 
-// Finds the place of a new key. Fails with EDUPL.
-void PlanAdding(File& file, Change& change, const Byte* key) {
-  Tree tree(file, *change.index);
+// Finds the place of a new key, which change.added holds. Fails with EDUPL.
+void PlanAdding(File& file, Change& change) {
+  Index& index = *change.index;
+  Tree tree(file, index);
+  Byte* const key = change.added.bytes.data();
   change.adds = true;
-  if (change.index->counter_width == 0) {
-    change.added = MakeTarget(*change.index, key, 0);
-    if (tree.FindPlace(change.added, change.path)) throw Failure{EDUPL};
+  if (index.counter_width == 0) {
+    if (tree.FindPlace(change.added, change.place)) throw Failure{EDUPL};
     return;
   }
-  std::uint32_t counter = tree.NextCounter(key, change.path);
+  std::uint32_t counter = tree.NextCounter(key, change.place);
   if (counter > tree.MostCounter()) {
-    counter = tree.Count(key, change.path);
+    counter = tree.Renumber(key, false);
     if (counter > tree.MostCounter()) throw Failure{EDUPL};
     change.renumbers = true;
-    change.path.depth = 0;
+    change.place.depth = 0;
   }
-  change.added = MakeTarget(*change.index, key, counter);
+  tolvane::StoreBigWidth(key + index.length, index.counter_width, counter);
 }
 
-// Finds the entry of a record's key: among duplicates it is the one with the record's number. Fails
-// with EBADFILE when there is none.
+// Finds the entry of a record. Without its key, in a file without data, all entries are looked
+// through, and there may be none: a null key has no entry.
 void PlanRemoving(File& file, Change& change, const Byte* key, std::uint32_t number) {
   const Index& index = *change.index;
   Tree tree(file, *change.index);
-  Path path;
-  for (bool found = tree.Seek(MakeTarget(index, key, 0), path); found; found = tree.Next(path)) {
-    const Byte* const entry = tree.EntryAt(path);
-    if (!isKeyMatch(index, entry, key)) break;
-    if (tree.RecordOf(entry) != number) continue;
-    std::memcpy(change.removed.bytes.data(), entry, index.length + index.counter_width);
-    change.removes = true;
-    return;
+  Path& path = change.removed_place;
+  const Byte* entry = nullptr;
+  if (key != nullptr) {
+    entry = tree.isTreeRecord(key, number, path);
+    if (entry == nullptr) throw Failure{EBADFILE};
+  } else {
+    entry = tree.isTreeFirst(path);
+    while (entry != nullptr && tree.RecordOf(entry) != number) entry = tree.isTreeNext(path);
+    if (entry == nullptr) return;
   }
-  throw Failure{EBADFILE};
+  change.removes = true;
+  std::memcpy(change.removed.bytes.data(), entry, index.length + index.counter_width);
 }
 
-// The plan for going from one record to another; either may be null.
-std::vector<Change>& Plan(File& file, const Byte* from, const Byte* to, std::uint32_t number) {
+// What becomes of a record. A file without data has no old record to tell its keys.
+struct Step {
+  bool removes = false;
+  const Byte* from = nullptr;
+  const Byte* to = nullptr;
+  std::uint32_t number = 0;
+};
+
+void PlanIndex(File& file, const Step& step, Change& change) {
+  const Index& index = *change.index;
+  Byte old_key[kMostTarget];
+  Byte* const new_key = change.added.bytes.data();
+  if (step.to != nullptr) isKeyMake(index, new_key, step.to);
+  if (step.from != nullptr) {
+    isKeyMake(index, old_key, step.from);
+    if (step.to != nullptr && isKeyMatch(index, old_key, new_key)) return;
+    if (!isKeyNull(index, old_key)) PlanRemoving(file, change, old_key, step.number);
+  } else if (step.removes) {
+    PlanRemoving(file, change, nullptr, step.number);
+    const bool same = step.to != nullptr && change.removes &&
+                      isKeyMatch(index, change.removed.bytes.data(), new_key);
+    if (same) change.removes = false;
+    if (same) return;
+  }
+  if (step.to != nullptr && !isKeyNull(index, new_key)) PlanAdding(file, change);
+}
+
+std::vector<Change>& Plan(File& file, const Step& step) {
   std::vector<Change>& changes = Changes(file.indexes.size());
   for (std::size_t i = 0; i < changes.size(); ++i) {
     Change& change = changes[i];
-    Index& index = file.indexes[i];
-    change.index = &index;
+    change.index = &file.indexes[i];
     change.adds = change.removes = change.renumbers = false;
-    change.path.depth = 0;
-    if (!index.has_parts()) continue;
-    Byte old_key[kMostTarget], new_key[kMostTarget];
-    if (from != nullptr) isKeyMake(index, old_key, from);
-    if (to != nullptr) isKeyMake(index, new_key, to);
-    if (from != nullptr && to != nullptr && isKeyMatch(index, old_key, new_key)) continue;
-    if (to != nullptr && !isKeyNull(index, new_key)) PlanAdding(file, change, new_key);
-    if (from != nullptr && !isKeyNull(index, old_key)) PlanRemoving(file, change, old_key, number);
+    change.place.depth = change.removed_place.depth = 0;
+    if (change.index->has_parts()) PlanIndex(file, step, change);
   }
   return changes;
 }
 
-// Makes sure of the index nodes that a plan may need: every node on a path may be split, the root
-// in three, and a list of free numbers may need a node.
+// Makes sure of the index nodes that a plan may need: every node on a path may be split, also by a
+// removal where keys are compressed, the root in three, and a list of free numbers may need a node.
 void ReserveNodes(File& file, const std::vector<Change>& changes) {
   std::uint64_t nodes = 1;
   for (const Change& change : changes)
-    if (change.adds) nodes += kMostDepth;
+    if (change.adds || (change.removes && change.index->is_compressed())) nodes += kMostDepth;
   file.index.Reserve(file.node_offset(file.free_nodes.highest) + (nodes + 1) * file.node_size);
 }
 
@@ -98,15 +121,19 @@ void AddEntries(File& file, std::vector<Change>& changes, std::uint32_t number) 
   for (Change& change : changes) {
     if (!change.adds) continue;
     Tree tree(file, *change.index);
-    const Byte* const key = change.added.bytes.data();
-    if (change.renumbers) tree.Renumber(key);
-    tree.Insert(change.added, number, change.path);
+    if (change.renumbers) (void)tree.Renumber(change.added.bytes.data(), true);
+    tree.isTreeInsert(change.added, number, change.place);
   }
 }
 
+// Where entries have been added the old ones have moved, and with renumbering have other counters.
 void RemoveEntries(File& file, std::vector<Change>& changes, std::uint32_t number) {
-  for (Change& change : changes)
-    if (change.removes) Tree(file, *change.index).Delete(change.removed, number, change.path);
+  for (Change& change : changes) {
+    if (!change.removes) continue;
+    Tree tree(file, *change.index);
+    if (change.adds) change.removed_place.depth = 0;
+    tree.isTreeDelete(change.removed, number, change.removed_place);
+  }
 }
 
 void NeedUnlocked(Handle& handle, std::uint32_t number) {
@@ -121,31 +148,43 @@ void FollowChange(Handle& handle, const std::vector<Change>& changes) {
   if (change.adds) handle.target = change.added;
 }
 
+// In a file without data it is the entries that tell whether a record is there.
+void NeedEntries(const File& file, const std::vector<Change>& changes) {
+  if (file.record_length == 0 && std::none_of(changes.begin(), changes.end(),
+                                              [](const Change& change) { return change.removes; }))
+    throw Failure{ENOREC, 0, '3'};
+}
+
+// The stored record; null in a file without data.
+const Byte* OldRecord(File& file, std::uint32_t number) {
+  return file.record_length == 0 ? nullptr : isGetData(file, number, file.scratch.data());
+}
+
 void Replace(Handle& handle, Operation& operation, std::uint32_t number, const Byte* record) {
   File& file = *handle.file;
   NeedUnlocked(handle, number);
-  std::vector<Byte> old(file.slot_length());
-  const Byte* const slot = isGetData(file, number, old.data());
-  std::vector<Change>& changes = Plan(file, slot, record, number);
+  std::vector<Change>& changes = Plan(file, {true, OldRecord(file, number), record, number});
   ReserveNodes(file, changes);
+  isFreeTest(file);
   operation.BeginStores();
   AddEntries(file, changes, number);
-  isPutData(file, record, number);
+  if (file.record_length > 0) isPutData(file, record, number);
   RemoveEntries(file, changes, number);
   operation.WriteBack();
-  if (handle.record == number) FollowChange(handle, changes);
+  if (handle.record == number && handle.standing != Standing::kGap) FollowChange(handle, changes);
   handle.recnum = static_cast<std::int32_t>(number);
 }
 
 void Remove(Handle& handle, Operation& operation, std::uint32_t number) {
   File& file = *handle.file;
   NeedUnlocked(handle, number);
-  std::vector<Byte> old(file.slot_length());
-  std::vector<Change>& changes = Plan(file, isGetData(file, number, old.data()), nullptr, number);
+  std::vector<Change>& changes = Plan(file, {true, OldRecord(file, number), nullptr, number});
+  NeedEntries(file, changes);
   ReserveNodes(file, changes);
+  isFreeTest(file);
   operation.BeginStores();
   RemoveEntries(file, changes, number);
-  isDelData(file, number);
+  if (file.record_length > 0) isDelData(file, number);
   isPutFree(file, FreeKind::kRecord, number);
   operation.WriteBack();
   isDropData(file, &handle, number);
@@ -154,22 +193,25 @@ void Remove(Handle& handle, Operation& operation, std::uint32_t number) {
 }
 
 // The record with the primary key of `record`. Fails with ENOPRIM, EPRIMKEY and ENOREC.
-std::uint32_t FindByPrimaryKey(File& file, const Byte* record) {
+std::uint32_t FindByPrimaryKey(Handle& handle, const Byte* record) {
+  File& file = *handle.file;
   Index& primary = file.indexes.front();
   if (!primary.has_parts()) throw Failure{ENOPRIM};
   if (primary.has(ISDUPS)) throw Failure{EPRIMKEY};
-  Byte key[kMostTarget];
-  isKeyMake(primary, key, record);
+  Target wanted;
+  isKeyMake(primary, wanted.bytes.data(), record);
+  // It is mostly the record read last.
+  if (handle.index == 0 && handle.standing == Standing::kOn && handle.path.epoch == file.epoch &&
+      isKeyMatch(primary, wanted.bytes.data(), handle.target.bytes.data()))
+    return handle.record;
   Tree tree(file, primary);
   Path path;
-  if (!tree.FindPlace(MakeTarget(primary, key, 0), path)) throw Failure{ENOREC, 0, '3'};
-  return tree.RecordOf(tree.EntryAt(path));
+  if (!tree.FindPlace(wanted, path)) throw Failure{ENOREC, 0, '3'};
+  return tree.RecordOf(tree.isTreeCurr(path));
 }
 
 std::uint32_t CurrentRecord(Handle& handle) {
-  const bool stands = handle.standing != Standing::kBefore && handle.standing != Standing::kGap;
-  if (!stands || handle.record == 0 || isDelCheck(*handle.file, handle.record))
-    throw Failure{ENOCURR, 0, '3'};
+  if (!isCurrent(handle)) throw Failure{ENOCURR, 0, '3'};
   return handle.record;
 }
 
@@ -181,9 +223,10 @@ std::uint32_t LiveRecord(File& file, std::uint32_t number) {
 // Fails with EPRIMKEY when a record's primary key differs from the one in the file.
 void NeedSamePrimaryKey(File& file, std::uint32_t number, const Byte* record) {
   const Index& primary = file.indexes.front();
-  if (!primary.has_parts()) return;
+  const Byte* const old_record = OldRecord(file, number);
+  if (!primary.has_parts() || old_record == nullptr) return;
   Byte old_key[kMostTarget], new_key[kMostTarget];
-  isKeyMake(primary, old_key, isGetData(file, number, file.scratch.data()));
+  isKeyMake(primary, old_key, old_record);
   isKeyMake(primary, new_key, record);
   if (!isKeyMatch(primary, old_key, new_key)) throw Failure{EPRIMKEY};
 }
@@ -191,7 +234,14 @@ void NeedSamePrimaryKey(File& file, std::uint32_t number, const Byte* record) {
 void BecomeCurrent(Handle& handle, std::uint32_t number, const std::vector<Change>& changes) {
   handle.record = number;
   handle.standing = Standing::kOn;
-  FollowChange(handle, changes);
+  handle.path.depth = 0;
+  if (handle.index < 0) return;
+  // A null key has no entry; the position is where it would be.
+  const Change& change = changes[static_cast<std::size_t>(handle.index)];
+  handle.target = change.added;
+  if (!change.adds)
+    tolvane::StoreBigWidth(&handle.target.bytes[change.index->length], change.index->counter_width,
+                           0);
 }
 
 }  // namespace
@@ -199,10 +249,15 @@ void BecomeCurrent(Handle& handle, std::uint32_t number, const std::vector<Chang
 void isWrite(Handle& handle, const Byte* record, AfterWrite after) {
   Operation operation(handle, Operation::Kind::kUpdate);
   File& file = *handle.file;
-  std::vector<Change>& changes = Plan(file, nullptr, record, 0);
+  std::vector<Change>& changes = Plan(file, {false, nullptr, record, 0});
   ReserveNodes(file, changes);
+  isFreeTest(file);
+  const std::uint32_t highest = file.free_records.highest;
   const std::uint32_t number = isGetFree(file, FreeKind::kRecord);
-  if (file.record_length > 0) file.data.Reserve(file.slot_offset(number) + file.slot_length());
+  if (file.record_length > 0) {
+    if (number <= highest && !isDelCheck(file, number)) throw Failure{EBADFILE};  // it lives
+    file.data.Reserve(file.slot_offset(number) + file.slot_length());
+  }
   if (after == AfterWrite::kLock && !isLockData(file, &handle, number, false))
     throw Failure{ELOCKED};
   operation.BeginStores();
@@ -215,7 +270,7 @@ void isWrite(Handle& handle, const Byte* record, AfterWrite after) {
 
 void isRewrite(Handle& handle, const Byte* record) {
   Operation operation(handle, Operation::Kind::kUpdate);
-  Replace(handle, operation, FindByPrimaryKey(*handle.file, record), record);
+  Replace(handle, operation, FindByPrimaryKey(handle, record), record);
 }
 
 void isRewCurr(Handle& handle, const Byte* record, bool same_key) {
@@ -232,7 +287,7 @@ void isRewRec(Handle& handle, std::uint32_t number, const Byte* record) {
 
 void isDelete(Handle& handle, const Byte* record) {
   Operation operation(handle, Operation::Kind::kUpdate);
-  Remove(handle, operation, FindByPrimaryKey(*handle.file, record));
+  Remove(handle, operation, FindByPrimaryKey(handle, record));
 }
 
 void isDelCurr(Handle& handle) {

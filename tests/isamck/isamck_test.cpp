@@ -10,7 +10,6 @@
 #include "check.h"
 #include "isam/layout.h"
 #include "key_order.h"
-#include "sorter.h"
 #include "support/program.h"
 #include "support/temp_dir.h"
 
@@ -160,7 +159,7 @@ TEST_F(IsamCheck, FreeListsAndLevelsAreSound) {
   file.Leaf(5, {FileBuilder::Unique("AAAA", 1), FileBuilder::Unique("BBBB", 3)});
   file.Leaf(6, {FileBuilder::Unique("CCCC", 2)});
   // The last entry above the leaves stands for everything beyond it.
-  file.Leaf(3, {FileBuilder::Unique("BBBz", 5), FileBuilder::Unique("AAAA", 6)}, 1);
+  file.Leaf(3, {FileBuilder::Unique("BBBz", 5), FileBuilder::Unique("BBzz", 6)}, 1);
   file.FreeList(7, layout::dictionary::kFreeData, {4});
   file.FreeList(8, layout::dictionary::kFreeNodes, {9});
   file.Leaf(9, {});
@@ -471,26 +470,6 @@ TEST(KeyOrder, TextKeysEndAtTheirZero) {
   Byte made[4];
   MakeKey(key, reinterpret_cast<const Byte*>("AB\0Z"), made);
   EXPECT_EQ(ToHex({reinterpret_cast<char*>(made), 4}), "41 42 00 00");
-}
-
-TEST(Sorter, MergesRunsInOrder) {
-  Sorter sorter(
-      4, [](const Byte* a, const Byte* b) { return std::memcmp(a, b, 4) < 0; }, 400);
-  for (std::uint32_t i = 0; i < 5000; ++i) {
-    Byte item[4];
-    StoreBig(item, i * 2654435761U);
-    ASSERT_TRUE(sorter.Add(item));
-  }
-  ASSERT_TRUE(sorter.Sort());
-  std::uint32_t count = 0, last = 0;
-  while (const Byte* item = sorter.Next()) {
-    const auto value = tolvane::LoadBig<std::uint32_t>(item);
-    ASSERT_GE(value, last);
-    last = value;
-    ++count;
-  }
-  EXPECT_EQ(count, 5000U);
-  EXPECT_FALSE(sorter.failed());
 }
 
 }  // namespace

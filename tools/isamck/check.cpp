@@ -156,7 +156,10 @@ bool Checker::Claim(std::uint32_t node, Owner owner, std::uint32_t from, std::ui
 
 // Which records live.
 void Checker::ScanData() {
-  if (header_.record_length == 0) return;
+  if (header_.record_length == 0) {  // the indexes say which
+    states_.assign(std::min<std::uint64_t>(header_.high_record, index_.size()) + 1, 0);
+    return;
+  }
   const std::size_t slot = header_.slot_length();
   const std::uint64_t count = std::min<std::uint64_t>(header_.high_record, data_.size() / slot);
   states_.assign(count + 1, 0);
@@ -234,7 +237,8 @@ void Checker::CheckNode(const Key& key, std::uint32_t number, int level, const B
       below.above = node.key_of(i - 1, key);
       below.above_counter = node.entries[i - 1].counter;
     }
-    if (i + 1 < node.entries.size()) {  // the last entry stands for everything beyond
+    // The last entry of a level stands for everything beyond.
+    if (i + 1 < node.entries.size() || bounds.most != nullptr) {
       below.most = node.key_of(i, key);
       below.most_counter = entry.counter;
     }
@@ -243,12 +247,10 @@ void Checker::CheckNode(const Key& key, std::uint32_t number, int level, const B
   }
 }
 
-// The entries ascend, and in a leaf lie within the bounds that the separators above set.
+// The entries ascend and lie within the bounds that the separators above set.
 void Checker::CheckOrder(const Key& key, std::uint32_t number, const TreeNode& node,
                          const Bounds& bounds) {
   for (std::size_t i = 0; i < node.entries.size(); ++i) {
-    // Above the leaves the last entry stands for everything beyond, whatever its key.
-    if (node.level > 0 && i + 1 == node.entries.size()) return;
     const Entry& entry = node.entries[i];
     const Byte* const bytes = node.key_of(i, key);
     if (i > 0) {
@@ -257,7 +259,6 @@ void Checker::CheckOrder(const Key& key, std::uint32_t number, const TreeNode& n
       if (order > 0) report_.AddIndexFault(number, entry.offset, "its key is out of order");
       if (order == 0) report_.AddIndexFault(number, entry.offset, "its key equals the one before");
     }
-    if (node.level > 0) continue;
     if (bounds.above != nullptr &&
         Compare(key, bounds.above, bounds.above_counter, bytes, entry.counter) >= 0)
       report_.AddIndexFault(number, entry.offset, "its key belongs into the node before");
@@ -280,6 +281,11 @@ void Checker::CheckLeaf(const Key& key, std::uint32_t number, const TreeNode& no
     std::uint8_t& state = states_[entry.pointer];
     if ((state & kSeen) != 0) fault("stands in this index twice");
     state |= kSeen;
+    if (header_.record_length == 0) {
+      report_.live_records += (state & kLive) == 0 ? 1 : 0;
+      state |= kLive;
+      continue;
+    }
     if ((state & kLive) == 0) {
       fault("is deleted");
       continue;
@@ -294,6 +300,7 @@ void Checker::CheckLeaf(const Key& key, std::uint32_t number, const TreeNode& no
 
 // Live records that the index does not have.
 void Checker::CheckMissing(const Key& key) {
+  if (header_.record_length == 0) return;
   for (std::uint32_t number = 1; number < states_.size(); ++number) {
     if ((states_[number] & (kLive | kSeen)) != kLive) continue;
     const std::uint64_t at = (std::uint64_t{number} - 1) * header_.slot_length();
@@ -362,6 +369,7 @@ void Checker::CheckAccount() {
                             "a precious file has a list of free records");
     return;
   }
+  if (header_.record_length == 0) return;  // a record whose keys are all null is nowhere
   for (std::uint32_t number = 1; number < states_.size(); ++number)
     if ((states_[number] & (kLive | kListed)) == 0)
       report_.AddDataFault(number, (std::uint64_t{number} - 1) * header_.slot_length(),

@@ -9,11 +9,11 @@
 #include <sstream>
 
 #include "check.h"
+#include "datarep/sorter.h"
 #include "key_order.h"
 #include "locks.h"
 #include "platform/system_calls.h"
 #include "report.h"
-#include "sorter.h"
 
 namespace isamck {
 
@@ -161,7 +161,8 @@ class Rebuilder {
   int OpenData();
   void LayOut();
   bool BuildIndex(const Key& key);
-  bool CollectEntries(const Key& key, Sorter& sorter, const std::vector<std::uint32_t>& counters);
+  bool CollectEntries(const Key& key, tolvane::Sorter& sorter,
+                      const std::vector<std::uint32_t>& counters);
   std::vector<std::uint32_t> OldCounters(const Key& key) const;
   void ReadOldCounters(const Key& key, std::uint32_t node, int level,
                        std::vector<std::uint32_t>& counters, std::uint64_t& visits) const;
@@ -300,7 +301,7 @@ void Rebuilder::ReadOldCounters(const Key& key, std::uint32_t number, int level,
 }
 
 // An item to sort: the key, the old counter, the record number.
-bool Rebuilder::CollectEntries(const Key& key, Sorter& sorter,
+bool Rebuilder::CollectEntries(const Key& key, tolvane::Sorter& sorter,
                                const std::vector<std::uint32_t>& counters) {
   std::vector<Byte> record(header_.record_length), item(key.length + 8);
   for (std::uint32_t number = 1; number < live_.size(); ++number) {
@@ -318,7 +319,7 @@ bool Rebuilder::CollectEntries(const Key& key, Sorter& sorter,
 
 bool Rebuilder::BuildIndex(const Key& key) {
   const std::size_t tail = 8;
-  Sorter sorter(key.length + tail, [&key](const Byte* a, const Byte* b) {
+  tolvane::Sorter sorter(key.length + tail, [&key](const Byte* a, const Byte* b) {
     const int order = CompareKeys(key, a, b);
     return order != 0 ? order < 0 : std::memcmp(a + key.length, b + key.length, tail) < 0;
   });

@@ -1,5 +1,5 @@
 // Sorts items of one size, more of them than memory should hold: sorted runs go to a temporary
-// file and are merged. The order is the caller's.
+// file and are merged.
 #pragma once
 
 #include <cstdint>
@@ -10,15 +10,18 @@
 
 #include "datarep/byte_order.h"
 
-namespace isamck {
+namespace tolvane {
 
 class Sorter {
  public:
-  using Byte = tolvane::Byte;
+  // Whether one item comes before another; a total order.
   using Less = std::function<bool(const Byte*, const Byte*)>;
+  static constexpr std::size_t kMemory = std::size_t{32} << 20;
 
-  // `memory` bytes of items are sorted at once.
-  Sorter(std::size_t item_size, Less less, std::size_t memory = std::size_t{64} << 20);
+  // `memory` bytes of items are sorted at once, with as many again for work space.
+  Sorter(std::size_t item_size, Less less, std::size_t memory = kMemory);
+  // By the bytes of the items. Items whose first `sorted_bytes` are equal must come in order.
+  Sorter(std::size_t item_size, std::size_t sorted_bytes, std::size_t memory = kMemory);
 
   // False with errno set when the temporary file cannot be written.
   [[nodiscard]] bool Add(const Byte* item);
@@ -39,14 +42,16 @@ class Sorter {
 
   [[nodiscard]] bool SpillRun();
   void SortMemory();
+  void SortByOrder();
+  void SortByBytes(const std::vector<std::size_t>& positions);
   [[nodiscard]] bool Refill(Run& run);
 
   std::size_t size_;
+  std::size_t sorted_bytes_ = 0;  // 0: by less_ alone
   Less less_;
   std::size_t capacity_;
   std::vector<Byte> items_;
-  std::vector<std::uint32_t> order_;
-  std::size_t given_ = 0;
+  std::size_t given_ = 0;  // bytes of items_, or items of the runs
   std::unique_ptr<std::FILE, CloseFile> file_;
   std::int64_t spilled_ = 0;
   std::vector<Run> runs_;
@@ -54,4 +59,4 @@ class Sorter {
   bool failed_ = false;
 };
 
-}  // namespace isamck
+}  // namespace tolvane
