@@ -121,13 +121,13 @@ bool Compiler::OccursClause(Field& field) {
   if (field.level == 1 || field.level == 77) return Fail("expected no OCCURS at level 01 or 77");
   Occurs& occurs = field.occurs;
   occurs.clause = true;
-  if (!ReadCount(occurs.max)) return false;
-  occurs.min = occurs.max;
-  if (Accept("TO") && !ReadCount(occurs.max)) return false;
-  if (occurs.max < 1 || occurs.max < occurs.min) {
-    occurs.min = occurs.max = 1;
-    return Fail("expected more occurrences");
-  }
+  std::int64_t min = 0;
+  if (!ReadCount(min)) return false;
+  std::int64_t max = min;
+  if (Accept("TO") && !ReadCount(max)) return false;
+  if (max < 1 || max < min) return Fail("expected more occurrences");
+  occurs.min = min;
+  occurs.max = max;
   (void)Accept("TIMES");
   for (;;) {
     if (Accept("DEPENDING")) {

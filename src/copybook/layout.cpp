@@ -56,7 +56,9 @@ struct Cursor {
     byte += bits / per_byte;
     bit = static_cast<unsigned>(bits % per_byte);
   }
-  friend auto operator<=>(const Cursor&, const Cursor&) = default;
+  friend bool operator<(const Cursor& a, const Cursor& b) {
+    return a.byte != b.byte ? a.byte < b.byte : a.bit < b.bit;
+  }
 };
 
 // The place reached in the source record and in the auxiliary record.

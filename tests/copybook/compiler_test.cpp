@@ -58,6 +58,8 @@ TEST(Compiler, NamesPlaceWordAndExpectation) {
       {"01 R OCCURS 3 PIC X.",
        "T:1:6: error: expected no OCCURS at level 01 or 77, found 'OCCURS'\n"},
       {"01 R. 05 A OCCURS 5 TO 2 PIC X.", "T:1:24: error: expected more occurrences, found '2'\n"},
+      {"01 R. 05 A OCCURS 0 TO X PIC X. 05 B PIC X.",
+       "T:1:24: error: expected a number of occurrences, found 'X'\n"},
       {"01 R. 05 A OCCURS X PIC X.",
        "T:1:19: error: expected a number of occurrences, found 'X'\n"},
       {"01 R. 05 A OCCURS 99999999999999999999 PIC X.",
