@@ -53,13 +53,14 @@ void Lexer::CloseLex() {
 }
 
 bool Lexer::BeginToken() {
+  const bool was_first = put_back_ && token_.first_on_line;
   token_ = Token();
   put_back_ = false;
   ended_.clear();
   while (!frames_.empty()) {
     Frame& frame = frames_.back();
     const std::string& bytes = text();
-    token_.first_on_line = frame.at == 0;
+    token_.first_on_line = was_first || frame.at == 0;
     while (frame.at < bytes.size() && IsBlank(bytes[frame.at])) {
       token_.first_on_line = token_.first_on_line || bytes[frame.at] == '\n';
       ++frame.at;

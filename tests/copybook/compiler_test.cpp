@@ -29,6 +29,8 @@ TEST(Compiler, NamesPlaceWordAndExpectation) {
       {"01 A.\n50 B PIC X.\n05 C PIC X.",
        "T:2:1: error: expected a level number (01 to 49, 66, 77, 78 or 88), found '50'\n"},
       {"01 A.\n05 B PIC X\n05 C PIC X.", "T:3:1: error: expected a full stop, found '05'\n"},
+      {"01 R.\n05 A PIC X. 88 B VALUE 1\n05 C PIC X.",
+       "T:3:1: error: expected a full stop, found '05'\n"},
       {"01 A.\n05 B PIC X(3", "T:2:13: error: expected a full stop, found 'end of text'\n"},
       {"01 A PIC X(3.", "T:1:11: error: expected a repeat count in parentheses, found '(3'\n"},
       {"01 A.\n05 B PC X.\n05 C PIC Y.\n05 D PIC X.",
