@@ -224,7 +224,8 @@ bool isFSlockTest(int fd, std::int64_t offset, std::int64_t length, int& holder)
 
 void isFatal(const char* source, int line) {
   std::fprintf(stderr, "fatal isam error %s(%d)\n", source, line);
-  std::exit(1);
+  sys.exit(1);
+  std::abort();  // it does not come back
 }
 
 }  // namespace isam

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 namespace tolvane {
@@ -47,6 +48,7 @@ SystemCalls sys = {
     .lock = Lock,
     .sleep = ::sleep,
     .time = ::time,
+    .exit = std::exit,
 };
 
 }  // namespace tolvane

@@ -6,12 +6,12 @@
 
 static int failures = 0;
 
-#define CHECK(condition)                                                              \
-  do {                                                                                \
-    if (!(condition)) {                                                               \
+#define CHECK(condition)                                                          \
+  do {                                                                            \
+    if (!(condition)) {                                                           \
       fprintf(stderr, "line %d: %s (error %d)\n", __LINE__, #condition, iserrno); \
-      failures++;                                                                     \
-    }                                                                                 \
+      failures++;                                                                 \
+    }                                                                             \
   } while (0)
 
 enum { LENGTH = 24 };

@@ -50,12 +50,14 @@ class Layout : public testing::Test {
 TEST_F(Layout, DictionaryAndKeyDescription) {
   Build();
   ASSERT_EQ(isclose(handle_), 0);
-  EXPECT_EQ(Bytes(0, 25), "FE 53 02 02 04 04 03 FF 00 01 07 02 00 00 50 00 00 00 02 00 00 00 00 00 00");
+  EXPECT_EQ(Bytes(0, 25),
+            "FE 53 02 02 04 04 03 FF 00 01 07 02 00 00 50 00 00 00 02 00 00 00 00 00 00");
   // Free lists, highest record, highest node, change counter left out, unique identifier, audit.
   EXPECT_EQ(Bytes(25, 16), "00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 03");
-  EXPECT_EQ(Bytes(45, 32),
-            "00 00 00 01 00 00 00 00 00 08 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 "
-            "00 00");
+  EXPECT_EQ(
+      Bytes(45, 32),
+      "00 00 00 01 00 00 00 00 00 08 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 "
+      "00 00");
   EXPECT_EQ(Bytes(kNode - 6, 6), "00 00 56 51 52 7A");
   EXPECT_EQ(NodeBytes(2, 0, 19), "00 12 00 00 00 00 00 0C 00 00 00 03 00 00 08 00 00 00 00");
   EXPECT_EQ(NodeBytes(2, kNode - 3, 3), "FF 7E 00");
@@ -78,8 +80,9 @@ TEST_F(Layout, LeafSlotsAndCounters) {
   Write(7);
   ASSERT_EQ(isdelrec(handle_, 2), 0);
   ASSERT_EQ(isclose(handle_), 0);
-  EXPECT_EQ(NodeBytes(3, 0, 30), "00 1E 30 30 30 30 30 30 30 37 00 00 00 00 00 01 30 30 30 30 30 30 30 37 00 01 "
-                                 "00 00 00 03");
+  EXPECT_EQ(NodeBytes(3, 0, 30),
+            "00 1E 30 30 30 30 30 30 30 37 00 00 00 00 00 01 30 30 30 30 30 30 30 37 00 01 "
+            "00 00 00 03");
   const std::string data = dir_.ReadFile("f.dat");
   ASSERT_EQ(data.size(), 3U * (kLength + 1));
   EXPECT_EQ(data.substr(0, kLength + 1), Record(7, kLength) + "\n");
@@ -98,7 +101,8 @@ TEST_F(Layout, AnAscendingRunLeavesFullNodes) {
   Write(85);
   ASSERT_EQ(isclose(handle_), 0);
   EXPECT_EQ(Head(3), "00 1A / 01");
-  EXPECT_EQ(NodeBytes(3, 2, 24), ToHex(Record(84, 8)) + " 00 00 00 04 " + ToHex(Record(85, 8)) + " 00 00 00 05");
+  EXPECT_EQ(NodeBytes(3, 2, 24),
+            ToHex(Record(84, 8)) + " 00 00 00 04 " + ToHex(Record(85, 8)) + " 00 00 00 05");
   EXPECT_EQ(Head(4), "03 F2 / 00");
   EXPECT_EQ(NodeBytes(5, 0, 14), "00 0E " + ToHex(Record(85, 8)) + " 00 00 00 55");
 }
@@ -110,8 +114,8 @@ TEST_F(Layout, AFullNodeIsSplitInTheMiddle) {
   ASSERT_EQ(isclose(handle_), 0);
   EXPECT_EQ(Head(4), "02 06 / 00");  // 2 + 43 * 12
   EXPECT_EQ(Head(5), "01 FA / 00");  // 2 + 42 * 12
-  EXPECT_EQ(NodeBytes(4, 2 + 41 * 12, 24), ToHex(Record(83, 8)) + " 00 00 00 55 " + ToHex(Record(84, 8)) +
-                                               " 00 00 00 2A");
+  EXPECT_EQ(NodeBytes(4, 2 + 41 * 12, 24),
+            ToHex(Record(83, 8)) + " 00 00 00 55 " + ToHex(Record(84, 8)) + " 00 00 00 2A");
   EXPECT_EQ(NodeBytes(3, 2, 12), ToHex(Record(84, 8)) + " 00 00 00 04");
 }
 
@@ -120,9 +124,10 @@ TEST_F(Layout, CompressedEntries) {
   for (const char* name : {"SMALL     ", "SMITH     ", "SMITH     "})
     ASSERT_EQ(iswrite(handle_, (name + std::string(kLength, '.')).data()), 0);
   ASSERT_EQ(isclose(handle_), 0);
-  EXPECT_EQ(NodeBytes(3, 0, 38), "00 24 00 05 53 4D 41 4C 4C 00 00 00 00 00 01 "  // SMALL
-                                 "02 05 49 54 48 00 00 80 00 00 02 "              // ITH, repeated
-                                 "00 01 00 00 00 03 00 00 00 00 00 00");
+  EXPECT_EQ(NodeBytes(3, 0, 38),
+            "00 20 00 05 53 4D 41 4C 4C 00 00 00 00 00 01 "  // SMALL
+            "02 05 49 54 48 00 00 80 00 00 02 "              // ITH, repeated
+            "00 01 00 00 00 03 00 00 00 00 00 00");
 }
 
 TEST_F(Layout, NumbersComeBackLastFreedFirst) {
@@ -166,7 +171,8 @@ TEST_F(Layout, NamesOfTheFiles) {
   ASSERT_EQ(isclose(handle_), 0);
   EXPECT_TRUE(dir_.Exists("f"));
   unsetenv("ZORISAMDAT");
-  handle_ = isopen(dir_.Path("f").c_str(), ISINPUT);  // the bare name is found where it is all there is
+  handle_ =
+      isopen(dir_.Path("f").c_str(), ISINPUT);  // the bare name is found where it is all there is
   EXPECT_GE(handle_, 0) << iserrno;
   isclose(handle_);
   ASSERT_EQ(isrename(dir_.Path("f").c_str(), dir_.Path("g").c_str()), 0) << iserrno;
@@ -178,8 +184,12 @@ TEST_F(Layout, NamesOfTheFiles) {
   const std::string long_name(1596, 'x');
   EXPECT_EQ(isopen(long_name.c_str(), ISINPUT), -1);
   EXPECT_EQ(iserrno, EFNAME);
-  Build(0, Key(0, 8), 0);  // redirected: no data file for a record length of 0
+  const keydesc key = Key(0, 8);
+  handle_ = isbuild(dir_.Path("h").c_str(), 0, &key, ISINOUT);
+  EXPECT_GE(handle_, 0) << iserrno;
   isclose(handle_);
+  EXPECT_TRUE(dir_.Exists("h.idx"));
+  EXPECT_FALSE(dir_.Exists("h.dat"));  // a record length of 0 needs none
 }
 
 }  // namespace
