@@ -207,6 +207,7 @@ int IdIs::LoadAll() {
   while (lexer_.GetToken().Is("ID"))
     if (LoadIdIsOption() == 0) return Fail("Loading 'ID IS' statement\n");
   lexer_.UngetToken();
+  if (SortMaskList(segment_) == 0) return Fail("Sorting mask list\n");
   std::erase_if(mask_list, [](const MaskItem& item) { return item.type == 0; });
   return 1;
 }
@@ -358,9 +359,7 @@ int LoadMaskList(const SymbolTable& table, CopybookReader& reader) {
       validateKeys(table) == 0)
     return 0;
   if (SortMaskList(0) == 0) return Fail("Sorting mask list\n");
-  const std::size_t before = mask_list.size();
   if (IdIs(table, reader).LoadAll() == 0) return 0;
-  if (mask_list.size() != before && SortMaskSegments(0) == 0) return Fail("Sorting mask list\n");
   MaskListDump("Mask list");
   return 1;
 }
