@@ -57,6 +57,13 @@ bool AllAre(std::span<const Byte> text, Byte value) {
   return std::all_of(text.begin(), text.end(), [value](Byte byte) { return byte == value; });
 }
 
+bool HoldsDate(const Field& field) {
+  if (DateIsOf(field) != nullptr) return true;
+  for (const Field* member = field.first_child; member != nullptr; member = member->next_sibling)
+    if (HoldsDate(*member)) return true;
+  return false;
+}
+
 bool IsOneValue(std::span<const Byte> text) { return !text.empty() && AllAre(text, text.front()); }
 
 bool IsDigitText(std::span<const Byte> text) {
@@ -166,7 +173,7 @@ void RecordExpander::PlanSiblings(const Field* first, std::int64_t shift) {
 
 void RecordExpander::PlanField(const Field& field, std::int64_t shift) {
   plan_.CopyUpTo(Moved_(field.aux_offset + shift));
-  if (GetExpandedFieldSize(field) == field.aux_length * field.occurs.max && !moved_) {
+  if (!HoldsDate(field) && !moved_) {
     plan_.CopyUpTo(Moved_(field.aux_offset + shift + field.aux_length * field.occurs.max));
     return;
   }
@@ -224,10 +231,6 @@ std::string RecordExpander::Century(const DateIsRecord& date, std::span<const By
       if (Holds(digits.compare(wanted), window.op)) return window.century;
     }
   }
-  if (IsOneValue(text) && !IsDigitText(text)) {  // blanks stay blanks
-    is_fill = true;
-    return {1, static_cast<char>(text.front())};
-  }
   return date.otherwise.empty() ? kDefaultCentury : date.otherwise;
 }
 
@@ -257,7 +260,9 @@ void RecordExpander::Expand(const PlanStep& step, std::span<const Byte> record, 
     toAscii(text);
   }
   std::array<Byte, kLongestDate> widened{};
-  const std::string century = Century(date, text, is_fill);
+  std::string century = Century(date, text, is_fill);
+  if (!is_fill && IsOneValue(text) && !IsDigitText(text))  // blanks stay blanks
+    century = std::string(1, static_cast<char>(text.front()));
   const std::size_t size = ExpandDateField(text, date.format, century, widened.data());
   if (is_number) {
     const std::string value =
