@@ -20,10 +20,10 @@ std::vector<Byte> Pack(std::vector<std::uint64_t> words) {
   return bytes;
 }
 
-std::uint64_t Sixths(const std::string& octal) { return std::stoull(octal, nullptr, 8); }
+Word Sixths(const std::string& octal) { return std::stoull(octal, nullptr, 8); }
 
-std::uint64_t Characters(const std::string& four) {
-  std::uint64_t word = 0;
+Word Characters(const std::string& four) {
+  Word word = 0;
   for (const char c : four) word = word << 9 | static_cast<unsigned char>(c);
   return word;
 }
@@ -33,7 +33,7 @@ class Bytes {
  public:
   explicit Bytes(std::vector<Byte> bytes) : bytes_(std::move(bytes)) {}
   WordStream Stream() {
-    return WordStream([this](std::size_t wanted) {
+    return WordStream("tape", [this](std::size_t wanted) {
       const std::size_t count = std::min({wanted, bytes_.size() - at_, std::size_t{1001}});
       at_ += count;
       return std::span<const Byte>(bytes_).subspan(at_ - count, count);
@@ -55,7 +55,7 @@ TEST(Sdf, RecordsComeOutOfTheirImages) {
   std::vector<std::uint64_t> words(kSdfLabelWords, 0);
   words[0] = Sixths("503335000001");  // "*VX", data type 1
   words[4] = 3;                       // 12 bytes a record
-  words[12] = std::uint64_t{5} << 4;  // five records
+  words[12] = 5;                      // records
   const auto data = [&](std::initializer_list<const char*> texts) {
     words.push_back(std::uint64_t{texts.size()} << 24);
     for (const char* text : texts) words.push_back(Characters(text));
@@ -83,7 +83,7 @@ TEST(Sdf, RecordsComeOutOfTheirImages) {
   EXPECT_EQ(label.record_count, 5);
   std::vector<std::uint16_t> record;
   std::vector<std::string> records;
-  while (reader.NextRecord(record)) records.push_back(Text(record));
+  while (reader.NextRecord(record, 100)) records.push_back(Text(record));
   EXPECT_EQ(records, (std::vector<std::string>{"ABCDEFGH", "IJKLMNOP", "", "QRST"}));
   EXPECT_FALSE(reader.damaged());
 }
@@ -94,9 +94,9 @@ TEST(Sdf, AnImageThatIsCutEndsTheFileWithAMessage) {
   SdfReader reader(stream);
   std::vector<std::uint16_t> record;
   ::testing::internal::CaptureStderr();
-  EXPECT_FALSE(reader.NextRecord(record));
+  EXPECT_FALSE(reader.NextRecord(record, 100));
   EXPECT_EQ(::testing::internal::GetCapturedStderr(),
-            "\nERROR: The SDF file ends inside an image of 5 words (block 1).\n");
+            "\nERROR: 'tape' ends inside an image of 5 words (block 1).\n");
   EXPECT_TRUE(reader.damaged());
 }
 
@@ -149,7 +149,7 @@ TEST_F(Copyg, BlocksAreJoinedAndTheirChecksumsVerified) {
   volume[kCopygHeaderBytes + kCopygBlockBytes + 100] ^= 1;
   Bytes bytes(volume);
   WordStream stream = bytes.Stream();
-  ASSERT_TRUE(stream.OpenCopyg("tape"));
+  ASSERT_TRUE(stream.OpenCopyg());
   EXPECT_EQ(stream.qualifier(), "OPDET");
   EXPECT_EQ(stream.file_name(), "PCYOJL");
   Word word;
@@ -175,7 +175,7 @@ TEST_F(Copyg, OtherFilesAreRefused) {
   Bytes bytes(Pack(header_));
   WordStream stream = bytes.Stream();
   ::testing::internal::CaptureStderr();
-  EXPECT_FALSE(stream.OpenCopyg("tape"));
+  EXPECT_FALSE(stream.OpenCopyg());
   EXPECT_EQ(::testing::internal::GetCapturedStderr(),
             "\nERROR: COPYG format expected; NOT FOUND\n\nERROR: Found `COPXG ' instead\n");
 }
