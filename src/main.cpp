@@ -3,6 +3,7 @@
 
 #include <fcntl.h>
 
+#include <algorithm>
 #include <clocale>
 #include <csignal>
 #include <cstdlib>
@@ -10,6 +11,7 @@
 
 #include "convert/mask.h"
 #include "driver/commands.h"
+#include "driver/grammar.h"
 #include "driver/scrio.h"
 #include "platform/console.h"
 #include "platform/paths.h"
@@ -89,8 +91,8 @@ int Main(int argc, char** argv) {
   if (first != ParseResult::kGoOn) return first == ParseResult::kHelp ? 0 : kRejected;
   if (opt.sw_report_sum == 0 && opt.sw_status == 0) PrintBanner();
   if (opt.optionsFileFlag != 0) {
-    PrintError("Grammar files can not be read yet.\n");
-    return kRejected;
+    if (ParseOptionsFile(opt.optFileName) == 0) return kRejected;
+    opt.nPrimeKeyNo = std::max(opt.nPrimeKeyNo, 1);
   }
   const ParseResult second = ParseCommandLine(argc, argv, false);
   if (second != ParseResult::kGoOn) return second == ParseResult::kHelp ? 0 : kRejected;

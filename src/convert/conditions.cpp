@@ -1,9 +1,14 @@
 #include "convert/conditions.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 
 #include "datarep/charset.h"
+#include "datarep/decimal.h"
+#include "datarep/float.h"
+#include "media/tape_io.h"
+#include "state/run.h"
 
 namespace tolvane {
 namespace {
@@ -16,6 +21,92 @@ constexpr Operator kOperators[] = {
     {"EQ", false, true, false}, {"NE", true, false, true},  {"GT", false, false, true},
     {"GE", false, true, true},  {"LT", true, false, false}, {"LE", true, true, false},
 };
+
+int ThreeWay(auto a, auto b) { return a < b ? -1 : a > b ? 1 : 0; }
+
+std::int64_t RecordNumber() { return pTapeIo != nullptr ? pTapeIo->records : run.nCurrInputRec; }
+
+// Deliberate: beyond equality only the strict operators hold, not GE and LE.
+bool RecordNumberHolds(const MaskItem& item) {
+  const int comparison = ThreeWay(RecordNumber(), -std::int64_t{item.location});
+  const bool lenient = item.op == "GE" || item.op == "LE";
+  return lenient ? comparison == 0 : Satisfies(item.op, comparison);
+}
+
+int CompareText(std::span<const Byte> field, std::string_view text) {
+  const std::size_t there = std::min(field.size(), text.size());
+  const int comparison = there == 0 ? 0 : std::memcmp(field.data(), text.data(), there);
+  if (comparison != 0) return comparison;
+  return there < text.size() ? -1 : 0;
+}
+
+std::int64_t LoadBinary(const Byte* bytes, const ConditionNode& node) {
+  const auto width = static_cast<unsigned>(node.length);
+  const std::uint64_t value = LoadBigWidth(bytes, width);
+  if (!node.is_signed || width >= sizeof value) return static_cast<std::int64_t>(value);
+  const std::uint64_t sign = std::uint64_t{1} << (8 * width - 1);
+  return static_cast<std::int64_t>(value ^ sign) - static_cast<std::int64_t>(sign);
+}
+
+const Byte* Bytes(const std::string& text) {
+  return static_cast<const Byte*>(static_cast<const void*>(text.data()));
+}
+
+// A floating-point field of the data: the mainframe's form, or ours on the way there.
+double LoadFloat(std::span<const Byte> field) {
+  std::array<Byte, sizeof(double)> bytes{};
+  std::copy(field.begin(), field.end(), bytes.begin());
+  if (!run.sw_a2e) (void)mflt3tou(std::span(bytes).first(field.size()));  // the length was checked
+  return field.size() == sizeof(double) ? LoadNative<double>(bytes.data())
+                                        : double{LoadNative<float>(bytes.data())};
+}
+
+int Compare(std::span<const Byte> field, const ConditionNode& node) {
+  switch (node.type) {
+    case mask_type::kBinary:
+      return ThreeWay(LoadBinary(field.data(), node), LoadBinary(Bytes(node.value), node));
+    case mask_type::kFloat:
+      return ThreeWay(LoadFloat(field), node.number);
+    case mask_type::kMfUnpacked:
+    case mask_type::kMbpUnpacked:
+    case mask_type::kUnsigned: {
+      const Byte ascii = node.type == mask_type::kMbpUnpacked ? kMbpNegative : kMfNegative;
+      return _upcmp(field, node.value, run.sw_a2e ? ascii : kEbcdicNegative);
+    }
+    default:
+      return CompareText(field, node.value);
+  }
+}
+
+bool Holds(const ConditionNode& node, std::span<const Byte> record) {
+  bool holds = false;
+  if (node.left != nullptr) {
+    holds = Holds(*node.left, record) && Holds(*node.right, record);
+  } else {
+    const std::size_t start = std::min(node.location, record.size());
+    const auto field = record.subspan(start, std::min(node.length, record.size() - start));
+    const bool is_text = node.type == mask_type::kGroup;
+    holds = (is_text || field.size() == node.length) && Satisfies(node.op, Compare(field, node));
+  }
+  return holds || (node.next != nullptr && Holds(*node.next, record));
+}
+
+Byte& LastByte(std::string& text) { return reinterpret_cast<Byte&>(text.back()); }  // NOLINT: bytes
+
+void TranslateTree(ConditionNode& node) {
+  for (ConditionNode* part : {node.left.get(), node.right.get(), node.next.get()})
+    if (part != nullptr) TranslateTree(*part);
+  const bool is_signed =
+      node.type == mask_type::kMfUnpacked || node.type == mask_type::kMbpUnpacked;
+  if (node.value.empty() || (!is_signed && node.type != mask_type::kGroup)) return;
+  const Byte last = LastByte(node.value);
+  for (char& c : node.value) c = static_cast<char>(asc2ebc[static_cast<Byte>(c)]);
+  if (!is_signed) return;
+  // Deliberate: the MBP test is for zone 0xD0, not 0x40.
+  const Byte negative = node.type == mask_type::kMfUnpacked ? kMfNegative : kEbcdicNegative;
+  const Byte zone = (last & kZoneMask) == negative ? kEbcdicNegative : kEbcdicPositive;
+  LastByte(node.value) = static_cast<Byte>((last & kDigitMask) | zone);
+}
 
 }  // namespace
 
@@ -31,11 +122,10 @@ bool IsOperator(std::string_view op) {
 }
 
 bool EvaluateMatchConditions(std::span<const Byte> record, const MaskItem& item) {
+  if (item.is_record_number) return RecordNumberHolds(item);
+  if (item.tree != nullptr) return Holds(*item.tree, record);
   const auto start = std::min(static_cast<std::size_t>(item.condition_start), record.size());
-  const std::size_t there = std::min(item.value.size(), record.size() - start);
-  int comparison = std::memcmp(record.data() + start, item.value.data(), there);
-  if (comparison == 0 && there < item.value.size()) comparison = -1;
-  return Satisfies(item.op, comparison);
+  return Satisfies(item.op, CompareText(record.subspan(start), item.value));
 }
 
 const MaskItem* GetMaskMatchCondition(std::span<const Byte> record) {
@@ -45,7 +135,25 @@ const MaskItem* GetMaskMatchCondition(std::span<const Byte> record) {
   return last;
 }
 
+int _upcmp(std::span<const Byte> field, std::string_view literal, Byte negative) {
+  const auto digit = [](auto byte) { return static_cast<Byte>(byte) & kDigitMask; };
+  const auto is_negative = [negative](auto byte) {
+    return (static_cast<Byte>(byte) & kZoneMask) == negative;
+  };
+  const bool minus = is_negative(field.back()), literal_minus = is_negative(literal.back());
+  int comparison = 0;
+  bool zero = true;
+  for (std::size_t i = 0; i < std::min(field.size(), literal.size()); ++i) {
+    if (comparison == 0) comparison = ThreeWay(digit(field[i]), digit(literal[i]));
+    zero = zero && digit(field[i]) == 0 && digit(literal[i]) == 0;
+  }
+  if (zero) return 0;
+  if (minus != literal_minus) return minus ? -1 : 1;
+  return minus ? -comparison : comparison;
+}
+
 void ConvertIdIsConditionToEbcdic(MaskItem& item) {
+  if (item.tree != nullptr) return TranslateTree(*item.tree);
   for (char& c : item.value) c = static_cast<char>(asc2ebc[static_cast<Byte>(c)]);
 }
 

@@ -183,8 +183,8 @@ void RecordConverter::CompileUnconditional(const MaskList& items) {
                                 .target = source + shift,
                                 .table = &gap_});
   };
-  for (const MaskItem& item : items) {
-    if (item.is_condition()) break;
+  for (std::size_t i = 0; i < items.size() && !items[i].is_condition(); ++i) {
+    const MaskItem& item = items[i];
     const auto location = static_cast<std::size_t>(item.location);
     if (item.type != mask_type::kBit) {
       AddItem(item, location + shift, fields);
@@ -192,9 +192,15 @@ void RecordConverter::CompileUnconditional(const MaskList& items) {
     }
     add_text(location);
     source = std::max(source, location);
-    const Op op = ItemOp(item, source + shift);
+    Op op = ItemOp(item, source + shift);
+    std::size_t end = location + (op.bit + op.length + 7) / 8;
+    const bool last_in_byte = i + 1 == items.size() || items[i + 1].type != mask_type::kBit ||
+                              static_cast<std::size_t>(items[i + 1].location) >= end;
+    // Characters for the bits that no field has, unless they are to be left out.
+    if (opt.sw_1toX != 0 && opt.sw_truncate1 == 0 && last_in_byte)
+      op.length = (end - location) * 8 - op.bit;
     fields.push_back(op);
-    const std::size_t end = std::max(source, location + (op.bit + op.length + 7) / 8);
+    end = std::max(source, end);
     shift += op.length - (end - source);
     source = end;
   }

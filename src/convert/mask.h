@@ -33,6 +33,8 @@ inline constexpr char kRecordNumber = 'X';
 
 inline constexpr std::size_t kConditionValueWidth = 50;
 
+struct ConditionNode;
+
 struct MaskItem {
   char type = 0;
   std::int64_t length = 0;    // bytes; -1 in a condition item made by ID IS
@@ -42,15 +44,17 @@ struct MaskItem {
   bool is_signed = false;
   char usage = 0;  // the copybook's usage letter, first occurrence only
   std::string name{};
-  std::int64_t expanded_location = 0;  // offset in the expanded record
+  std::int64_t expanded_location = -1;  // offset in the converted record; -1: it follows from ours
   std::int8_t source_bit = 0;
   std::int8_t destination_bit = 0;
 
   // Condition items.
-  std::int64_t condition_start = 0;  // offset of the compared field
-  std::int64_t condition_end = 0;    // one past it
-  std::string op{};                  // "EQ", "NE", "GT", "GE", "LT" or "LE"
-  std::string value{};               // the literal of -I
+  std::int64_t condition_start = 0;       // offset of the compared field
+  std::int64_t condition_end = 0;         // one past it
+  std::string op{};                       // "EQ", "NE", "GT", "GE", "LT" or "LE"
+  std::string value{};                    // the literal of -I
+  bool is_record_number = false;          // location is minus the number that op compares with
+  std::shared_ptr<ConditionNode> tree{};  // of an ID IS condition
 
   [[nodiscard]] bool is_condition() const { return type == mask_type::kCondition; }
   // One past the last byte of its last occurrence.

@@ -2,6 +2,10 @@
 
 #include <isam.h>
 
+#include "convert/copybook_mask.h"
+#include "convert/copybook_report.h"
+#include "convert/mask.h"
+#include "driver/mask_file.h"
 #include "driver/nine_to_eight.h"
 #include "files/fileio.h"
 #include "files/indexed_file.h"
@@ -37,11 +41,22 @@ Step NineToEight() {
   return Step::kDone;
 }
 
+// The grammar file's copybook has made its list already.
 Step LoadMask() {
-  return opt.bCopyBookFlag != 0 || opt.sw_print_mask != 0 ? NotBuilt("Copybook") : Step::kNext;
+  if (opt.bCopyBookFlag == 0 && opt.sw_print_mask == 0) return Step::kNext;
+  if (opt.bCopyBookFlag != 0 && !opt.copyfile.empty()) {
+    MaskListEmpty();
+    if (LoadMaskList() == 0) return Step::kFailed;
+  }
+  if (opt.sw_mask_file != 0) WriteMaskFile();
+  return opt.sw_print_mask != 0 ? Step::kDone : Step::kNext;
 }
 
-Step ReportCopybook() { return opt.sw_report != 0 ? NotBuilt("Copybook report") : Step::kNext; }
+Step ReportCopybook() {
+  if (opt.sw_report == 0) return Step::kNext;
+  return SearchCopyBookForBinaryFields(opt.copyfile, opt.sw_report_sum != 0) != 0 ? Step::kDone
+                                                                                  : Step::kFailed;
+}
 
 Step SetUpAnalysis() { return opt.sw_analyze != 0 ? NotBuilt("Analysis") : Step::kNext; }
 

@@ -7,6 +7,7 @@
 
 #include "files/fileio.h"
 #include "platform/console.h"
+#include "platform/system_calls.h"
 #include "platform/trace.h"
 #include "reports/side_reports.h"
 #include "state/options.h"
@@ -23,6 +24,20 @@ void ShowKeys(int handle, int keys) {
       PrintOutput("%04d,%04d ", key.k_part[part].kp_start, key.k_part[part].kp_leng);
     PrintOutput((key.k_flags & ISDUPS) != 0 ? "Dups\n" : "\n");
   }
+}
+
+bool IsThere(const std::string& path) {
+  struct stat status {};
+  return sys.stat(path.c_str(), &status) == 0;
+}
+
+// A file that is there and yet not found lacks its other half.
+void ExplainHalfFile(const std::string& name) {
+  const bool has_index = IsThere(name + ".idx");
+  const bool has_data = IsThere(name + ".dat") || IsThere(name);
+  if (has_index == has_data) return;
+  PrintOutput("An indexed file is a pair: '%s%s' is there, '%s%s' is missing.\n", name.c_str(),
+              has_index ? ".idx" : "", name.c_str(), has_index ? ".dat" : ".idx");
 }
 
 }  // namespace
@@ -50,7 +65,8 @@ void InterpretIsamError(int error, const std::string& name, std::span<const Byte
   const char* const file = name.c_str();
   switch (error) {
     case ENOENT:
-      return PrintError("No such file or directory '%s'\n", file);
+      PrintError("No such file or directory '%s'\n", file);
+      return ExplainHalfFile(name);
     case EEXIST:
       return PrintError("File already exists '%s'\n", file);
     case EDUPL:

@@ -232,7 +232,7 @@ void isErase(const std::string& name) {
   // too.
   const bool has_data = file.index.size() < file.node_size || RecordLength(file) > 0;
   if (sys.unlink(file.index_name.c_str()) != 0) throw Failure{errno, kIoIndex};
-  if (has_data && sys.unlink(NameOf(name, NameKind::kData).c_str()) != 0)
+  if (has_data && sys.unlink(NameOf(name, NameKind::kData).c_str()) != 0 && errno != ENOENT)
     throw Failure{errno, kIoData};
 }
 

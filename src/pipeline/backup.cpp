@@ -6,6 +6,7 @@
 
 #include "convert/convert.h"
 #include "convert/sdf_record.h"
+#include "files/fileio.h"
 #include "media/tape_out.h"
 #include "pipeline/output_in_use.h"
 #include "pipeline/platform_file.h"
@@ -40,7 +41,7 @@ class Backup {
   void Finish();
 
   BackupRequest request_;
-  bool is_indexed_ = opt.sw_relative == 0 && opt.sw_sequential == 0;
+  bool is_indexed_ = false;
   std::unique_ptr<PlatformFile> file_;
   std::unique_ptr<TapeOut> tape_;
   std::optional<OutputInUse> open_;
@@ -98,6 +99,8 @@ int Backup::PrepareConversion() {
 }
 
 int Backup::OpenFile() {
+  if (VerifyZorFileName(opt.infile) == 0) return 0;
+  is_indexed_ = opt.sw_relative == 0 && opt.sw_sequential == 0;
   if (is_indexed_) {
     file_ = OpenIndexedFile();
     return file_ != nullptr && AskRecordSize() != 0 ? 1 : 0;

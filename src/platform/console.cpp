@@ -49,9 +49,11 @@ void PrintWarning(const char* format, ...) {
 void PrintError(const char* format, ...) {
   va_list values;
   va_start(values, format);
-  Write(stderr, "\nERROR: ", format, values);
+  VPrintError(format, values);
   va_end(values);
 }
+
+void VPrintError(const char* format, va_list values) { Write(stderr, "\nERROR: ", format, values); }
 
 void PrintPlainError(const char* format, ...) {
   va_list values;

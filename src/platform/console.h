@@ -5,6 +5,7 @@
 // whole. At the end of standard input every question takes its quitting answer.
 #pragma once
 
+#include <cstdarg>
 #include <cstdint>
 #include <string>
 
@@ -15,6 +16,7 @@ namespace tolvane {
 // Writes to the standard error stream, behind "\nWARNING: " and "\nERROR: ".
 [[gnu::format(printf, 1, 2)]] void PrintWarning(const char* format, ...);
 [[gnu::format(printf, 1, 2)]] void PrintError(const char* format, ...);
+[[gnu::format(printf, 1, 0)]] void VPrintError(const char* format, std::va_list values);
 // Writes to the standard error stream as it stands.
 [[gnu::format(printf, 1, 2)]] void PrintPlainError(const char* format, ...);
 

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace tolvane {
 
@@ -51,6 +52,8 @@ struct OptionSet {
   std::string hmvsn;        // volume of a DEFINE statement, 8 characters
   std::string hmlbl;        // label of a DEFINE statement, 44 characters
   std::string holdenvpath;  // the INPUT or OUTPUT path exactly as written
+
+  std::vector<std::string> rawfield;  // fields to leave as they are, by name
 
   Switch optionsFileFlag = 0;  // a grammar file was named
   Switch bCopyBookFlag = 0;    // a copybook was named

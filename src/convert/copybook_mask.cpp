@@ -1,0 +1,386 @@
+#include "convert/copybook_mask.h"
+
+#include <algorithm>
+#include <cctype>
+#include <unordered_map>
+
+#include "convert/conditions.h"
+#include "convert/mask.h"
+#include "copybook/table_index.h"
+#include "copybook/words.h"
+#include "platform/console.h"
+#include "platform/trace.h"
+#include "state/options.h"
+#include "state/run.h"
+
+namespace tolvane {
+
+using copybook::Field;
+using copybook::SymbolTable;
+using copybook::TokenKind;
+
+namespace {
+
+constexpr std::int64_t kMostItems = 1000000;  // of the list
+constexpr std::int64_t kMostRawInWords = 7;   // bytes of a RAW field in 36-bit data
+
+int Fail(const char* text) {
+  PrintError("%s", text);
+  return 0;
+}
+
+// Unconditional items by what makes them equal; those that an ID IS group takes over are unlinked.
+std::unordered_map<std::string, std::size_t> unconditional;
+
+std::string Identity(const MaskItem& item) {
+  return item.type + std::to_string(item.location) + ":" + std::to_string(item.length);
+}
+
+// Notes the items before the first condition; the first of equal ones counts.
+void NoteUnconditional() {
+  unconditional.clear();
+  for (std::size_t i = 0; i < mask_list.size() && !mask_list[i].is_condition(); ++i) {
+    const MaskItem& item = mask_list[i];
+    // Deliberate: binary and packed items are kept beside those of a group.
+    if (item.type != mask_type::kBinary && item.type != mask_type::kPacked)
+      unconditional.emplace(Identity(item), i);
+  }
+}
+
+void Unlink(const MaskItem& item) {
+  const auto found = unconditional.find(Identity(item));
+  if (found == unconditional.end()) return;
+  mask_list[found->second].type = 0;
+  unconditional.erase(found);
+}
+
+MaskItem ItemOf(const Field& field, char type) {
+  MaskItem item;
+  item.type = type;
+  item.length = field.length;
+  item.digits = static_cast<std::int16_t>(field.digits);
+  item.is_signed = field.is_signed;
+  item.usage = field.usage;
+  item.name = field.filler ? "" : field.name;
+  return item;
+}
+
+// One item for each occurrence of the field; only the first carries its usage.
+int AddSymbolToMaskTable(const Field& field, char type) {
+  copybook::TableIndex index(field);
+  if (index.Count() > kMostItems - static_cast<std::int64_t>(mask_list.size()))
+    return Fail("Allocating memory for mask table.\n");
+  MaskItem item = ItemOf(field, type);
+  bool first = true;
+  do {
+    item.location = static_cast<std::int32_t>(index.CalcIdxOffset());
+    item.expanded_location = index.CalcIdxAuxOffset();
+    item.source_bit = static_cast<std::int8_t>(index.Bit());
+    item.destination_bit = static_cast<std::int8_t>(index.AuxBit());
+    if (first) Unlink(item);
+    AddNewItemToMaskList(item);
+    item.usage = 0;
+    first = false;
+  } while (index.CalcNextIdx());
+  return 1;
+}
+
+// Bit fields that stay bits: the bytes that hold them, each once.
+int AddBitBytes(const Field& field) {
+  copybook::TableIndex index(field);
+  if (index.Count() > kMostItems) return Fail("Allocating memory for mask table.\n");
+  do {
+    const std::int64_t begin = index.CalcIdxOffset();
+    const std::int64_t end = begin + (index.Bit() + static_cast<unsigned>(field.digits) + 7) / 8;
+    MaskItem* const last = mask_list.empty() ? nullptr : &mask_list.back();
+    if (last != nullptr && last->usage == '1' && begin >= last->location && begin <= last->end()) {
+      last->length = std::max(last->end(), end) - last->location;
+      continue;
+    }
+    MaskItem item = ItemOf(field, mask_type::kBinary);
+    item.location = static_cast<std::int32_t>(begin);
+    item.expanded_location = index.CalcIdxAuxOffset();
+    item.length = end - begin;
+    AddNewItemToMaskList(std::move(item));
+  } while (index.CalcNextIdx());
+  return 1;
+}
+
+// The type for a signed unpacked field, by the COBOL compiler of the target.
+int AddSignedUnpacked(const Field& field) {
+  if (field.sign_separate) {
+    TRACE_LINE("Sign is separate... ignoring\n");
+    return 1;
+  }
+  if (opt.sw_mbp != 0) return AddSymbolToMaskTable(field, mask_type::kMbpUnpacked);
+  if (opt.sw_mf != 0) return AddSymbolToMaskTable(field, mask_type::kMfUnpacked);
+  PrintError("COBOL compiler type unknown \n");
+  PrintError("You must specify (MF or MBP) to convert signed numeric data.\n");
+  return 0;
+}
+
+// Passes over a redefinition and what is below it.
+const Field* SkipRedefinitions(const Field* field) {
+  while (field != nullptr && (field->redefines != nullptr || field->level == 1)) {
+    TRACE_LINE("Skipping %02d  %s (REDEFINES item)\n", field->level, field->name.c_str());
+    const int level = field->level;
+    do field = field->next;
+    while (field != nullptr && field->level > level);
+  }
+  return field;
+}
+
+int WalkItems(const SymbolTable& table) {
+  for (const Field* field = table.First(); field != nullptr; field = SkipRedefinitions(field->next))
+    if (ProcessMaskListCandidate(*field) == 0) return Fail("Processing mask list candidates\n");
+  return 1;
+}
+
+bool IsOnList(const Field& field) {
+  return std::any_of(mask_list.begin(), mask_list.end(), [&field](const MaskItem& item) {
+    return item.type == mask_type::kBinary && item.location == field.offset &&
+           item.length == field.length;
+  });
+}
+
+int AddRawFields(const SymbolTable& table) {
+  for (const std::string& name : opt.rawfield) {
+    const Field* const field = table.GetSymHashSubStr(name).Unique();
+    if (field == nullptr) {
+      PrintError("Can not find unique field %s ", name.c_str());
+      return Fail("Adding RAW fields to the mask table\n");
+    }
+    const bool words = opt.sw_sdf != 0 || lasting.bCopyGFlag != 0;
+    if (words && field->length > kMostRawInWords)
+      return Fail("Can not handle raw fields longer than 7 bytes!!\n");
+    if (!IsOnList(*field) && AddSymbolToMaskTable(*field, mask_type::kBinary) == 0) return 0;
+  }
+  return 1;
+}
+
+// The copybook's record size against the one supplied.
+int SettleRecordSize(const SymbolTable& table) {
+  if (table.records().empty()) return 1;
+  std::int64_t longest = 0, size = 0;
+  for (const copybook::RecordDescription& record : table.records()) {
+    longest = std::max(longest, record.length);
+    size = std::max(size, record.aux_length);
+  }
+  if (opt.gblRecSize == 0) opt.gblRecSize = static_cast<std::int32_t>(longest);
+  sizes.gblCpySize = static_cast<std::int32_t>(size);
+  if (sizes.gblCpySize == opt.gblRecSize) return 1;
+  PrintWarning("Copy Book record size : (%d)", sizes.gblCpySize);
+  PrintWarning("Input record size     : (%d)\n", opt.gblRecSize);
+  const std::string answer = Ask({"Do you wish to continue (Y/N)  : ",
+                                  "\nAuto answer assuming Yes. Processing continues.\n", "Y", "N"},
+                                 opt.sw_automatic != 0);
+  if (Answers(answer, 'n')) return 0;
+  sizes.sw_use_booksize = true;
+  return 1;
+}
+
+// ---- ID IS
+
+class IdIs {
+ public:
+  IdIs(const SymbolTable& table, CopybookReader& reader)
+      : table_(table), reader_(reader), lexer_(reader.lexer) {}
+
+  // All statements that follow; the token that begins none comes next.
+  int LoadAll();
+
+ private:
+  int LoadIdIsOption();
+  int ReadCondition(MaskItem& item);
+  int ReadRecordNumber(MaskItem& item);
+  int ReadUse(std::vector<copybook::Identifier>& used);
+  int AddGroup(const Field& group);
+  int AddUsed(const Field& field);
+
+  const SymbolTable& table_;
+  CopybookReader& reader_;
+  copybook::Lexer& lexer_;
+  std::size_t segment_ = 0;  // the first item of the group being built
+};
+
+int IdIs::LoadAll() {
+  while (lexer_.GetToken().Is("ID"))
+    if (LoadIdIsOption() == 0) return Fail("Loading 'ID IS' statement\n");
+  lexer_.UngetToken();
+  if (SortMaskList(segment_) == 0) return Fail("Sorting mask list\n");
+  std::erase_if(mask_list, [](const MaskItem& item) { return item.type == 0; });
+  return 1;
+}
+
+// From the word ID to the full stop, which is then the current token.
+int IdIs::LoadIdIsOption() {
+  if (!lexer_.GetToken().Is("IS")) return Fail("Unknown syntax: Expecting 'IS' after 'ID'\n");
+  MaskItem item;
+  item.type = mask_type::kCondition;
+  item.length = -1;
+  item.occurs = 0;
+  std::vector<copybook::Identifier> used;
+  if (ReadCondition(item) == 0 || ReadUse(used) == 0) return 0;
+  if (SortMaskList(segment_) == 0) return 0;
+  if (segment_ == 0) NoteUnconditional();
+  FieldPlace place;
+  if (getSubLoc(used.front(), place) == 0) return 0;
+  item.condition_start = place.location;
+  item.condition_end = place.location + used.front().field->length;
+  item.name = used.front().field->name;
+  segment_ = mask_list.size();
+  AddNewItemToMaskList(std::move(item));
+  for (const copybook::Identifier& name : used)
+    if (AddUsed(*name.field) == 0) return Fail("Adding sub items\n");
+  return 1;
+}
+
+int IdIs::ReadCondition(MaskItem& item) {
+  if (lexer_.GetToken().Is("RECORD")) return ReadRecordNumber(item);
+  lexer_.UngetToken();
+  const auto condition = copybook::ExpressionParser(lexer_, table_, reader_.diagnostics).getExpr();
+  if (condition == nullptr) return 0;
+  std::unique_ptr<ConditionNode> tree;
+  if (saveConditions(*condition, tree) != 0) return Fail("Saving conditions\n");
+  item.tree = std::move(tree);
+  return 1;
+}
+
+int IdIs::ReadRecordNumber(MaskItem& item) {
+  if (!lexer_.GetToken().Is("NUMBER")) return Fail("Unknown syntax: Expecting 'RECORD NUMBER'\n");
+  constexpr struct {
+    const char* sign;
+    const char* op;
+  } kSigns[] = {{"=", "EQ"}, {"<>", "NE"}, {">", "GT"}, {">=", "GE"}, {"<", "LT"}, {"<=", "LE"}};
+  const copybook::Token& sign = lexer_.GetToken();
+  const auto* const found = std::find_if(std::begin(kSigns), std::end(kSigns),
+                                         [&](const auto& row) { return sign.Is(row.sign); });
+  if (found == std::end(kSigns)) return Fail("Unknown syntax: Expecting one of <,<=,>,>=,<>,= \n");
+  const copybook::Token& number = lexer_.GetToken();
+  const bool is_number = number.kind == TokenKind::kNumber &&
+                         number.text.find_first_not_of("0123456789") == std::string::npos;
+  if (!is_number) return Fail("Must supply numeric value for ID IS RECORD NUMBER statement.\n");
+  constexpr std::size_t kMostDigits = 9;
+  if (number.text.size() > kMostDigits) {
+    PrintError("Numeric literal %s exceeds 9 digits. Can not process.\n", number.text.c_str());
+    return 0;
+  }
+  item.is_record_number = true;
+  item.op = found->op;
+  item.location = -std::stoi(number.text);
+  lexer_.GetToken();
+  lexer_.UngetToken();
+  return 1;
+}
+
+// USE and its data names, up to the full stop.
+int IdIs::ReadUse(std::vector<copybook::Identifier>& used) {
+  if (!lexer_.GetToken().Is("USE")) return Fail("Unknown syntax: Expecting 'USE' after 'ID IS'\n");
+  while (lexer_.GetToken().kind == TokenKind::kWord) {
+    lexer_.UngetToken();
+    auto name = copybook::ExpressionParser(lexer_, table_, reader_.diagnostics).getExpr();
+    if (name == nullptr) return 0;
+    if (name->kind != copybook::Expression::Kind::kIdentifier)
+      return Fail("Expecting identifier(s), NOT an expression.\n");
+    used.push_back(std::move(name->identifier));
+    if (!lexer_.GetToken().Is(",")) lexer_.UngetToken();
+  }
+  if (used.empty()) return Fail("Expecting identifier(s), NOT an expression.\n");
+  return lexer_.token().Is(".") ? 1 : Fail("Missing '.' as 'ID IS' terminator\n");
+}
+
+int IdIs::AddUsed(const Field& field) {
+  return field.IsGroup() ? AddGroup(field) : ProcessMaskListCandidate(field);
+}
+
+int IdIs::AddGroup(const Field& group) {
+  for (const Field* field = group.next; field != nullptr && field->level > group.level;
+       field = SkipRedefinitions(field->next)) {
+    TRACE_LINE("%02d  %s (GROUP item)\n", field->level, field->name.c_str());
+    if (ProcessMaskListCandidate(*field) == 0) return 0;
+  }
+  return 1;
+}
+
+}  // namespace
+
+bool IsRawField(const std::string& name) {
+  return std::any_of(opt.rawfield.begin(), opt.rawfield.end(), [&name](const std::string& raw) {
+    return copybook::EqualsIgnoreCase(raw, name);
+  });
+}
+
+int ProcessMaskListCandidate(const Field& field) {
+  if (opt.sw_interchange != 0 && field.usage != 'D') return 1;
+  if (field.filler) return 1;
+  if (IsRawField(field.name)) return AddSymbolToMaskTable(field, mask_type::kBinary);
+  switch (field.usage) {
+    case '1':
+      return opt.sw_1toX != 0 ? AddSymbolToMaskTable(field, mask_type::kBit) : AddBitBytes(field);
+    case 'B':
+      return AddSymbolToMaskTable(field, mask_type::kBinary);
+    case 'P':
+    case 'S':
+      return AddSymbolToMaskTable(field, mask_type::kPacked);
+    case 'R':
+      return AddSymbolToMaskTable(field, mask_type::kFloat);
+    case 'D':
+      return field.is_signed ? AddSignedUnpacked(field)
+                             : AddSymbolToMaskTable(field, mask_type::kUnsigned);
+    default:
+      return 1;
+  }
+}
+
+int validateKeys(const SymbolTable& table) {
+  for (std::size_t i = 0; i < opt.keyDescr.size(); ++i) {
+    KeyEntry& key = opt.keyDescr[i];
+    if (key.name.find_first_not_of(' ') == std::string::npos) {
+      if (key.length > 0) continue;  // given by position
+      break;
+    }
+    if (key.name == kKeyByPosition) continue;
+    const Field* const field = table.GetSymHashSubStr(key.name).Unique();
+    if (field == nullptr) {
+      PrintError("Can not find unique field %s for key # %zu", key.name.c_str(), i);
+      return Fail("Validating key fields\n");
+    }
+    // Keys are those of the converted record.
+    key.location = static_cast<std::int32_t>(field->aux_offset);
+    key.length = static_cast<std::int32_t>(field->aux_length);
+  }
+  return 1;
+}
+
+int LoadMaskList(const SymbolTable& table, CopybookReader& reader) {
+  TRACE_FRAME();
+  unconditional.clear();
+  if (SettleRecordSize(table) == 0 || WalkItems(table) == 0 || AddRawFields(table) == 0 ||
+      validateKeys(table) == 0)
+    return 0;
+  if (SortMaskList(0) == 0) return Fail("Sorting mask list\n");
+  if (IdIs(table, reader).LoadAll() == 0) return 0;
+  MaskListDump("Mask list");
+  return 1;
+}
+
+int LoadMaskList() {
+  TRACE_FRAME();
+  CopybookReader reader;
+  if (!reader.lexer.InitLex(opt.copyfile, copybook::Reading::kCopybook)) {
+    PrintError("Could not open '%s'.\n", opt.copyfile.c_str());
+    return 0;
+  }
+  PrintOutput("Processing Cobol copybook ...\n");
+  auto table = std::make_unique<SymbolTable>();
+  copybook::Compiler compiler(reader.lexer, *table, reader.diagnostics, CopybookSettings());
+  if (!compiler.CompileFile()) return 0;
+  if (LoadMaskList(*table, reader) == 0) return 0;
+  if (reader.lexer.GetToken().kind != TokenKind::kEnd)
+    PrintWarning("Line %u of '%s': '%s' and what follows it was not read.\n", reader.lexer.line(),
+                 opt.copyfile.c_str(), reader.lexer.token().text.c_str());
+  copybooks.csid = std::move(table);
+  return 1;
+}
+
+}  // namespace tolvane

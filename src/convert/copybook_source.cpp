@@ -1,0 +1,67 @@
+#include "convert/copybook_source.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cerrno>
+
+#include "platform/console.h"
+#include "platform/system_calls.h"
+#include "state/options.h"
+
+namespace tolvane {
+
+Copybooks copybooks;
+
+namespace {
+
+constexpr std::size_t kMostBytes = std::size_t{256} << 20;  // of one text
+
+bool ReadWhole(const std::string& path, std::string& text) {
+  struct stat status {};
+  if (sys.stat(path.c_str(), &status) != 0 || S_ISDIR(status.st_mode)) return false;
+  const int fd = sys.open(path.c_str(), O_RDONLY | O_CLOEXEC, 0);
+  if (fd < 0) return false;
+  text.clear();
+  char buffer[65536];
+  ssize_t got = 0;
+  while (text.size() <= kMostBytes && (got = sys.read(fd, buffer, sizeof buffer)) != 0) {
+    if (got < 0 && errno != EINTR) break;
+    if (got > 0) text.append(buffer, static_cast<std::size_t>(got));
+  }
+  sys.close(fd);
+  return got == 0;
+}
+
+// COPY names a file as it is called, or without its suffix, in upper or lower case.
+bool OpenCopybook(std::string_view name, std::string_view library, std::string& text) {
+  const std::string prefix = library.empty() ? "" : std::string(library) + "/";
+  std::string lower(name);
+  std::transform(lower.begin(), lower.end(), lower.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  for (const std::string& spelled : {std::string(name), lower})
+    for (const char* suffix : {"", ".cpy", ".CPY", ".cbl", ".CBL", ".cob", ".COB"})
+      if (ReadWhole(prefix + spelled + suffix, text)) return true;
+  return false;
+}
+
+void Show(const copybook::Diagnostic& found) {
+  if (found.severity == copybook::Severity::kError) {
+    PrintError("%s\n", found.Text().c_str());
+  } else {
+    PrintWarning("%s\n", found.Text().c_str());
+  }
+}
+
+}  // namespace
+
+CopybookReader::CopybookReader() : diagnostics(Show), lexer(OpenCopybook, diagnostics) {}
+
+copybook::Settings CopybookSettings() {
+  const bool words = opt.sw_sdf != 0 || lasting.bCopyGFlag != 0;
+  copybook::Settings settings = words ? copybook::Settings::For36BitData() : copybook::Settings{};
+  settings.bit_to_byte = opt.sw_1toX == 0;
+  settings.truncate_bits = opt.sw_1toX != 0 && opt.sw_truncate1 != 0;
+  return settings;
+}
+
+}  // namespace tolvane

@@ -1,0 +1,37 @@
+// Copybooks as this program reads them: where COPY finds its texts, how the compiler's messages are
+// shown, the compiler settings that follow from the option set, and the compiled tables of the run.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "copybook/compiler.h"
+#include "copybook/diagnostics.h"
+#include "copybook/lexer.h"
+#include "copybook/settings.h"
+#include "copybook/symbol_table.h"
+
+namespace tolvane {
+
+// A lexer with its diagnostics; errors and warnings are printed as they are found.
+struct CopybookReader {
+  CopybookReader();
+  CopybookReader(const CopybookReader&) = delete;
+  CopybookReader& operator=(const CopybookReader&) = delete;
+
+  copybook::Diagnostics diagnostics;
+  copybook::Lexer lexer;
+};
+
+// 8-bit data; 36-bit data when the backup is in SDF or COPYG form.
+[[nodiscard]] copybook::Settings CopybookSettings();
+
+// Tables of the run; null: none.
+struct Copybooks {
+  std::unique_ptr<copybook::SymbolTable> csid;   // COPYBOOK IS, -C
+  std::unique_ptr<copybook::SymbolTable> csin_;  // COPYBOOK IN
+  std::unique_ptr<copybook::SymbolTable> csout;  // COPYBOOK OUT
+};
+extern Copybooks copybooks;
+
+}  // namespace tolvane

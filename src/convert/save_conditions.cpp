@@ -1,0 +1,346 @@
+// From parsed conditions to condition trees: each literal is put into the form of its field.
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <optional>
+#include <vector>
+
+#include "convert/conditions.h"
+#include "copybook/table_index.h"
+#include "datarep/decimal.h"
+#include "platform/console.h"
+#include "state/options.h"
+
+namespace tolvane {
+
+using copybook::Expression;
+using copybook::Field;
+using copybook::Literal;
+using copybook::Operator;
+
+namespace {
+
+constexpr std::size_t kMostHexDigits = 8, kMostOctalDigits = 10, kMostDigits = 9;
+
+// A numeric literal, or ZERO.
+struct Number {
+  std::string digits;  // without point
+  int decimals = 0;
+  bool negative = false;
+};
+
+std::optional<Number> NumberOf(const Literal& literal) {
+  if (literal.figurative && literal.text == "0") return Number{"0"};
+  if (literal.kind != 'N') return std::nullopt;
+  Number number{literal.text, 0, literal.sign == '-'};
+  if (const auto point = number.digits.find_first_of(".,"); point != std::string::npos) {
+    number.digits.erase(point, 1);
+    number.decimals = static_cast<int>(number.digits.size() - point);
+  }
+  return number;
+}
+
+// The digits that a field with so many decimals holds for a number; nothing when it cannot.
+std::optional<std::string> DigitsFor(const Number& number, int decimals, std::size_t width) {
+  std::string digits = number.digits;
+  for (int scale = number.decimals; scale < decimals; ++scale) digits += '0';
+  for (int scale = number.decimals; scale > decimals; --scale) {
+    if (!digits.empty() && digits.back() != '0') return std::nullopt;
+    if (!digits.empty()) digits.pop_back();
+  }
+  digits.erase(0, std::min(digits.find_first_not_of('0'), digits.size()));
+  if (digits.size() > width) return std::nullopt;
+  return std::string(width - digits.size(), '0') + digits;
+}
+
+bool Fail(const char* before, const std::string& text, const char* after) {
+  PrintError("%s%s%s\n", before, text.c_str(), after);
+  return false;
+}
+
+bool TooLong(const Literal& literal) {
+  const struct {
+    char kind;
+    std::size_t most;
+    const char *before, *after;
+  } kLimits[] = {
+      {'H', kMostHexDigits, "Hexadecimal literal ", " exceeds 8 characters. Can not process."},
+      {'O', kMostOctalDigits, "Octal literal ", " exceeds 10 digits. Can not process."},
+      {'N', kMostDigits, "Numeric literal ", " exceeds 9 digits. Can not process."},
+  };
+  for (const auto& limit : kLimits) {
+    const auto digits = static_cast<std::size_t>(std::count_if(
+        literal.text.begin(), literal.text.end(), [](char c) { return c != '.' && c != ','; }));
+    if (literal.kind == limit.kind && digits > limit.most)
+      return !Fail(limit.before, literal.text, limit.after);
+  }
+  return false;
+}
+
+std::string BigEndian(std::int64_t value, std::size_t width) {
+  std::array<Byte, sizeof value> bytes{};
+  StoreBigWidth(bytes.data(), width, value);
+  return {bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(width)};
+}
+
+// Bytes of the stored number: those of the field, or in 36-bit data what its digits need.
+std::size_t BinaryWidth(const Field& field) {
+  constexpr std::size_t kShort = 2, kInt = 4, kLong = 8;
+  if (opt.sw_sdf == 0 && lasting.bCopyGFlag == 0) {
+    const auto length = static_cast<std::size_t>(field.length);
+    if (length == kShort || length == kInt || length == kLong) return length;
+    PrintError("Unknown size of Binary for field %s:%d\n", field.name.c_str(),
+               static_cast<int>(field.length));
+    return 0;
+  }
+  if (field.digits >= 1 && field.digits <= 4) return kShort;
+  if (field.digits >= 5 && field.digits <= 9) return kInt;
+  PrintError("Can not process long literals; see manual.\n");
+  return 0;
+}
+
+bool StoreBinary(const Field& field, const Literal& literal, ConditionNode& node) {
+  const auto number = NumberOf(literal);
+  if (!number && literal.kind != 'H' && literal.kind != 'O') {
+    PrintError("incompatable literal for Binary field\n");
+    return false;
+  }
+  if (TooLong(literal)) return false;
+  constexpr int kHexadecimal = 16, kOctal = 8, kDecimal = 10;
+  if (field.usage == 'R') {
+    const std::string text = (number && number->negative ? "-" : "") + literal.text;
+    node.number =
+        literal.kind == 'N' || literal.figurative
+            ? std::strtod(text.c_str(), nullptr)
+            : static_cast<double>(std::strtoll(literal.text.c_str(), nullptr,
+                                               literal.kind == 'H' ? kHexadecimal : kOctal));
+    return true;
+  }
+  const std::size_t width = BinaryWidth(field);
+  if (width == 0) return false;
+  std::int64_t value = 0;
+  if (number) {
+    constexpr std::size_t kMostScaled = 18;
+    const auto digits = DigitsFor(*number, field.decimals, kMostScaled);
+    if (!digits) return Fail("incompatable literal for Binary field ", field.name, "");
+    value = std::strtoll(digits->c_str(), nullptr, kDecimal);
+    if (number->negative && field.is_signed) value = -value;
+  } else {
+    value =
+        std::strtoll(literal.text.c_str(), nullptr, literal.kind == 'H' ? kHexadecimal : kOctal);
+  }
+  node.length = width;
+  node.value = BigEndian(value, width);
+  return true;
+}
+
+bool StoreUnpacked(const Field& field, const Literal& literal, ConditionNode& node) {
+  const auto number = NumberOf(literal);
+  const std::size_t width = node.length - (field.sign_separate ? 1 : 0);
+  const auto digits = number ? DigitsFor(*number, field.decimals, width) : std::nullopt;
+  if (!digits) {
+    PrintError("incompatible literal for Numeric unpacked field\n");
+    return false;
+  }
+  node.value = *digits;
+  if (!field.is_signed) return true;
+  const bool leading = field.sign == copybook::SignPlace::kLeading;
+  if (field.sign_separate) {
+    node.value.insert(leading ? 0 : width, 1, number->negative ? '-' : '+');
+    return true;
+  }
+  const Byte negative = node.type == mask_type::kMbpUnpacked ? kMbpNegative : kMfNegative;
+  char& last = node.value.back();
+  last = static_cast<char>((last & kDigitMask) | (number->negative ? negative : kAsciiPositive));
+  return true;
+}
+
+bool StorePackedLiteral(const Field& field, const Literal& literal, ConditionNode& node) {
+  const auto number = NumberOf(literal);
+  const bool has_sign = field.kind != copybook::Usage::kPackedNoSign;
+  const std::size_t width = node.length * 2 - (has_sign ? 1 : 0);
+  const auto digits = number ? DigitsFor(*number, field.decimals, width) : std::nullopt;
+  if (!digits) {
+    PrintError("incompatible literal for Packed field\n");
+    return false;
+  }
+  std::vector<Byte> packed(node.length);
+  if (has_sign) {
+    StorePacked(packed, *digits,
+                !field.is_signed   ? kPackedUnsigned
+                : number->negative ? kPackedNegative
+                                   : kPackedPositive);
+  } else {
+    for (std::size_t i = 0; i < packed.size(); ++i)
+      packed[i] = static_cast<Byte>(((*digits)[2 * i] & kDigitMask) << 4 |
+                                    ((*digits)[2 * i + 1] & kDigitMask));
+  }
+  node.value.assign(packed.begin(), packed.end());
+  return true;
+}
+
+std::string HexBytes(const std::string& digits) {
+  constexpr int kHexadecimal = 16;
+  std::string bytes;
+  for (std::size_t i = 0; i + 1 < digits.size(); i += 2)
+    bytes += static_cast<char>(std::stoi(digits.substr(i, 2), nullptr, kHexadecimal));
+  return bytes;
+}
+
+bool StoreText(const Field& field, const Literal& literal, ConditionNode& node) {
+  std::string text = literal.text;
+  if (literal.kind == 'X' || literal.kind == 'H') {
+    text = HexBytes(literal.text);
+    if (text.size() > node.length)
+      return Fail("Field ", field.name, " is too short for the Hex literal value.");
+  } else if (!literal.figurative && literal.kind != 'S' && literal.kind != 'N') {
+    PrintError("Unsupported literal type '%c' for Group/Alpha Numeric field.\n", literal.kind);
+    return false;
+  }
+  if (text.size() > kConditionValueWidth)
+    return Fail("Literal '", text, "' exceeds 50 characters. Can not process.");
+  if (literal.figurative || literal.all) {
+    const std::string once = text;
+    while (!once.empty() && text.size() < node.length) text += once;
+  }
+  text.resize(node.length, ' ');
+  node.value = text;
+  return true;
+}
+
+// The type by which a field is compared; 0 when it cannot be.
+char ComparedType(const Field& field) {
+  switch (field.usage) {
+    case 'B':
+      return mask_type::kBinary;
+    case 'R':
+      return mask_type::kFloat;
+    case 'P':
+    case 'S':
+      return mask_type::kPacked;
+    case 'D':
+      if (field.sign_separate) return mask_type::kGroup;
+      if (!field.is_signed) return mask_type::kUnsigned;
+      return opt.sw_mbp != 0 ? mask_type::kMbpUnpacked : mask_type::kMfUnpacked;
+    case 'C':
+    case 'G':
+      return mask_type::kGroup;
+    default:
+      return 0;
+  }
+}
+
+bool StoreLiteral(const Field& field, const Literal& literal, ConditionNode& node) {
+  switch (field.usage) {
+    case 'B':
+    case 'R':
+      return StoreBinary(field, literal, node);
+    case 'D':
+      return StoreUnpacked(field, literal, node);
+    case 'P':
+    case 'S':
+      return StorePackedLiteral(field, literal, node);
+    default:
+      return StoreText(field, literal, node);
+  }
+}
+
+bool IsCondition(const Expression& expression) {
+  return expression.kind == Expression::Kind::kBinary;
+}
+
+std::unique_ptr<ConditionNode> SaveComparison(const Expression& comparison) {
+  const bool is_comparison = comparison.op != Operator::kAnd && comparison.op != Operator::kOr;
+  if (!is_comparison || comparison.left->kind != Expression::Kind::kIdentifier ||
+      comparison.right->kind != Expression::Kind::kLiteral) {
+    PrintError("Invalid condition supplied.\n");
+    return nullptr;
+  }
+  const Field& field = *comparison.left->identifier.field;
+  auto node = std::make_unique<ConditionNode>();
+  FieldPlace place;
+  if (getSubLoc(comparison.left->identifier, place) == 0) return nullptr;
+  node->type = ComparedType(field);
+  node->location = static_cast<std::size_t>(place.location);
+  node->length = static_cast<std::size_t>(field.length);
+  node->is_signed = field.is_signed;
+  node->op = copybook::OperatorName(comparison.op);
+  if (node->type == 0 || node->length == 0) {
+    PrintError("Unrecognized field type: %c\n", field.usage);
+    return nullptr;
+  }
+  if (!StoreLiteral(field, comparison.right->literal, *node)) return nullptr;
+  return node;
+}
+
+// Whether `right` goes on with the subject of what stands before it: A = 1 OR 2.
+bool GoesOnWithSubject(const Expression& left, const Expression& right) {
+  const Expression* last = &left;
+  while (IsCondition(*last->right)) last = last->right.get();
+  return !IsCondition(*right.left) && right.left->place == last->left->place;
+}
+
+std::unique_ptr<ConditionNode> Save(const Expression& condition) {
+  if (!IsCondition(condition)) {
+    PrintError("Syntax error on ID IS statement.\n");
+    return nullptr;
+  }
+  if (!IsCondition(*condition.left) && !IsCondition(*condition.right))
+    return SaveComparison(condition);
+  if (condition.op != Operator::kAnd && condition.op != Operator::kOr) {
+    PrintError("Operator is not AND or OR.\n");
+    return nullptr;
+  }
+  if (!IsCondition(*condition.left) || !IsCondition(*condition.right)) {
+    PrintError("Syntax error on ID IS statement.\n");
+    return nullptr;
+  }
+  auto left = Save(*condition.left), right = Save(*condition.right);
+  if (left == nullptr || right == nullptr) return nullptr;
+  if (condition.op == Operator::kOr && GoesOnWithSubject(*condition.left, *condition.right)) {
+    // A list of values: each is an alternative to those before it.
+    ConditionNode* last = left.get();
+    while (last->next != nullptr) last = last->next.get();
+    last->next = std::move(right);
+    return left;
+  }
+  auto pair = std::make_unique<ConditionNode>();
+  pair->left = std::move(left);
+  pair->right = std::move(right);
+  return pair;
+}
+
+}  // namespace
+
+int saveConditions(const Expression& condition, std::unique_ptr<ConditionNode>& tree) {
+  tree = Save(condition);
+  return tree != nullptr ? 0 : -1;
+}
+
+int getSubLoc(const copybook::Identifier& identifier, FieldPlace& place) {
+  const Field& field = *identifier.field;
+  place = {field.offset, field.aux_offset};
+  if (identifier.reference_modified) {
+    PrintError("Reference Modification NOT supported.\n");
+    return 0;
+  }
+  if (identifier.subscripts.empty()) return 1;
+  std::vector<std::int64_t> subscripts;
+  for (const copybook::Subscript& subscript : identifier.subscripts) {
+    if (subscript.literal.kind != 'N') {
+      PrintError("Subscripted items must contain a literal.\n");
+      return 0;
+    }
+    subscripts.push_back(std::strtoll(subscript.literal.text.c_str(), nullptr, 10));  // NOLINT
+  }
+  copybook::TableIndex index(field);
+  if (!index.SetSubscripts(subscripts)) {
+    PrintError("Could not determine address of subscripted item.\n");
+    return 0;
+  }
+  place = {index.CalcIdxOffset(), index.CalcIdxAuxOffset()};
+  return 1;
+}
+
+}  // namespace tolvane
