@@ -22,12 +22,20 @@ constexpr std::size_t kToTheEnd = std::numeric_limits<std::size_t>::max() / 2;
 
 Byte WithZone(Byte byte, Byte zone) { return static_cast<Byte>((byte & kDigitMask) | zone); }
 
-Byte NegativeZone(const MaskItem& item) {
-  return item.type == mask_type::kMfUnpacked ? kMfNegative : kMbpNegative;
+bool IsSigned(char type) {
+  return type == mask_type::kMfUnpacked || type == mask_type::kMbpUnpacked;
 }
 
-bool IsSigned(const MaskItem& item) {
-  return item.type == mask_type::kMfUnpacked || item.type == mask_type::kMbpUnpacked;
+Byte NegativeZone(char type) {
+  return type == mask_type::kMfUnpacked ? kMfNegative : kMbpNegative;
+}
+
+// The last character of a signed field, for the target compiler.
+Byte ConvertedSign(std::uint16_t character, Byte negative_zone) {
+  const Byte byte = asc2ebc[character & 0xFF];
+  if (byte == kEbcdicSpace) return kSpace;
+  const bool negative = (byte & kZoneMask) == kEbcdicNegative;
+  return WithZone(byte, negative ? negative_zone : kAsciiPositive);
 }
 
 // What a binary field takes; one without digits (a RAW field) has a byte for each quarter-word.
@@ -75,11 +83,22 @@ bool SdfConverter::Compile() {
 // A condition item and its fields: its range is converted afresh.
 bool SdfConverter::CompileGroup(Items items) {
   const MaskItem& condition = items.front();
+  if (condition.tree != nullptr) CompileComparisons(*condition.tree);
   Group& group = groups_.emplace_back(Group{&condition, {}});
   Place at{.source = static_cast<std::size_t>(condition.condition_start)};
   at.target = TargetOf(at.source);
   return CompileItems(items.subspan(1), at, static_cast<std::size_t>(condition.condition_end),
                       group.ops);
+}
+
+// Gives the compared fields of a condition places of their own, where they will stand converted.
+void SdfConverter::CompileComparisons(ConditionNode& node) {
+  for (ConditionNode* part : {node.left.get(), node.right.get(), node.next.get()})
+    if (part != nullptr) CompileComparisons(*part);
+  if (node.left != nullptr) return;
+  compared_.push_back({.source = node.location, .target = compared_bytes_, .node = &node});
+  node.location = compared_bytes_;
+  compared_bytes_ += node.length;
 }
 
 // Plans fields, which are in order, and the text around them, from `at` to `end`.
@@ -88,9 +107,9 @@ bool SdfConverter::CompileItems(Items items, Place& at, std::size_t end, std::ve
     for (std::int16_t k = 0; k < item.occurs; ++k) {
       const auto shift = static_cast<std::size_t>(k * item.length);
       const auto source = static_cast<std::size_t>(item.location) + shift;
-      // Only a copybook tells where the fields of the converted record are.
-      const std::size_t target =
-          opt.bCopyBookFlag != 0 ? static_cast<std::size_t>(item.expanded_location) + shift : source;
+      const std::size_t target = item.expanded_location < 0
+                                     ? source
+                                     : static_cast<std::size_t>(item.expanded_location) + shift;
       const Op op{.source = source,
                   .target = target,
                   .length = static_cast<std::size_t>(item.length),
@@ -135,7 +154,7 @@ bool SdfConverter::AddField(const MaskItem& item, Op op, Place& at, std::vector<
   if (!AddText(op, at, ops)) return false;
   ops.push_back(op);
   if (op.source_end() > at.source) at = {op.source_end(), op.target + op.stored};
-  if (IsSigned(item))
+  if (IsSigned(item.type))
     ops.push_back({.step = Step::kSign,
                    .source = op.source_end() - 1,
                    .target = op.target + op.stored - 1,
@@ -246,13 +265,33 @@ std::size_t SdfConverter::ConvertSdfRec(std::span<const std::uint16_t> record, B
   return size;
 }
 
+// A field that a condition compares; spaces when the record does not hold it.
+void SdfConverter::ConvertCompared(const Compared& field, std::span<const std::uint16_t> record) {
+  const ConditionNode& node = *field.node;
+  Byte* const to = &compared_text_[field.target];
+  std::fill_n(to, node.length, kSpace);
+  if (field.source + node.source_length > record.size()) return;
+  const std::uint16_t* const from = &record[field.source];
+  if (node.type == mask_type::kBinary) {
+    (void)process1100Comp({node.source_length, node.length}, node.is_signed, from, to);
+    return;
+  }
+  std::transform(from, from + node.length, to,
+                 [](std::uint16_t quarter) { return static_cast<Byte>(quarter); });
+  if (IsSigned(node.type))
+    to[node.length - 1] = ConvertedSign(from[node.length - 1], NegativeZone(node.type));
+}
+
 void SdfConverter::ConvertGroups(std::span<const std::uint16_t> record, Byte* out) {
   bytes_.resize(record.size());
   std::transform(record.begin(), record.end(), bytes_.begin(),
                  [](std::uint16_t quarter) { return static_cast<Byte>(quarter); });
+  compared_text_.resize(compared_bytes_);
+  for (const Compared& field : compared_) ConvertCompared(field, record);
   bool any_held = false;
   for (const Group& group : groups_) {
-    if (!EvaluateMatchConditions(bytes_, *group.condition)) continue;
+    const bool is_tree = group.condition->tree != nullptr;
+    if (!EvaluateMatchConditions(is_tree ? compared_text_ : bytes_, *group.condition)) continue;
     Run(group.ops, record, out);
     any_held = true;
   }
@@ -271,11 +310,7 @@ void SdfConverter::Run(const std::vector<Op>& ops, std::span<const std::uint16_t
     } else if (op.step == Step::kBits) {
       RunBits(op, record, out);
     } else {
-      const Byte byte = asc2ebc[record[op.source] & 0xFF];
-      const bool negative = (byte & kZoneMask) == kEbcdicNegative;
-      out[op.target] = byte == kEbcdicSpace
-                           ? kSpace
-                           : WithZone(byte, negative ? NegativeZone(*op.item) : kAsciiPositive);
+      out[op.target] = ConvertedSign(record[op.source], NegativeZone(op.item->type));
     }
   }
 }
@@ -343,7 +378,7 @@ bool SdfConverter::RunBack(const Op& op, std::span<const Byte> record, std::uint
   } else if (op.step == Step::kBits) {
     RunBitsBack(op, from, to);
   } else if (op.step == Step::kSign) {
-    if ((*from & kZoneMask) == NegativeZone(*op.item)) *to = ebc2asc[WithZone(*from, kEbcdicNegative)];
+    if ((*from & kZoneMask) == NegativeZone(op.item->type)) *to = ebc2asc[WithZone(*from, kEbcdicNegative)];
   } else if (!make1100Comp({op.length, op.stored}, op.item->is_signed, from, to)) {
     PrintError("Record %ld: the value of '%s' does not fit its %zu quarter-words.\n",
                run.nCurrInputRec, op.item->name.c_str(), op.length);

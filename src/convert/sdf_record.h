@@ -23,7 +23,7 @@ namespace tolvane {
 
 class SdfConverter {
  public:
-  // `items` must outlive the converter.
+  // `items` must outlive the converter, which makes the trees of their conditions its own.
   explicit SdfConverter(const MaskList& items) : items_(items) {}
 
   // Plans the conversion. False after a message when the mask list has fields that have none.
@@ -60,6 +60,11 @@ class SdfConverter {
     const MaskItem* condition;
     std::vector<Op> ops;
   };
+  // A field that a condition compares, converted to `target` of compared_text_.
+  struct Compared {
+    std::size_t source = 0, target = 0;
+    const ConditionNode* node = nullptr;
+  };
   // How far the plan has come.
   struct Place {
     std::size_t source = 0, target = 0;
@@ -69,6 +74,7 @@ class SdfConverter {
 
   [[nodiscard]] bool CompileItems(Items items, Place& at, std::size_t end, std::vector<Op>& ops);
   [[nodiscard]] bool CompileGroup(Items items);
+  void CompileComparisons(ConditionNode& node);
   [[nodiscard]] bool AddField(const MaskItem& item, Op op, Place& at, std::vector<Op>& ops) const;
   [[nodiscard]] bool AddBits(Op op, Place& at, std::vector<Op>& ops) const;
   [[nodiscard]] bool AddText(const Op& op, Place& at, std::vector<Op>& ops) const;
@@ -77,6 +83,7 @@ class SdfConverter {
   [[nodiscard]] std::size_t StoredBits(const Op& op) const;
   [[nodiscard]] std::size_t TargetOf(std::size_t source) const;
 
+  void ConvertCompared(const Compared& field, std::span<const std::uint16_t> record);
   void ConvertGroups(std::span<const std::uint16_t> record, Byte* out);
   void Run(const std::vector<Op>& ops, std::span<const std::uint16_t> record, Byte* out);
   void RunText(const Op& op, std::span<const std::uint16_t> record, Byte* out);
@@ -93,6 +100,9 @@ class SdfConverter {
   std::size_t fixed_bytes_ = 0;   // one past the last byte of all fields
   Place tail_;                    // text behind the last field
   std::vector<Byte> bytes_;       // the record as text, for conditions
+  std::vector<Compared> compared_;
+  std::size_t compared_bytes_ = 0;
+  std::vector<Byte> compared_text_;
   std::int64_t cut_values_ = 0;
   bool warned_of_characters_ = false;
 };

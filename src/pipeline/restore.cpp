@@ -99,6 +99,7 @@ int Restore::PrepareRestoreOper() {
   PrintBanner();
   run = Run{};
   if (tape_->in_words) {
+    run.sw_a2e = true;  // conditions compare ASCII
     sdf_.emplace(*tape_);
     if (sdf_->Prepare() == 0) return Fail();
   } else {

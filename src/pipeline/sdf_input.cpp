@@ -33,12 +33,12 @@ bool SdfInput::Fetch() {
   const auto most_words =
       (static_cast<std::size_t>(tape_.record_size) + kQuartersInWord - 1) / kQuartersInWord;
   if (tape_.sdf->reader.NextRecord(record_, most_words)) {
-    ++fetched_;
+    ++tape_.records;
     return true;
   }
   if (!tape_.sdf->reader.damaged())
     PrintError("'%s' ends after %ld of the %ld records that its label tells.\n",
-               tape_.device.c_str(), fetched_, record_count());
+               tape_.device.c_str(), tape_.records, record_count());
   tape_.damaged = true;
   return false;
 }

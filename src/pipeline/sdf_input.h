@@ -36,7 +36,6 @@ class SdfInput {
   TapeIo& tape_;
   SdfConverter converter_;
   std::vector<std::uint16_t> record_;
-  std::int64_t fetched_ = 0;
 };
 
 }  // namespace tolvane
