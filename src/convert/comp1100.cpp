@@ -44,7 +44,8 @@ bool process1100Comp(Comp1100 field, bool is_signed, const std::uint16_t* from, 
   const Byte* const stored = joined.data() + (length - field.bytes);
   std::copy_n(stored, field.bytes, to);
   const Byte fill = is_signed && (*stored & 0x80) != 0 ? 0xFF : 0;
-  return std::all_of(std::as_const(joined).data(), stored, [fill](Byte byte) { return byte == fill; });
+  return std::all_of(std::as_const(joined).data(), stored,
+                     [fill](Byte byte) { return byte == fill; });
 }
 
 bool make1100Comp(Comp1100 field, bool is_signed, const Byte* from, std::uint16_t* to) {

@@ -26,9 +26,7 @@ bool IsSigned(char type) {
   return type == mask_type::kMfUnpacked || type == mask_type::kMbpUnpacked;
 }
 
-Byte NegativeZone(char type) {
-  return type == mask_type::kMfUnpacked ? kMfNegative : kMbpNegative;
-}
+Byte NegativeZone(char type) { return type == mask_type::kMfUnpacked ? kMfNegative : kMbpNegative; }
 
 // The last character of a signed field, for the target compiler.
 Byte ConvertedSign(std::uint16_t character, Byte negative_zone) {
@@ -236,8 +234,7 @@ bool SdfConverter::AddText(const Op& op, Place& at, std::vector<Op>& ops) const 
     return false;
   }
   if (length > 0)
-    ops.push_back(
-        {.source = at.source, .target = at.target, .length = length, .stored = length});
+    ops.push_back({.source = at.source, .target = at.target, .length = length, .stored = length});
   at = {op.source, op.target};
   return true;
 }
@@ -378,7 +375,8 @@ bool SdfConverter::RunBack(const Op& op, std::span<const Byte> record, std::uint
   } else if (op.step == Step::kBits) {
     RunBitsBack(op, from, to);
   } else if (op.step == Step::kSign) {
-    if ((*from & kZoneMask) == NegativeZone(op.item->type)) *to = ebc2asc[WithZone(*from, kEbcdicNegative)];
+    if ((*from & kZoneMask) == NegativeZone(op.item->type))
+      *to = ebc2asc[WithZone(*from, kEbcdicNegative)];
   } else if (!make1100Comp({op.length, op.stored}, op.item->is_signed, from, to)) {
     PrintError("Record %ld: the value of '%s' does not fit its %zu quarter-words.\n",
                run.nCurrInputRec, op.item->name.c_str(), op.length);

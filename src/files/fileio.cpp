@@ -88,8 +88,8 @@ int VerifySdfName(std::string& name) {
   constexpr std::size_t kLogicalWidth = 8;
   if (pTapeIo != nullptr && IsBlankName(name)) TakeNameFromTape(name);
   if (opt.sw_addsys != 0 && IsBlankName(opt.addsysfile)) {
-    if (AskName("Please supply Zorva LFN name.\n?>",
-                "File will NOT be added to Zorva catalogue.\n", opt.addsysfile) == 0)
+    if (AskName("Please supply Zorva LFN name.\n?>", "File will NOT be added to Zorva catalogue.\n",
+                opt.addsysfile) == 0)
       return 1;
     opt.addsysfile.resize(std::min(opt.addsysfile.size(), kLogicalWidth));
   }

@@ -105,8 +105,7 @@ Label InWords(const Label& label) {
 }
 
 std::optional<std::string> ReadLabel(std::span<const Byte> block, bool in_words) {
-  if (in_words && block.size() >= kLabelGroups * kGroupBytes &&
-      block.size() <= kMostLabelBytes) {
+  if (in_words && block.size() >= kLabelGroups * kGroupBytes && block.size() <= kMostLabelBytes) {
     std::array<Byte, kLabelGroups * kGroupQuarters> characters{};
     UnpackGroups(block.data(), kLabelGroups, characters.data());
     std::string text(characters.begin(), characters.end());

@@ -66,9 +66,9 @@ std::size_t GetTapeBlock(TapeIo& tape) {
   constexpr std::size_t kMore = 8;
   constexpr std::size_t kLeastCapacity = 32768;
   const auto size = static_cast<std::size_t>(std::max(tape.block_size, 1));
-  const std::size_t most =
-      tape.variable_blocked || tape.is_text() || tape.in_words ? std::max(size, kLeastCapacity)
-                                                               : size + kMore;
+  const std::size_t most = tape.variable_blocked || tape.is_text() || tape.in_words
+                               ? std::max(size, kLeastCapacity)
+                               : size + kMore;
   const Drive::Block read = std::exchange(tape.has_early_block, false)
                                 ? Drive::Block{.data = tape.early_block}
                                 : tape.drive->ReadBlock(most);
@@ -328,9 +328,9 @@ std::span<const Byte> getCopygSdfBlk(TapeIo& tape, std::size_t most) {
     return shown;
   }
   if (tape.words_left.empty())
-    tape.words_left = tape.variable_blocked       ? GetVariableRecord(tape, INT32_MAX).data
+    tape.words_left = tape.variable_blocked      ? GetVariableRecord(tape, INT32_MAX).data
                       : NextWordBlock(tape) != 0 ? std::exchange(tape.block, {})
-                                                  : std::span<const Byte>{};
+                                                 : std::span<const Byte>{};
   shown = tape.words_left.first(std::min(most, tape.words_left.size()));
   tape.words_left = tape.words_left.subspan(shown.size());
   return shown;

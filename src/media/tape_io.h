@@ -74,12 +74,12 @@ struct TapeIo {
 
   std::unique_ptr<Drive> drive;  // a tape; null for a file
   DeviceNames names;
-  InputStream stream;             // a file
-  std::span<const Byte> block;    // what is left of the block at hand
-  std::vector<Byte> assembled;    // a line padded, or a record put together from two blocks
-  std::vector<Byte> rest;         // what a block left behind its last whole record
-  std::vector<Byte> early_block;  // a data block met where a label was looked for
-  std::vector<Byte> text;         // bytes of text blocks of a tape not yet made lines
+  InputStream stream;                  // a file
+  std::span<const Byte> block;         // what is left of the block at hand
+  std::vector<Byte> assembled;         // a line padded, or a record put together from two blocks
+  std::vector<Byte> rest;              // what a block left behind its last whole record
+  std::vector<Byte> early_block;       // a data block met where a label was looked for
+  std::vector<Byte> text;              // bytes of text blocks of a tape not yet made lines
   std::span<const Byte> words_left{};  // a 36-bit kind: of the block or record at hand
   std::size_t last_word_block = 0;     // ... bytes of the block before
   std::unique_ptr<SdfVolume> sdf;      // ... its words

@@ -44,10 +44,10 @@ struct TapeOut {
   std::string volume_serial;
   std::string file_label;
 
-  std::unique_ptr<Drive> drive;  // a tape; null for a file
-  OutputStream stream{"Block"};  // a file
-  std::vector<Byte> buffer;      // a tape's block being filled
-  std::int64_t lost = 0;         // blocks that a tape did not take
+  std::unique_ptr<Drive> drive;         // a tape; null for a file
+  OutputStream stream{"Block"};         // a file
+  std::vector<Byte> buffer;             // a tape's block being filled
+  std::int64_t lost = 0;                // blocks that a tape did not take
   std::vector<std::uint16_t> quarters;  // a COPYG record
   Byte* block = nullptr;   // the block being filled, in the buffer or the stream's room; or null
   std::size_t filled = 0;  // its bytes, its descriptor included

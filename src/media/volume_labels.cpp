@@ -106,8 +106,8 @@ void ReadFileLabels(TapeIo& tape) {
     if (const auto hdr2 = TakeLabel(tape, "HDR2"); hdr2) TakeSizes(tape, *hdr2);
   }
   if (tape.labelled)
-    tape.stream.WithholdTrailer(2 * kLabelSize, tape.in_words ? AreTrailerLabels<true>
-                                                              : AreTrailerLabels<false>);
+    tape.stream.WithholdTrailer(2 * kLabelSize,
+                                tape.in_words ? AreTrailerLabels<true> : AreTrailerLabels<false>);
 }
 
 // ---- tapes
@@ -188,8 +188,7 @@ Header ReadTapeHeader(TapeIo& tape) {
   if (!found.label || !LabelIs(*found.label, "HDR1")) return WithoutHdr1(tape, found);
   if (!TakeHdr1(tape, *found.label)) return Header::kWrongVolume;
   found = ReadTapeLabel(tape);
-  if (found.label && LabelIs(*found.label, "HDR2"))
-    TakeSizes(tape, *found.label);
+  if (found.label && LabelIs(*found.label, "HDR2")) TakeSizes(tape, *found.label);
   return PassHeaderMark(tape, found);
 }
 

@@ -119,7 +119,7 @@ constexpr std::size_t kNameWord = 1, kVersionWord = 3, kTypeWord = 5, kLengthWor
 constexpr std::size_t kNameWords = 2;
 
 constexpr unsigned kSymbolic = 1;
-constexpr const char* kTypeNames[] = {"unknown",       "SYMbolic",    "ASM procedure",
+constexpr const char* kTypeNames[] = {"unknown",       "SYMbolic",      "ASM procedure",
                                       "COB procedure", "FOR procedure", "RELocatable",
                                       "ABSolute",      "OMNibus"};
 
@@ -205,15 +205,16 @@ bool ElementFile::PassTo(std::uint64_t position) {
 
 bool IsFileName(const std::string& name) {
   return !name.empty() && std::all_of(name.begin(), name.end(), [](unsigned char c) {
-           return std::isalnum(c) != 0 || c == '-' || c == '$';
-         });
+    return std::isalnum(c) != 0 || c == '-' || c == '$';
+  });
 }
 
 // Restores or skips an element and goes on behind it. False when that can not be.
 bool ElementFile::ProcessElement(const Element& element) {
   const std::uint64_t begin = words_.position();
   const std::uint64_t end = begin + element.words;
-  const std::uint64_t next = begin + (element.words + kElementWords - 1) / kElementWords * kElementWords;
+  const std::uint64_t next =
+      begin + (element.words + kElementWords - 1) / kElementWords * kElementWords;
   if (element.type != kSymbolic) {
     Skip(element, "its type can not be restored");
   } else if (!IsTextType(element.data_type)) {

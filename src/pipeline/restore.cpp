@@ -310,8 +310,8 @@ int Restore::RestoreSdfRecord() {
   ++run.nCurrInputRec;
   const std::size_t most = sdf_->MostBytes();
   const std::size_t size = OutputSize(most);
-  Byte* const out = output_->Room(std::max(size, most),
-                                  static_cast<std::int32_t>(most + kDescriptorWidth));
+  Byte* const out =
+      output_->Room(std::max(size, most), static_cast<std::int32_t>(most + kDescriptorWidth));
   const std::size_t converted = sdf_->Convert(out);
   if (run.nCurrSkippedRec < opt.nBegRec) {
     ++run.nCurrSkippedRec;

@@ -122,16 +122,19 @@ TEST_F(WordData, LabelledTapesOfSeveralVolumesAreReadBack) {
     const ProgramResult backed_up =
         Run("BACKUP\nRECORD SIZE IS 24\nZORVA FILE IS SEQUENTIAL\nCOMPILER IS MF\nVOL=ABC123\n"
             "LBL=DAILY\nAUTOMATIC ANSWER\nBACKUP FILE IS COPYG\nINPUT FILE IS out\n"
-            "OUTPUT FILE IS " + list + "\n");
+            "OUTPUT FILE IS " +
+            list + "\n");
     EXPECT_EQ(backed_up.err, "") << backed_up.out;
     // VOL1 and the serial in characters of 9 bits.
     const std::string first = dir_.ReadFile("vol1." + form).substr(form == "tap" ? 4 : 6, 80);
-    EXPECT_EQ(ToHex(first), ToHex(Pack(Words{Characters("VOL1"), Characters("ABC1"), Characters("23  ")} +
-                                Words(17, Characters("    ")))
-                               .substr(0, 80)));
+    EXPECT_EQ(ToHex(first),
+              ToHex(Pack(Words{Characters("VOL1"), Characters("ABC1"), Characters("23  ")} +
+                         Words(17, Characters("    ")))
+                        .substr(0, 80)));
     const ProgramResult restored =
         Run("RESTORE\nCREATE\nAUTOMATIC ANSWER\nCOMPILER IS MF\nBACKUP FILE IS COPYG\n"
-            "INPUT FILE IS " + form + ":vol1." + form + ",vol2." + form +
+            "INPUT FILE IS " +
+            form + ":vol1." + form + ",vol2." + form +
             "\nOUTPUT FILE IS again\nZORVA FILE IS SEQUENTIAL\n");
     EXPECT_TRUE(dir_.ReadFile("again") == RestoredRecords(kCount)) << restored.out << restored.err;
     EXPECT_EQ(restored.err.find("checksum"), std::string::npos) << restored.err;
@@ -144,8 +147,7 @@ TEST_F(WordData, SdfFilesGoIntoIndexedFilesByTheirFields) {
   const ProgramResult result = Run(Restore("SDF", "KEY1 IS ID-NO PRIME\nKEY2 IS BALANCE DUPS\n"));
   EXPECT_NE(result.out.find("TOTAL records written to output file   : 20\n"), std::string::npos)
       << result.out << result.err;
-  const ProgramResult back =
-      RunTolvane(dir_.Path(), {"-b", "-s24", "-fiout", "-foflat"});
+  const ProgramResult back = RunTolvane(dir_.Path(), {"-b", "-s24", "-fiout", "-foflat"});
   EXPECT_EQ(dir_.ReadFile("flat"), RestoredRecords(20)) << back.out << back.err;
 }
 
@@ -203,8 +205,7 @@ TEST_F(WordData, ConditionsChooseFieldsByConvertedValues) {
   const Words data = SdfLabel(1, 2) + Image({Quarters(0776, '1', '2', 'L')}) +
                      Image({Quarters(2, '1', '2', 'L')}) + Words{kEndOfFile};
   dir_.WriteFile("in", Pack(data));
-  const ProgramResult result =
-      Run(Restore("SDF", "ZORVA FILE IS SEQUENTIAL\n"), "", kLayouts);
+  const ProgramResult result = Run(Restore("SDF", "ZORVA FILE IS SEQUENTIAL\n"), "", kLayouts);
   EXPECT_EQ(dir_.ReadFile("out"), FromHex("FFFF") + "12s" + FromHex("0002") + "12L")
       << result.out << result.err;
 }
@@ -292,19 +293,24 @@ TEST_F(WordData, DamageIsNamed) {
       {"COPYG", good.substr(0, 125), "ERROR: COPYG format expected; NOT FOUND\n", -1},
       {"COPYG", good.substr(0, 130), "ERROR: Non PCIOS file encountered.", -1},
       {"COPYG", good.substr(0, 200), "ERROR: 'in' ends inside its label.\n", -1},
-      {"COPYG", good.substr(0, 126 + 8073 + 500), "WARNING: 'in' ends inside block 2: 500 of 8073 bytes.\n",
-       267},
-      {"SDF", Pack(SdfLabel(5, 1, "503335000002")), "does not contain ASCII/ISO 9-bit characters (type 2)", -1},
+      {"COPYG", good.substr(0, 126 + 8073 + 500),
+       "WARNING: 'in' ends inside block 2: 500 of 8073 bytes.\n", 267},
+      {"SDF", Pack(SdfLabel(5, 1, "503335000002")),
+       "does not contain ASCII/ISO 9-bit characters (type 2)", -1},
       {"SDF", Pack(SdfLabel(5, 0)), "WARNING: Number of records is : (0)\n", -1},
       {"SDF", Pack(SdfLabel(5, 3) + Image(Record(0)) + Words{kEndOfFile}),
-       "ERROR: 'in' ends after 1 of the 3 records that its label tells.\n\nERROR: Converting SDF record\n", 1},
+       "ERROR: 'in' ends after 1 of the 3 records that its label tells.\n\nERROR: Converting SDF "
+       "record\n",
+       1},
       {"SDF", Pack(SdfLabel(5, 1) + Image(Record(0)) + Image(Record(1)) + Words{kEndOfFile}),
        "WARNING: 'in' holds more records than the 1 that its label tells.\n", 1},
-      {"SDF", Pack(too_long), "ERROR: A record in block 1 of 'in' has 6 words or more; the most is 5.\n", 0},
+      {"SDF", Pack(too_long),
+       "ERROR: A record in block 1 of 'in' has 6 words or more; the most is 5.\n", 0},
       {"SDF", Pack(joined), "has 2050 words or more; the most is 5.\n", 0},
       {"SDF", Pack(SdfLabel(5, 1) + Words{std::uint64_t{5} << 24, 0}),
        "ERROR: 'in' ends inside an image of 5 words (block 1).\n", 0},
-      {"SDF", Pack(SdfLabel(0777777, 0377777777777)), "ERROR: 'in' ends after 0 of the 34359738367 records", 0},
+      {"SDF", Pack(SdfLabel(0777777, 0377777777777)),
+       "ERROR: 'in' ends after 0 of the 34359738367 records", 0},
       {"SDF", "short", "ERROR: Non PCIOS file encountered.", -1},
       {"COPOUT", Pack(Words(40, 1)), "ERROR: Element file NOT found, can not continue!\n", -1},
   };
@@ -313,8 +319,10 @@ TEST_F(WordData, DamageIsNamed) {
     dir_.WriteFile("in", c.volume);
     const ProgramResult result = Run(Restore(c.form, "ZORVA FILE IS SEQUENTIAL\n"));
     EXPECT_NE(result.err.find(c.message), std::string::npos) << result.out << result.err;
-    const std::string total = "TOTAL records written to output file   : " + std::to_string(c.records) + "\n";
-    EXPECT_EQ(result.out.find(total) != std::string::npos, c.records >= 0) << result.out << result.err;
+    const std::string total =
+        "TOTAL records written to output file   : " + std::to_string(c.records) + "\n";
+    EXPECT_EQ(result.out.find(total) != std::string::npos, c.records >= 0)
+        << result.out << result.err;
     EXPECT_FALSE(result.timed_out);
   }
 }
@@ -347,9 +355,10 @@ TEST_F(WordData, BackupsThatCanNotBeAreRefused) {
                 .err.find("tells 1 records of 5 words; 2 of 5 words were written"),
             std::string::npos);
   dir_.WriteFile("out", big);
-  EXPECT_NE(Run(backup + "BACKUP FILE IS COPYG\n")
-                .err.find("ERROR: Record 1: the value of 'SMALL' does not fit its 1 quarter-words."),
-            std::string::npos);
+  EXPECT_NE(
+      Run(backup + "BACKUP FILE IS COPYG\n")
+          .err.find("ERROR: Record 1: the value of 'SMALL' does not fit its 1 quarter-words."),
+      std::string::npos);
 }
 
 }  // namespace

@@ -77,7 +77,7 @@ const char* KindName(const TapeObject& object) {
 // What a label says, in words; empty for any other block.
 std::string DescribeLabel(std::span<const Byte> block) {
   using namespace tolvane;  // NOLINT(google-build-using-namespace)
-  const auto text = block.size() == kLabelSize ? ReadLabel(block) : std::nullopt;
+  const auto text = ReadLabel(block, true);
   if (!text) return "";
   std::string said = LabelField(*text, label::kName);
   if (said == "VOL1") return said + " serial " + LabelField(*text, label::kVolumeSerial);
