@@ -89,8 +89,10 @@ int VerifySdfName(std::string& name) {
   if (pTapeIo != nullptr && IsBlankName(name)) TakeNameFromTape(name);
   if (opt.sw_addsys != 0 && IsBlankName(opt.addsysfile)) {
     if (AskName("Please supply Zorva LFN name.\n?>", "File will NOT be added to Zorva catalogue.\n",
-                opt.addsysfile) == 0)
+                opt.addsysfile) == 0) {
+      opt.sw_addsys = 0;
       return 1;
+    }
     opt.addsysfile.resize(std::min(opt.addsysfile.size(), kLogicalWidth));
   }
   if (!IsBlankName(name)) return 1;

@@ -206,15 +206,16 @@ std::size_t NextBlock(TapeIo& tape) {
   return length;
 }
 
-// The next block of a tape of words. A short COPYG block would shift all words behind it.
+// The next block of a tape of words. A block of another size, but for the first and the last, would
+// shift all words behind it.
 std::size_t NextWordBlock(TapeIo& tape) {
   const bool is_first = tape.blocks_read <= 1;
   const std::size_t last = std::exchange(tape.last_word_block, 0);
   const std::size_t got = NextBlock(tape);
   tape.last_word_block = got;
   if (!tape.word_blocks || is_first || got == 0 || last == kCopygBlockBytes) return got;
-  PrintError("Block %ld of '%s' has %zu bytes where COPYG blocks have %zu.\n", tape.blocks_read - 1,
-             tape.device.c_str(), last, kCopygBlockBytes);
+  PrintError("Block %ld of '%s' has %zu bytes and is not the last; whole ones have %zu.\n",
+             tape.blocks_read - 1, tape.device.c_str(), last, kCopygBlockBytes);
   GiveUp(tape);
   return 0;
 }

@@ -156,9 +156,11 @@ class ElementFile {
 
 int ElementFile::Run() {
   TRACE_FRAME();
+  const std::string outfile = opt.outfile;
   Element element;
   while (InterruptScope::Pending() == 0 && ReadElement(element))
     if (!ProcessElement(element)) break;
+  opt.outfile = outfile;
   if (tape_.damaged || words_.cut_short())
     PrintWarning("Input file '%s' was not read to its end; see the message above.\n",
                  opt.infile.c_str());

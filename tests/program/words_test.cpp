@@ -327,6 +327,29 @@ TEST_F(WordData, DamageIsNamed) {
   }
 }
 
+TEST_F(WordData, AShortBlockOfATapeEndsIt) {
+  const auto block = [](const std::string& data) {
+    std::string length(4, '\0');
+    length[0] = static_cast<char>(data.size());
+    length[1] = static_cast<char>(data.size() >> 8);
+    return length + data + (data.size() % 2 != 0 ? std::string(1, '\0') : "") + length;
+  };
+  const std::string volume = Volume(1000), mark(4, '\0');
+  const std::string blocks[] = {volume.substr(0, 126), volume.substr(126, 8073),
+                                volume.substr(126 + 8073, 8073)};
+  const auto restore = [&](const std::string& second) {
+    dir_.WriteFile("t.tap", block(blocks[0]) + block(second) + block(blocks[2]) + mark + mark);
+    dir_.WriteFile("job",
+                   "RESTORE\nCREATE\nAUTOMATIC ANSWER\nBACKUP FILE IS COPYG\n"
+                   "INPUT FILE IS tap:t.tap\nOUTPUT FILE IS out\nZORVA FILE IS SEQUENTIAL\n");
+    return RunTolvane(dir_.Path(), {"-G", "job"}).err;
+  };
+  const std::string message =
+      "ERROR: Block 2 of 'tap:t.tap' has 8064 bytes and is not the last; whole ones have 8073.\n";
+  EXPECT_NE(restore(blocks[1].substr(9)).find(message), std::string::npos);
+  EXPECT_EQ(restore(blocks[1]).find("not the last"), std::string::npos);
+}
+
 TEST_F(WordData, BackupsThatCanNotBeAreRefused) {
   dir_.WriteFile("out", RestoredRecords(2));
   const std::string backup =
