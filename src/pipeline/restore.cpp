@@ -7,11 +7,14 @@
 #include <optional>
 
 #include "convert/convert.h"
+#include "dates/age_record.h"
+#include "dates/analysis.h"
 #include "files/fileio.h"
 #include "pipeline/element_files.h"
 #include "pipeline/output_in_use.h"
 #include "pipeline/progress.h"
 #include "pipeline/record_sink.h"
+#include "pipeline/reshape.h"
 #include "pipeline/sdf_input.h"
 #include "platform/clock.h"
 #include "platform/console.h"
@@ -27,6 +30,7 @@ namespace {
 constexpr std::int64_t kLargestBlock = 32768;  // block sizes stay below
 constexpr int kDefaultBlocking = 10;
 constexpr std::int32_t kElementRecordSize = 180;
+constexpr std::size_t kBehindPlainCopy = 2;  // bytes that a plain copy brings behind a record
 
 // As many records to a block, at most ten, as keep it below the largest block; 0 when none does.
 std::int32_t DefaultBlockSize(std::int64_t record_size) {
@@ -48,6 +52,7 @@ class Restore {
  private:
   void SettleBlockSize();
   int OpenInput();
+  int CheckWordsAllow() const;
   int RestoreTexts();
   int SettleRecordSize();
   int ConfirmRecordSize();
@@ -62,7 +67,7 @@ class Restore {
   void RestoreSdfRecords();
   int RestoreRecord(const TapeRecord& record);
   int RestoreSdfRecord();
-  int PutRecord(Byte* out, std::size_t filled, std::size_t size);
+  int FinishRecord(std::span<const Byte> record, std::size_t size);
   std::int64_t ConvertRecord(std::span<const Byte> record, Byte* out);
   [[nodiscard]] bool IsVariable() const;
   [[nodiscard]] std::size_t OutputSize(std::size_t own_size) const;
@@ -77,6 +82,9 @@ class Restore {
   std::optional<OutputInUse> open_;
   std::optional<RecordConverter> converter_;
   std::optional<SdfInput> sdf_;  // 36-bit data
+  std::optional<RecordAger> ager_;
+  std::optional<Reshape> reshape_;
+  std::vector<Byte> converted_;  // a record that is to be reshaped
 };
 
 Restore::~Restore() { pTapeIo = nullptr; }
@@ -84,7 +92,7 @@ Restore::~Restore() { pTapeIo = nullptr; }
 int Restore::PrepareRestoreOper() {
   TRACE_FRAME();
   SettleBlockSize();
-  if (OpenInput() == 0) return 0;
+  if (OpenInput() == 0 || CheckWordsAllow() == 0) return 0;
   if (tape_->in_words && tape_->sdf->label.kind != SdfKind::kData) return RestoreTexts();
   if (SettleRecordSize() == 0) return 0;
   if (CheckMaskFits() == 0) return 0;
@@ -123,6 +131,23 @@ void Restore::SettleBlockSize() {
     request_.block_size = request_.record_size = kElementRecordSize;
   else if (request_.block_size < 1)
     request_.block_size = DefaultBlockSize(request_.record_size);
+}
+
+// What works by the bytes of the unconverted record has none in 36-bit data.
+int Restore::CheckWordsAllow() const {
+  const struct {
+    bool wanted;
+    const char* what;
+  } operations[] = {{lasting.ageFlag != 0, "AGE"},
+                    {opt.sw_explode != 0, "EXPLODE"},
+                    {opt.expandDateFlag != 0, "DATE IS"},
+                    {opt.sw_analyze != 0, "ANALYZE"}};
+  for (const auto& operation : operations) {
+    if (!tape_->in_words || !operation.wanted) continue;
+    PrintError("%s can not be applied to 36-bit data; restore the file first.\n", operation.what);
+    return 0;
+  }
+  return 1;
 }
 
 // Print and element files, which have lines of text instead of records.
@@ -265,6 +290,8 @@ void Restore::CompileConversion() {
   run.sw_a2e = request_.conversion == Conversion::kToEbcdic || opt.sw_interchange != 0;
   if (request_.conversion != Conversion::kNone || opt.sw_interchange != 0)
     converter_.emplace(mask_list, run.sw_a2e);
+  if (lasting.ageFlag != 0) ager_.emplace(mask_list, date_statements.pAgeStruct);
+  if (opt.sw_explode != 0 || opt.expandDateFlag != 0) reshape_.emplace();
 }
 
 // 0 when the input ends before the first record to process.
@@ -296,9 +323,19 @@ void Restore::RestoreSdfRecords() {
 int Restore::RestoreRecord(const TapeRecord& record) {
   const std::size_t size = OutputSize(record.data.size());
   const std::size_t growth = converter_ ? converter_->growth() : 0;
-  Byte* const out = output_->Room(std::max(size, record.data.size() + growth), record.length);
+  const std::size_t reshaped = reshape_ ? reshape_->size() : 0;
+  Byte* const out =
+      output_->Room(std::max({size, reshaped, record.data.size() + growth}), record.length);
+  if (reshape_) {
+    converted_.resize(record.data.size() + growth + kBehindPlainCopy);
+    if (ConvertRecord(record.data, converted_.data()) < 0) return 0;
+    reshape_->Run(record.data, std::span(converted_).first(record.data.size() + growth), out);
+    return FinishRecord(record.data, size);
+  }
   const std::int64_t converted = ConvertRecord(record.data, out);
-  return converted < 0 ? 0 : PutRecord(out, static_cast<std::size_t>(converted), size);
+  if (converted < 0) return 0;
+  if (static_cast<std::size_t>(converted) < size) std::fill(out + converted, out + size, Byte{' '});
+  return FinishRecord(record.data, size);
 }
 
 // The same for an SDF file, whose records are skipped only after they were converted.
@@ -317,20 +354,29 @@ int Restore::RestoreSdfRecord() {
     ++run.nCurrSkippedRec;
     return 1;
   }
-  return PutRecord(out, converted, size);
+  if (converted < size) std::fill(out + converted, out + size, Byte{' '});
+  return FinishRecord({}, size);
 }
 
-// Writes a record of which `filled` bytes are converted; the rest of its size is spaces.
-int Restore::PutRecord(Byte* out, std::size_t filled, std::size_t size) {
-  if (filled < size) std::fill(out + filled, out + size, Byte{' '});
+// `record` stands, converted, in the output's room.
+int Restore::FinishRecord(std::span<const Byte> record, std::size_t size) {
   output_->Put(size, run.nCurrOutputRec + 1);
   ++run.nCurrOutputRec;
+  if (opt.sw_analyze != 0)
+    analysis.AnalyseRecord(record, request_.conversion == Conversion::kToAscii);
   if (opt.sw_quiet == 0 && run.nCurrOutputRec % kProgressStep == 0) ShowProgress();
   return run.nCurrOutputRec >= request_.stop_count ? 0 : 1;
 }
 
 // Returns how many bytes of `out` are filled, or -1 when the conversion stopped.
 std::int64_t Restore::ConvertRecord(std::span<const Byte> record, Byte* out) {
+  if (ager_) {
+    if (ager_->DoDateAgingOper(record, out) == 0) {
+      PrintOutput("The field[s] above not aged.\n");
+      PrintOutput("Aging record failed : %d\n\n", static_cast<int>(run.nCurrInputRec));
+    }
+    return static_cast<std::int64_t>(record.size());
+  }
   if (converter_)
     return converter_->ConvertBinChars(record, out) == 0
                ? -1
@@ -356,6 +402,7 @@ bool Restore::IsVariable() const {
 
 // Bytes of the record as it is written, without prefix, marker and padding.
 std::size_t Restore::OutputSize(std::size_t own_size) const {
+  if (reshape_ && !sizes.sw_use_booksize) return reshape_->size();
   return IsVariable() ? own_size : static_cast<std::size_t>(sizes.gblCpySize);
 }
 

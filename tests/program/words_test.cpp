@@ -325,6 +325,10 @@ TEST_F(WordData, DamageIsNamed) {
         << result.out << result.err;
     EXPECT_FALSE(result.timed_out);
   }
+  dir_.WriteFile("in", good);
+  EXPECT_NE(Run(Restore("COPYG", "ZORVA FILE IS SEQUENTIAL\nDATE IS STATE FORMAT YY\n"))
+                .err.find("ERROR: DATE IS can not be applied to 36-bit data"),
+            std::string::npos);
 }
 
 TEST_F(WordData, AShortBlockOfATapeEndsIt) {
