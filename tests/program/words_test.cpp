@@ -104,7 +104,9 @@ TEST_F(WordData, CopygRoundTripIsExact) {
   EXPECT_NE(restored.err.find("Copybook record size (24) does NOT match SDF record size (20)\n"),
             std::string::npos);
 
-  dir_.WriteFile("back.hdr", HeaderFile(kCount));
+  const ProgramResult header = RunProgram(
+      BuiltProgram("tapeimg"), {.arguments = {"header", "in"}, .directory = dir_.Path()});
+  dir_.WriteFile("back.hdr", header.out);
   const ProgramResult backed_up =
       Run("BACKUP\nRECORD SIZE IS 24\nZORVA FILE IS SEQUENTIAL\nCOMPILER IS MF\n"
           "AUTOMATIC ANSWER\nBACKUP FILE IS COPYG\nINPUT FILE IS out\nOUTPUT FILE IS back\n");
@@ -139,6 +141,10 @@ TEST_F(WordData, LabelledTapesOfSeveralVolumesAreReadBack) {
     EXPECT_TRUE(dir_.ReadFile("again") == RestoredRecords(kCount)) << restored.out << restored.err;
     EXPECT_EQ(restored.err.find("checksum"), std::string::npos) << restored.err;
     EXPECT_NE(restored.out.find("\nReached End of Volume on tape number 1 \n"), std::string::npos);
+    const ProgramResult header =
+        RunProgram(BuiltProgram("tapeimg"),
+                   {.arguments = {"header", "vol1." + form}, .directory = dir_.Path()});
+    EXPECT_EQ(header.out.substr(0, 7 * 49), HeaderFile(kCount).substr(0, 7 * 49));
   }
 }
 
