@@ -110,6 +110,7 @@ int Restore::PrepareRestoreOper() {
     run.sw_a2e = true;  // conditions compare ASCII
     sdf_.emplace(*tape_);
     if (sdf_->Prepare() == 0) return Fail();
+    if (opt.expandDateFlag != 0) reshape_.emplace();
   } else {
     CompileConversion();
   }
@@ -133,15 +134,12 @@ void Restore::SettleBlockSize() {
     request_.block_size = DefaultBlockSize(request_.record_size);
 }
 
-// What works by the bytes of the unconverted record has none in 36-bit data.
+// What works by the places of fields in the unconverted record has none in 36-bit data.
 int Restore::CheckWordsAllow() const {
   const struct {
     bool wanted;
     const char* what;
-  } operations[] = {{lasting.ageFlag != 0, "AGE"},
-                    {opt.sw_explode != 0, "EXPLODE"},
-                    {opt.expandDateFlag != 0, "DATE IS"},
-                    {opt.sw_analyze != 0, "ANALYZE"}};
+  } operations[] = {{lasting.ageFlag != 0, "AGE"}, {opt.sw_explode != 0, "EXPLODE"}};
   for (const auto& operation : operations) {
     if (!tape_->in_words || !operation.wanted) continue;
     PrintError("%s can not be applied to 36-bit data; restore the file first.\n", operation.what);
@@ -347,18 +345,25 @@ int Restore::RestoreSdfRecord() {
   ++run.nCurrInputRec;
   const std::size_t most = sdf_->MostBytes();
   const std::size_t size = OutputSize(most);
-  Byte* const out =
-      output_->Room(std::max(size, most), static_cast<std::int32_t>(most + kDescriptorWidth));
-  const std::size_t converted = sdf_->Convert(out);
+  const std::size_t reshaped = reshape_ ? reshape_->size() : 0;
+  Byte* const out = output_->Room(std::max({size, most, reshaped}),
+                                  static_cast<std::int32_t>(most + kDescriptorWidth));
+  if (reshape_) converted_.resize(most);
+  Byte* const to = reshape_ ? converted_.data() : out;
+  const std::span<const Byte> converted(to, sdf_->Convert(to));
   if (run.nCurrSkippedRec < opt.nBegRec) {
     ++run.nCurrSkippedRec;
     return 1;
   }
-  if (converted < size) std::fill(out + converted, out + size, Byte{' '});
-  return FinishRecord({}, size);
+  if (reshape_) {
+    reshape_->Run({}, converted, out);
+  } else if (converted.size() < size) {
+    std::fill(out + converted.size(), out + size, Byte{' '});
+  }
+  return FinishRecord(converted, size);
 }
 
-// `record` stands, converted, in the output's room.
+// The record stands in the output's room; `record` is what an analysis looks at.
 int Restore::FinishRecord(std::span<const Byte> record, std::size_t size) {
   output_->Put(size, run.nCurrOutputRec + 1);
   ++run.nCurrOutputRec;

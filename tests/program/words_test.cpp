@@ -216,6 +216,30 @@ TEST_F(WordData, ConditionsChooseFieldsByConvertedValues) {
       << result.out << result.err;
 }
 
+TEST_F(WordData, DatesAreWidenedAndAnalysedInConvertedRecords) {
+  const char kDates[] =
+      "       01  REC.\n"
+      "           05  N      PIC S9(2) COMP.\n"
+      "           05  BORN   PIC 9(6).\n"
+      "           05  X      PIC X(1).\n";
+  const Words data = SdfLabel(2, 1) +
+                     Image({Quarters(1, '6', '1', '0'), Quarters('2', '2', '8', '!')}) +
+                     Words{kEndOfFile};
+  dir_.WriteFile("in", Pack(data));
+  const ProgramResult widened =
+      Run(Restore("SDF",
+                  "ZORVA FILE IS SEQUENTIAL\nDATE IS BORN FORMAT YYMMDD IF YY < 50 THEN CC = 20 "
+                  "ELSE CC = 19\n"),
+          "", kDates);
+  EXPECT_EQ(dir_.ReadFile("out"), FromHex("0001") + "19610228!") << widened.out << widened.err;
+  const ProgramResult analysed =
+      Run("ANALYZE\nAUTOMATIC ANSWER\nCOMPILER IS MF\nBACKUP FILE IS SDF\nINPUT FILE IS in\n",
+          "", kDates);
+  EXPECT_NE(dir_.ReadFile("in.Y2KRPT").find("BORN 000002 000006 0000610228 0000610228"),
+            std::string::npos)
+      << analysed.out << analysed.err;
+}
+
 TEST_F(WordData, TheOutputIsNamedLikeTheVolume) {
   dir_.WriteFile("in", Volume(1));
   const std::string job =
@@ -332,8 +356,8 @@ TEST_F(WordData, DamageIsNamed) {
     EXPECT_FALSE(result.timed_out);
   }
   dir_.WriteFile("in", good);
-  EXPECT_NE(Run(Restore("COPYG", "ZORVA FILE IS SEQUENTIAL\nDATE IS STATE FORMAT YY\n"))
-                .err.find("ERROR: DATE IS can not be applied to 36-bit data"),
+  EXPECT_NE(Run(Restore("COPYG", "ZORVA FILE IS SEQUENTIAL\nEXPLODE SIGN LEADING\n"))
+                .err.find("ERROR: EXPLODE can not be applied to 36-bit data"),
             std::string::npos);
 }
 
