@@ -331,7 +331,8 @@ Grammar::Outcome Grammar::KeyAttributes(KeyEntry& key, std::int32_t number) {
       opt.nPrimeKeyNo = number;
       key.duplicates = key.changes = false;
       prime = true;
-    } else if (is_one_of("DUPS", "DUP", "NODUPS", "NDUP")) {
+    } else if (is_one_of("DUPS", "DUP", "NODUPS", "NDUP") &&
+               !reader_.lexer.FollowedBy("COUNTER")) {  // which would be the next statement
       if (duplicates_given) return Stop("INVALID syntax at '%s'\n", token().text.c_str());
       duplicates_given = true;
       key.duplicates = Begins(token().text, "DUP");
