@@ -21,9 +21,20 @@ int SdfInput::ConfirmCopybookSize() const {
   return 1;
 }
 
+// The records as converted must be the copybook's, but for what fills their last word.
+void SdfInput::CheckConvertedSize() const {
+  const auto converted = converter_.MostBytes(static_cast<std::size_t>(tape_.record_size));
+  const auto wanted = static_cast<std::size_t>(sizes.gblCpySize);
+  if (opt.bCopyBookFlag == 0 || opt.expandDateFlag != 0) return;
+  if (converted >= wanted && converted - wanted < kQuartersInWord) return;
+  PrintWarning("The SDF records become %zu bytes long by the fields of the copybook, not %zu.\n",
+               converted, wanted);
+}
+
 int SdfInput::Prepare() {
   TRACE_FRAME();
   if (ConfirmCopybookSize() == 0 || !converter_.Compile()) return 0;
+  CheckConvertedSize();
   if (record_count() >= 1) return 1;
   PrintWarning("Number of records is : (%ld)\n", record_count());
   return 0;

@@ -32,6 +32,7 @@ class SdfInput {
 
  private:
   [[nodiscard]] int ConfirmCopybookSize() const;
+  void CheckConvertedSize() const;
 
   TapeIo& tape_;
   SdfConverter converter_;

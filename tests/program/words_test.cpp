@@ -197,7 +197,13 @@ TEST_F(WordData, BitFieldsBecomeCharactersOrBytes) {
     arguments.insert(arguments.end(), {"-G", "job"});
     const ProgramResult result = RunTolvane(dir_.Path(), arguments);
     EXPECT_EQ(dir_.ReadFile("out"), c.record) << result.out << result.err;
+    EXPECT_EQ(result.err.find("by the fields of the copybook"), std::string::npos) << result.err;
   }
+  dir_.WriteFile("in", Pack(SdfLabel(3, 1) + Image(Words(3, 0)) + Words{kEndOfFile}));
+  EXPECT_NE(RunTolvane(dir_.Path(), {"-G", "job"})
+                .err.find("WARNING: The SDF records become 12 bytes long by the fields of the "
+                          "copybook, not 4.\n"),
+            std::string::npos);
 }
 
 TEST_F(WordData, ConditionsChooseFieldsByConvertedValues) {
@@ -233,8 +239,8 @@ TEST_F(WordData, DatesAreWidenedAndAnalysedInConvertedRecords) {
           "", kDates);
   EXPECT_EQ(dir_.ReadFile("out"), FromHex("0001") + "19610228!") << widened.out << widened.err;
   const ProgramResult analysed =
-      Run("ANALYZE\nAUTOMATIC ANSWER\nCOMPILER IS MF\nBACKUP FILE IS SDF\nINPUT FILE IS in\n",
-          "", kDates);
+      Run("ANALYZE\nAUTOMATIC ANSWER\nCOMPILER IS MF\nBACKUP FILE IS SDF\nINPUT FILE IS in\n", "",
+          kDates);
   EXPECT_NE(dir_.ReadFile("in.Y2KRPT").find("BORN 000002 000006 0000610228 0000610228"),
             std::string::npos)
       << analysed.out << analysed.err;
