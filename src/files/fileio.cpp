@@ -8,8 +8,10 @@
 #include "files/indexed_file.h"
 #include "files/platform_records.h"
 #include "files/questions.h"
+#include "media/drive.h"
 #include "media/tape_io.h"
 #include "platform/console.h"
+#include "platform/paths.h"
 #include "platform/system_calls.h"
 #include "platform/trace.h"
 #include "reports/side_reports.h"
@@ -119,7 +121,31 @@ int VerifyZorFileName(std::string& name) {
     name.erase(end);
     return 1;
   }
-  return opt.sw_read_cat == 0 ? 1 : TakeFromCatalogue(name);
+  if (opt.sw_read_cat == 0 || name == lasting.settled_name) return 1;
+  if (TakeFromCatalogue(name) == 0) return 0;
+  lasting.settled_name = name;
+  return 1;
+}
+
+int CheckApart(const std::string& volume, const std::string& name) {
+  const struct {
+    bool exists;
+    const char* suffix;
+  } files[] = {
+      {true, ""},
+      {IsIndexedFile(), ".dat"},
+      {IsIndexedFile(), ".idx"},
+      {opt.sw_restore != 0, ".dups"},
+      {opt.sw_restore != 0, ".rpt"},
+      {opt.sw_restore != 0, ".bad"},
+  };
+  for (const auto& file : files) {
+    const std::string path = name + file.suffix;
+    if (!file.exists || !ShareFile(volume, path)) continue;
+    PrintError("Input and output are the same file: '%s'\n", path.c_str());
+    return 0;
+  }
+  return 1;
 }
 
 int CreateOutFile() {
@@ -128,6 +154,7 @@ int CreateOutFile() {
     PrintOutput("Illegal file name: %s\n", opt.outfile.c_str());
     return 0;
   }
+  if (opt.sw_restore != 0 && CheckApart(opt.infile, opt.outfile) == 0) return 0;
   if (opt.sw_indexed == 0 && opt.sw_relative == 0 && opt.sw_sequential == 0) {
     PrintError("Missing file type [ indexed, sequential, relative ].\n");
   } else if (CreateZorFile() == 0 || BuildUniqueKeys() == 0) {
@@ -158,10 +185,20 @@ int CreateZorFile() {
   return PrepareIndexedFile();
 }
 
+int CheckNoIndexedFile(const std::string& name) {
+  const std::string data = name + ".dat";
+  const bool is_data = FileExists(data) ? IsSameFile(name, data) : FileExists(name);
+  if (!is_data || !FileExists(name + ".idx")) return 1;
+  PrintError("'%s' is the data of an indexed file; name another output, or delete it with -d -i.\n",
+             name.c_str());
+  return 0;
+}
+
 int createRelSeq() {
   TRACE_FRAME();
   lasting.sw_merge = 0;
   const std::string& name = opt.outfile;
+  if (CheckNoIndexedFile(name) == 0) return 0;
   bool directory_made = false;
   for (;;) {
     const int fd = sys.open(name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);

@@ -127,18 +127,12 @@ bool WriteBlock(TapeOut& tape, std::span<const Byte> block) {
   return true;
 }
 
-// The header file of a COPYG volume, named like the volume or the first image of a list.
-std::string HeaderFile(const std::string& path) {
-  const ImagePath image = ParseImagePath(path);
-  return (image.is_image ? image.list.substr(0, image.list.find_first_of(",=")) : path) + ".hdr";
-}
-
-// Takes the header from its file.
+// Takes the header from its file, which stands beside the volume.
 bool PrepareCopyg(TapeOut& tape, const std::string& path) {
   tape.copyg = std::make_unique<CopygBlocks>();
   tape.fixed_blocked = true;
   tape.block_size = static_cast<std::int32_t>(kCopygBlockBytes);
-  return tape.copyg->ReadHeaderFile(HeaderFile(path));
+  return tape.copyg->ReadHeaderFile(NameOfVolume(path) + ".hdr");
 }
 
 // Writes the block being filled, unless it holds no record.
@@ -248,7 +242,6 @@ std::int32_t closeTapeOut(TapeOut& tape) {
   const bool trailed = putTapeMark(tape) && (!tape.labelled || addTrailer(tape, "EOF"));
   const bool closed = tape.is_tape() ? tape.drive->Close() : tape.stream.Close();
   if (!trailed || !closed) processError(errno, tape.device);
-  tape.lost += tape.stream.lost();
   return tape.blocks_written;
 }
 

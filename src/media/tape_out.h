@@ -71,7 +71,7 @@ struct TapeOut {
 [[nodiscard]] bool putCopygBlk(TapeOut& tape, std::span<const std::uint16_t> record);
 
 // Writes the last block, the trailer labels and tape marks, rewinds a device and closes. Returns
-// the number of blocks written; `lost` then counts those that could not be.
+// the number of blocks written; LostBlocks then knows all those that could not be.
 std::int32_t closeTapeOut(TapeOut& tape);
 
 // Blocks that could not be written, as far as that is known.

@@ -1,5 +1,6 @@
 #include "pipeline/backup.h"
 
+#include <algorithm>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -8,6 +9,7 @@
 #include "convert/sdf_record.h"
 #include "dates/analysis.h"
 #include "files/fileio.h"
+#include "media/tape_image.h"
 #include "media/tape_out.h"
 #include "pipeline/output_in_use.h"
 #include "pipeline/platform_file.h"
@@ -38,11 +40,13 @@ class Backup {
   int TransferRecords();
   int PrepareConversion();
   int TransferRecord(std::span<const Byte> record);
+  void TellOfLoss();
   void PrintTotals() const;
   void Finish();
 
   BackupRequest request_;
   bool is_indexed_ = false;
+  bool keeps_signs_ = false;
   std::unique_ptr<PlatformFile> file_;
   std::unique_ptr<TapeOut> tape_;
   std::optional<OutputInUse> open_;
@@ -60,13 +64,14 @@ int Backup::Run() {
   PrintBanner();
   run = {};
   run.sw_a2e = converter_.has_value();
+  run.report_name = NameOfVolume(opt.outfile);
   int result = 1;
   {
     const InterruptScope interruptible;
     if (SkipRecords() != 0) result = TransferRecords();
+    if (file_->Failed()) result = 0;
+    Finish();
   }
-  if (file_->Failed()) result = 0;
-  Finish();
   DieOfPendingSignal();
   return result;
 }
@@ -92,16 +97,16 @@ int Backup::PrepareConversion() {
     PrintError("Conditions can not be applied to a backup of 36-bit data.\n");
     return 0;
   }
-  if (request_.conversion == Conversion::kToEbcdic) {
-    converter_.emplace(mask_list, true);
-    OutRecord_.resize(static_cast<std::size_t>(opt.gblRecSize) + converter_->growth());
-  }
+  if (request_.conversion == Conversion::kToEbcdic) converter_.emplace(mask_list, true);
+  keeps_signs_ = is_indexed_ && opt.sw_EbcSign != 0;
+  OutRecord_.resize(static_cast<std::size_t>(opt.gblRecSize) +
+                    (converter_ ? converter_->growth() : 0));
   return 1;
 }
 
 int Backup::OpenFile() {
   if (VerifyZorFileName(opt.infile) == 0) return 0;
-  is_indexed_ = opt.sw_relative == 0 && opt.sw_sequential == 0;
+  is_indexed_ = IsIndexedFile();
   if (is_indexed_) {
     file_ = OpenIndexedFile();
     return file_ != nullptr && AskRecordSize() != 0 ? 1 : 0;
@@ -124,10 +129,7 @@ int Backup::AskRecordSize() {
 }
 
 int Backup::OpenVolume() {
-  if (ShareFile(opt.infile, opt.outfile)) {
-    PrintError("Input and output are the same file: '%s'\n", opt.infile.c_str());
-    return 0;
-  }
+  if (CheckApart(opt.outfile, opt.infile) == 0) return 0;
   tape_ = openTapeOut({.path = opt.outfile,
                        .block_size = opt.gblBlkSize,
                        .record_size = opt.gblRecSize,
@@ -176,16 +178,22 @@ int Backup::TransferRecords() {
 int Backup::TransferRecord(std::span<const Byte> record) {
   if (converter_) {
     if (converter_->ConvertBinChars(record, OutRecord_.data()) == 0) return 0;
-    if (is_indexed_ && opt.sw_EbcSign != 0) KeepEbcdicSigns(record, OutRecord_.data());
-    record = OutRecord_;
+  } else if (keeps_signs_) {
+    std::copy(record.begin(), record.end(), OutRecord_.begin());
   }
+  if (keeps_signs_) KeepEbcdicSigns(record, OutRecord_.data());
+  if (converter_ || keeps_signs_) record = OutRecord_;
   if (sdf_ && !sdf_->ConvertToSdf(record, quarters_)) return 0;
   const bool taken = sdf_ ? putCopygBlk(*tape_, quarters_) : putTapeOut(*tape_, record.data());
-  if (!told_of_loss_ && LostBlocks(*tape_) > 0) {
-    told_of_loss_ = true;
-    PrintError("Writing to output file: %s\n", tape_->device.c_str());
-  }
+  TellOfLoss();
   return taken ? 1 : 0;
+}
+
+// Once.
+void Backup::TellOfLoss() {
+  if (told_of_loss_ || LostBlocks(*tape_) == 0) return;
+  told_of_loss_ = true;
+  PrintError("Writing to output file: %s\n", tape_->device.c_str());
 }
 
 void Backup::PrintTotals() const {
@@ -195,17 +203,18 @@ void Backup::PrintTotals() const {
   PrintOutput("TOTAL records written to backup file: %s%ld\n", gap, run.nCurrOutputRec);
   if (opt.sw_relative != 0)
     PrintOutput("TOTAL deleted records               : %ld\n", file_->deleted());
+  if (LostBlocks(*tape_) > 0)
+    PrintOutput("TOTAL blocks that could not be written: %ld\n", LostBlocks(*tape_));
   PrintInterruption();
   PrintOutput("%s", kRule);
 }
 
+// The volume is closed before the totals, so that they know of every loss.
 void Backup::Finish() {
+  const std::int32_t blocks = closeTapeOut(*tape_);
+  TellOfLoss();
   PrintTotals();
-  run.nCurrOutputRec = closeTapeOut(*tape_);
-  if (tape_->lost > 0) {
-    if (!told_of_loss_) PrintError("Writing to output file: %s\n", tape_->device.c_str());
-    PrintOutput("TOTAL blocks that could not be written: %ld\n", tape_->lost);
-  }
+  run.nCurrOutputRec = blocks;
   file_.reset();
   if (is_indexed_) PrintOutput("\nEnd Time       : %s\n", GetDateString().c_str());
 }

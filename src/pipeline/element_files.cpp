@@ -79,11 +79,7 @@ class TextFile {
   // Makes `path` the output file. False after a message.
   [[nodiscard]] bool Create(const std::string& path) {
     opt.outfile = path;
-    if (ShareFile(opt.infile, path)) {
-      PrintError("Input and output are the same file: '%s'\n", path.c_str());
-      return false;
-    }
-    if (createRelSeq() == 0) return false;
+    if (CheckApart(opt.infile, path) == 0 || createRelSeq() == 0) return false;
     if (stream_.Open(path)) return true;
     processError(errno, path);
     return false;

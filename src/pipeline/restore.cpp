@@ -57,7 +57,7 @@ class Restore {
   int SettleRecordSize();
   int ConfirmRecordSize();
   int CheckMaskFits() const;
-  int CheckInputIsSafe() const;
+  static int SettleOutput();
   int OpenOutput();
   void PrintBanner() const;
   void SettleCapacity() const;
@@ -73,7 +73,7 @@ class Restore {
   [[nodiscard]] std::size_t OutputSize(std::size_t own_size) const;
   void ShowProgress() const;
   void PrintTotals() const;
-  int Finish();
+  void Finish();
   int Fail();
 
   RestoreRequest request_;
@@ -96,12 +96,7 @@ int Restore::PrepareRestoreOper() {
   if (tape_->in_words && tape_->sdf->label.kind != SdfKind::kData) return RestoreTexts();
   if (SettleRecordSize() == 0) return 0;
   if (CheckMaskFits() == 0) return 0;
-  if (opt.sw_restore != 0 && (VerifyZorFileName(opt.outfile) == 0 || CheckInputIsSafe() == 0))
-    return 0;
-  if (opt.sw_create != 0 && opt.sw_restore != 0 && CreateOutFile() == 0) {
-    PrintOutput("Failed creating output file\n");
-    return 0;
-  }
+  if (SettleOutput() == 0) return 0;
   SettleCapacity();
   if (OpenOutput() == 0) return 0;
   PrintBanner();
@@ -121,10 +116,10 @@ int Restore::PrepareRestoreOper() {
     } else if (SkipRecords() != 0) {
       RestoreRecords();
     }
+    Finish();
   }
-  const int result = Finish();
   DieOfPendingSignal();
-  return result;
+  return 1;
 }
 
 void Restore::SettleBlockSize() {
@@ -240,19 +235,18 @@ int Restore::CheckMaskFits() const {
   return 1;
 }
 
-// Neither the output nor a report beside it may be the input.
-int Restore::CheckInputIsSafe() const {
-  for (const char* suffix : {"", ".dups", ".rpt", ".bad"}) {
-    const std::string name = opt.outfile + suffix;
-    if (!ShareFile(opt.infile, name)) continue;
-    PrintError("Input and output are the same file: '%s'\n", name.c_str());
-    return 0;
-  }
-  return 1;
+// Settles the output's name and creates it, if that is asked for.
+int Restore::SettleOutput() {
+  if (opt.sw_restore == 0) return 1;
+  if (opt.sw_create == 0)
+    return VerifyZorFileName(opt.outfile) != 0 && CheckApart(opt.infile, opt.outfile) != 0 ? 1 : 0;
+  if (CreateOutFile() != 0) return 1;
+  PrintOutput("Failed creating output file\n");
+  return 0;
 }
 
 int Restore::OpenOutput() {
-  const bool flat = opt.sw_sequential != 0 || opt.sw_relative != 0;
+  const bool flat = !IsIndexedFile();
   output_ = opt.sw_restore == 0 ? OpenNullSink()
             : flat              ? OpenFlatSink(IsVariable() && opt.sw_sequential != 0)
                                 : OpenIndexedSink();
@@ -437,6 +431,8 @@ void Restore::PrintTotals() const {
   }
   if (output_->lost() > 0)
     PrintOutput("TOTAL records that could not be written: %ld\n", output_->lost());
+  if (UnfiledDuplicates() > 0)
+    PrintOutput("TOTAL duplicates that could not be filed: %ld\n", UnfiledDuplicates());
   if (sdf_ && sdf_->cut_values() > 0)
     PrintOutput("TOTAL binary values that were cut      : %ld\n", sdf_->cut_values());
   PrintInterruption();
@@ -451,7 +447,7 @@ int Restore::Fail() {
   return 0;
 }
 
-int Restore::Finish() {
+void Restore::Finish() {
   OutputInUse::Flush();
   if (tape_->is_tape()) PrintOutput("\nRewinding tape, please wait.\n");
   if (tape_->damaged)
@@ -463,9 +459,10 @@ int Restore::Finish() {
   (void)output_->Close();  // it has reported
   const bool indexes_follow =
       opt.sw_indexed != 0 && opt.sw_create != 0 && lasting.sw_nodupsecondary == 0;
+  if (indexes_follow && lasting.nKeysNo > 1 && InterruptScope::Pending() != 0)
+    PrintOutput("The alternate keys were not added.\n");
   PrintOutput(indexes_follow ? "Load Data Time :   %s\n" : "End Time       :     %s\n",
               GetDateString().c_str());
-  return 1;
 }
 
 }  // namespace
