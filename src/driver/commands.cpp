@@ -4,7 +4,10 @@
 
 #include "convert/copybook_mask.h"
 #include "convert/copybook_report.h"
+#include "convert/explode.h"
 #include "convert/mask.h"
+#include "dates/analysis.h"
+#include "dates/date_is.h"
 #include "driver/mask_file.h"
 #include "driver/nine_to_eight.h"
 #include "files/fileio.h"
@@ -12,22 +15,19 @@
 #include "files/platform_records.h"
 #include "files/status.h"
 #include "pipeline/backrest.h"
+#include "pipeline/reshape.h"
 #include "platform/clock.h"
 #include "platform/console.h"
 #include "platform/system_calls.h"
 #include "platform/trace.h"
 #include "state/options.h"
+#include "state/run.h"
 
 namespace tolvane {
 namespace {
 
 // What a step of the dispatch says of the run.
 enum class Step { kNext, kDone, kFailed };
-
-Step NotBuilt(const char* operation) {
-  PrintError("%s: this operation is not available yet.\n", operation);
-  return Step::kFailed;
-}
 
 Step ShowStatus() {
   if (opt.sw_status == 0) return Step::kNext;
@@ -58,13 +58,52 @@ Step ReportCopybook() {
                                                                                   : Step::kFailed;
 }
 
-Step SetUpAnalysis() { return opt.sw_analyze != 0 ? NotBuilt("Analysis") : Step::kNext; }
+Step SetUpAnalysis() {
+  if (opt.sw_analyze == 0) return Step::kNext;
+  if (copybooks.csid == nullptr) {
+    PrintError("ANALYZE needs a COPYBOOK IS statement.\n");
+    return Step::kFailed;
+  }
+  return analysis.BuildFieldTable(*copybooks.csid, date_statements.fields) == 0 ? Step::kNext
+                                                                                : Step::kFailed;
+}
 
-Step SizeExplosion() { return opt.sw_explode != 0 ? NotBuilt("Explosion") : Step::kNext; }
+Step SizeExplosion() {
+  if (opt.sw_explode == 0) return Step::kNext;
+  sizes.gblExpRecSize = sizes.gblExpBlkSize = explodeSize() + opt.gblRecSize;
+  return Step::kNext;
+}
 
-Step SizeDates() { return opt.expandDateFlag != 0 ? NotBuilt("Date expansion") : Step::kNext; }
+Step SizeDates() {
+  if (opt.expandDateFlag != 0) {
+    const auto size = static_cast<std::int32_t>(GetExpandedRecordSize(*copybooks.csid));
+    const std::int32_t growth = size - opt.gblRecSize;
+    // Deliberate: with explosion the block takes the growth of the dates twice.
+    sizes.gblExpRecSize = opt.sw_explode != 0 ? sizes.gblExpRecSize + growth : size;
+    sizes.gblExpBlkSize = sizes.gblExpRecSize + (opt.sw_explode != 0 ? growth : 0);
+  }
+  if (opt.sw_explode == 0) return Step::kNext;
+  return writeExpCopybook() != 0 ? Step::kNext : Step::kFailed;
+}
 
-Step Reorganise() { return opt.sw_data_reorg != 0 ? NotBuilt("Reorganisation") : Step::kNext; }
+// Creates the output of a reorganisation; that is all that one consists of.
+Step Reorganise() {
+  if (opt.sw_data_reorg == 0) return Step::kNext;
+  if (copybooks.csout != nullptr && validateKeys(*copybooks.csout) == 0) return Step::kFailed;
+  if (VerifyZorFileName(opt.outfile) == 0) return Step::kFailed;
+  if (opt.sw_relative == 0 && opt.sw_indexed == 0 && opt.sw_sequential == 0) {
+    PrintError("Missing type for output file; indexed, sequential or relative?\n");
+    return Step::kDone;
+  }
+  if ((opt.sw_restore != 0 || opt.sw_backup != 0) && CreateZorFile() == 0) return Step::kFailed;
+  return Step::kDone;
+}
+
+Step MoveKeysOfGrownRecords() {
+  if (opt.sw_explode != 0) fixExplodedKeys();
+  if (opt.expandDateFlag != 0) AlterKeysDescription(MakeExpander());
+  return Step::kNext;
+}
 
 Step DeleteIndexedFile() {
   const char* const name = opt.outfile.c_str();
@@ -139,8 +178,9 @@ Step Register() {
 
 // The steps of the dispatch, in their order.
 constexpr Step (*kSteps[])() = {
-    ShowStatus, NineToEight, LoadMask,   ReportCopybook, SetUpAnalysis, SizeExplosion,    SizeDates,
-    Reorganise, DeleteFile,  CreateFile, RefuseBoth,     Transfer,      AddAlternateKeys, Register,
+    ShowStatus,    NineToEight, LoadMask,   ReportCopybook,         SetUpAnalysis,
+    SizeExplosion, SizeDates,   Reorganise, MoveKeysOfGrownRecords, DeleteFile,
+    CreateFile,    RefuseBoth,  Transfer,   AddAlternateKeys,       Register,
 };
 
 }  // namespace

@@ -9,6 +9,7 @@
 
 #include "convert/copybook_mask.h"
 #include "copybook/words.h"
+#include "dates/date_is.h"
 #include "driver/grammar_reader.h"
 #include "platform/console.h"
 #include "platform/trace.h"
@@ -153,8 +154,25 @@ int Grammar::EndOfReading() {
     PrintError("End of Grammar NOT detected. COPYBOOK must be last statement.\n");
     return 0;
   }
-  // Keys may have been named behind the copybook.
-  if (copybooks.csid != nullptr) return validateKeys(*copybooks.csid);
+  // Names may stand behind or before the copybook.
+  if (copybooks.csid != nullptr && validateKeys(*copybooks.csid) == 0) return 0;
+  return ResolveDates();
+}
+
+// DATE IS and FIELD name data items.
+int Grammar::ResolveDates() {
+  copybook::SymbolTable none;
+  copybook::SymbolTable& table = copybooks.csid != nullptr ? *copybooks.csid : none;
+  for (const DateIsStatement& statement : date_statements.date_is)
+    if (SaveDateIsField(table, statement) != 0) return 0;
+  for (const std::string& name : date_statements.fields) {
+    if (table.GetSymHashSubStr(name).matches > 0) continue;
+    PrintError("Syntax error. %s is undefined.\n", name.c_str());
+    return 0;
+  }
+  // TEST DATE less FILE DATE is added to every age.
+  for (AgeEntry& entry : date_statements.pAgeStruct)
+    entry.age += date_statements.test_date - date_statements.file_date;
   return 1;
 }
 

@@ -43,7 +43,7 @@ std::string FigurativeCharacter(const copybook::Token& token) {
                     {{"SPACE", "SPACES"}, ' '}};
   for (const auto& row : kConstants)
     for (const char* word : row.words)
-      if (token.Is(word)) return {1, row.character};
+      if (token.Is(word)) return std::string(1, row.character);
   return {};
 }
 

@@ -27,6 +27,7 @@ class Grammar {
 
   Outcome ReadStatement();
   int EndOfReading();
+  int ResolveDates();
 
   // Tokens.
   const copybook::Token& token() const { return reader_.lexer.token(); }

@@ -3,6 +3,7 @@
 #include <new>
 
 #include "convert/conditions.h"
+#include "dates/analysis.h"
 #include "media/tape_io.h"
 #include "pipeline/backup.h"
 #include "pipeline/restore.h"
@@ -43,6 +44,14 @@ Job DecideJob() {
   return {InputKind::kTape, base};
 }
 
+// The report of an analysis. Returns 1.
+int Report() {
+  const std::string& copybook = opt.copyfile.empty() ? opt.optFileName : opt.copyfile;
+  if (opt.sw_analyze != 0)
+    (void)analysis.PrintAnalyseReport(opt.infile, copybook, lasting.sw_dates_only != 0);
+  return 1;
+}
+
 }  // namespace
 
 int PrepareBackupRestoreOper() {
@@ -58,13 +67,13 @@ int PrepareBackupRestoreOper() {
     return 0;
   }
   try {
-    if (opt.sw_backup != 0) return BackUp({job.kind, job.conversion});
+    if (opt.sw_backup != 0) return BackUp({job.kind, job.conversion}) != 0 ? Report() : 0;
     if (PrepareRestoreOper({.block_size = opt.gblBlkSize,
                             .record_size = opt.gblRecSize,
                             .kind = job.kind,
                             .conversion = job.conversion,
                             .stop_count = opt.nEndRec}) != 0)
-      return 1;
+      return Report();
   } catch (const std::bad_alloc& error) {
     PrintError("Memory allocation error: %s\n", error.what());
     return 0;

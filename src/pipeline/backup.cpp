@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "convert/convert.h"
+#include "dates/analysis.h"
 #include "files/fileio.h"
 #include "media/tape_out.h"
 #include "pipeline/output_in_use.h"
@@ -132,6 +133,7 @@ int Backup::SkipRecords() {
 int Backup::TransferRecords() {
   while (const auto record = file_->Next()) {
     ++run.nCurrInputRec;
+    if (is_indexed_ && opt.sw_analyze != 0) analysis.AnalyseRecord(*record, false);
     if (TransferRecord(*record) == 0) return 0;
     ++run.nCurrOutputRec;
     if (opt.sw_quiet == 0 && run.nCurrOutputRec % kProgressStep == 0)

@@ -7,10 +7,13 @@
 #include <optional>
 
 #include "convert/convert.h"
+#include "dates/age_record.h"
+#include "dates/analysis.h"
 #include "files/fileio.h"
 #include "pipeline/output_in_use.h"
 #include "pipeline/progress.h"
 #include "pipeline/record_sink.h"
+#include "pipeline/reshape.h"
 #include "platform/clock.h"
 #include "platform/console.h"
 #include "platform/interrupt.h"
@@ -24,6 +27,7 @@ namespace {
 
 constexpr std::int64_t kLargestBlock = 32768;  // block sizes stay below
 constexpr int kDefaultBlocking = 10;
+constexpr std::size_t kBehindPlainCopy = 2;  // bytes that a plain copy brings behind a record
 
 // As many records to a block, at most ten, as keep it below the largest block; 0 when none does.
 std::int32_t DefaultBlockSize(std::int64_t record_size) {
@@ -55,6 +59,7 @@ class Restore {
   int SkipRecords();
   void RestoreRecords();
   int RestoreRecord(const TapeRecord& record);
+  int FinishRecord(const TapeRecord& record, std::size_t size);
   std::int64_t ConvertRecord(std::span<const Byte> record, Byte* out);
   [[nodiscard]] std::size_t OutputSize(const TapeRecord& record) const;
   void ShowProgress() const;
@@ -66,6 +71,9 @@ class Restore {
   std::unique_ptr<RecordSink> output_;
   std::optional<OutputInUse> open_;
   std::optional<RecordConverter> converter_;
+  std::optional<RecordAger> ager_;
+  std::optional<Reshape> reshape_;
+  std::vector<Byte> converted_;  // a record that is to be reshaped
 };
 
 Restore::~Restore() { pTapeIo = nullptr; }
@@ -219,6 +227,8 @@ void Restore::CompileConversion() {
   run.sw_a2e = request_.conversion == Conversion::kToEbcdic || opt.sw_interchange != 0;
   if (request_.conversion != Conversion::kNone || opt.sw_interchange != 0)
     converter_.emplace(mask_list, run.sw_a2e);
+  if (lasting.ageFlag != 0) ager_.emplace(mask_list, date_statements.pAgeStruct);
+  if (opt.sw_explode != 0 || opt.expandDateFlag != 0) reshape_.emplace();
 }
 
 // 0 when the input ends before the first record to process.
@@ -244,18 +254,40 @@ void Restore::RestoreRecords() {
 int Restore::RestoreRecord(const TapeRecord& record) {
   const std::size_t size = OutputSize(record);
   const std::size_t growth = converter_ ? converter_->growth() : 0;
-  Byte* const out = output_->Room(std::max(size, record.data.size() + growth), record.length);
+  const std::size_t reshaped = reshape_ ? reshape_->size() : 0;
+  Byte* const out =
+      output_->Room(std::max({size, reshaped, record.data.size() + growth}), record.length);
+  if (reshape_) {
+    converted_.resize(record.data.size() + growth + kBehindPlainCopy);
+    if (ConvertRecord(record.data, converted_.data()) < 0) return 0;
+    reshape_->Run(record.data, std::span(converted_).first(record.data.size() + growth), out);
+    return FinishRecord(record, size);
+  }
   const std::int64_t converted = ConvertRecord(record.data, out);
   if (converted < 0) return 0;
   if (static_cast<std::size_t>(converted) < size) std::fill(out + converted, out + size, Byte{' '});
+  return FinishRecord(record, size);
+}
+
+// The record stands in the output's room.
+int Restore::FinishRecord(const TapeRecord& record, std::size_t size) {
   output_->Put(size, run.nCurrOutputRec + 1);
   ++run.nCurrOutputRec;
+  if (opt.sw_analyze != 0)
+    analysis.AnalyseRecord(record.data, request_.conversion == Conversion::kToAscii);
   if (opt.sw_quiet == 0 && run.nCurrOutputRec % kProgressStep == 0) ShowProgress();
   return run.nCurrOutputRec >= request_.stop_count ? 0 : 1;
 }
 
 // Returns how many bytes of `out` are filled, or -1 when the conversion stopped.
 std::int64_t Restore::ConvertRecord(std::span<const Byte> record, Byte* out) {
+  if (ager_) {
+    if (ager_->DoDateAgingOper(record, out) == 0) {
+      PrintOutput("The field[s] above not aged.\n");
+      PrintOutput("Aging record failed : %d\n\n", static_cast<int>(run.nCurrInputRec));
+    }
+    return static_cast<std::int64_t>(record.size());
+  }
   if (converter_)
     return converter_->ConvertBinChars(record, out) == 0
                ? -1
@@ -275,6 +307,7 @@ std::int64_t Restore::ConvertRecord(std::span<const Byte> record, Byte* out) {
 
 // Bytes of the record as it is written, without prefix, marker and padding.
 std::size_t Restore::OutputSize(const TapeRecord& record) const {
+  if (reshape_ && !sizes.sw_use_booksize) return reshape_->size();
   return tape_->variable_blocked ? record.data.size() : static_cast<std::size_t>(sizes.gblCpySize);
 }
 

@@ -1,0 +1,37 @@
+// How a record whose fields grow is put together: steps over its bytes in their order, compiled
+// once. What is copied stays as it is; fields are rewritten by whoever made the plan.
+#pragma once
+
+#include <cstddef>
+#include <vector>
+
+namespace tolvane {
+
+struct PlanStep {
+  std::size_t from = 0, length = 0;  // in the record; length 0: only filled
+  std::size_t to = 0, width = 0;     // in the result
+  const void* field = nullptr;       // what it is; null: copied, and filled with blanks
+};
+
+class RecordPlan {
+ public:
+  // Bytes of the record up to `end`, as they are.
+  void CopyUpTo(std::size_t end);
+  // The next `length` bytes become `width`.
+  void Rewrite(std::size_t length, std::size_t width, const void* field);
+  // Blanks up to a place of the result.
+  void FillUpTo(std::size_t to);
+
+  [[nodiscard]] const std::vector<PlanStep>& steps() const { return steps_; }
+  [[nodiscard]] std::size_t from() const { return from_; }  // reached in the record
+  [[nodiscard]] std::size_t to() const { return to_; }      // and in the result
+  // Where a byte of the record comes to lie. Within a rewritten field it is as far from the
+  // field's end as it was.
+  [[nodiscard]] std::size_t MapOffset(std::size_t offset) const;
+
+ private:
+  std::vector<PlanStep> steps_;
+  std::size_t from_ = 0, to_ = 0;
+};
+
+}  // namespace tolvane

@@ -1,0 +1,36 @@
+// Ages the dates of whole records: the fields that AGE statements name, found through the mask
+// list.
+#pragma once
+
+#include <deque>
+#include <span>
+#include <vector>
+
+#include "convert/mask.h"
+#include "datarep/byte_order.h"
+#include "dates/age_date.h"
+
+namespace tolvane {
+
+class RecordAger {
+ public:
+  // Both must outlive the ager.
+  RecordAger(const MaskList& items, const std::vector<AgeEntry>& entries);
+
+  // Copies the record to `out` and ages it there. 1, or 0 when a field could not be aged, after a
+  // message; the others are aged then.
+  int DoDateAgingOper(std::span<const Byte> record, Byte* out);
+
+ private:
+  struct Step {
+    const MaskItem* item;
+    DateAger* ager;      // null: a condition
+    std::size_t length;  // characters of the date layout
+  };
+  [[nodiscard]] static int AgePacked(std::span<Byte> field, const Step& step);
+
+  std::deque<DateAger> agers_;
+  std::vector<Step> steps_;
+};
+
+}  // namespace tolvane
