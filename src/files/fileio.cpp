@@ -1,16 +1,20 @@
 #include "files/fileio.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cerrno>
+#include <cstdlib>
 
 #include "files/indexed_file.h"
 #include "files/platform_records.h"
 #include "files/questions.h"
+#include "media/tape_io.h"
 #include "platform/console.h"
 #include "platform/system_calls.h"
 #include "platform/trace.h"
 #include "reports/side_reports.h"
 #include "state/options.h"
+#include "state/run.h"
 
 namespace tolvane {
 namespace {
@@ -58,10 +62,49 @@ int TakeFromCatalogue(std::string& name) {
   return Answers(answer, 'n') ? 0 : 1;
 }
 
+// A name of a tape's header as a name of a file or directory; empty when it can be none.
+std::string NameFromTape(std::string name, std::size_t width) {
+  name.resize(std::min(name.find_last_not_of(' ') + 1, width));
+  if (name.find('/') != std::string::npos || name.starts_with('.')) return "";
+  if (opt.sw_upper_case == 0)
+    for (char& c : name) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  return name;
+}
+
+// The path that qualifier and file name of the tape's header make.
+void TakeNameFromTape(std::string& name) {
+  constexpr std::size_t kQualifierWidth = 14, kFileWidth = 17, kLogicalWidth = 8;
+  const std::string qualifier = NameFromTape(pTapeIo->copyg_qualifier, kQualifierWidth);
+  const std::string file = NameFromTape(pTapeIo->file_label, kFileWidth);
+  if (file.empty()) return;
+  if (opt.sw_addsys != 0 && IsBlankName(opt.addsysfile))
+    opt.addsysfile = file.substr(0, kLogicalWidth);
+  name = qualifier.empty() ? file : qualifier + "/" + file;
+  if (const char* const home = std::getenv("ZORHOMEDATA")) name = std::string(home) + "/" + name;
+}
+
+// The name of a file restored from an SDF backup, or 0.
+int VerifySdfName(std::string& name) {
+  constexpr std::size_t kLogicalWidth = 8;
+  if (pTapeIo != nullptr && IsBlankName(name)) TakeNameFromTape(name);
+  if (opt.sw_addsys != 0 && IsBlankName(opt.addsysfile)) {
+    if (AskName("Please supply Zorva LFN name.\n?>", "File will NOT be added to Zorva catalogue.\n",
+                opt.addsysfile) == 0) {
+      opt.sw_addsys = 0;
+      return 1;
+    }
+    opt.addsysfile.resize(std::min(opt.addsysfile.size(), kLogicalWidth));
+  }
+  if (!IsBlankName(name)) return 1;
+  return AskName("Enter the name of the Zorva file to be restored\n?>",
+                 "Unknown File. Can not restore. Terminating!\n", name);
+}
+
 }  // namespace
 
 int VerifyZorFileName(std::string& name) {
   TRACE_FRAME();
+  if (opt.sw_sdf != 0) return VerifySdfName(name);
   if (opt.sw_backup != 0 && IsBlankName(name) &&
       AskName("Enter the name of the Zorva file to backup\n?> ",
               "Unknown backup file. Can not continue. Terminating!\n", name) == 0)

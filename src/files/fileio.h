@@ -10,7 +10,8 @@
 namespace tolvane {
 
 // Settles a name in place: asks for it when it is blank and the run needs it, and with -g takes
-// path, type, sizes and keys from the platform's system file.
+// path, type, sizes and keys from the platform's system file. A blank name of an SDF backup is made
+// from the names on the volume.
 [[nodiscard]] int VerifyZorFileName(std::string& name);
 
 // Checks the output file's name and creates the file.

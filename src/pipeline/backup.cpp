@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "convert/convert.h"
+#include "convert/sdf_record.h"
 #include "dates/analysis.h"
 #include "files/fileio.h"
 #include "media/tape_out.h"
@@ -28,12 +29,14 @@ class Backup {
   int Run();
 
  private:
+  int CheckForm() const;
   int OpenFile();
   int AskRecordSize();
   int OpenVolume();
   void PrintBanner() const;
   int SkipRecords();
   int TransferRecords();
+  int PrepareConversion();
   int TransferRecord(std::span<const Byte> record);
   void PrintTotals() const;
   void Finish();
@@ -44,20 +47,19 @@ class Backup {
   std::unique_ptr<TapeOut> tape_;
   std::optional<OutputInUse> open_;
   std::optional<RecordConverter> converter_;
+  std::optional<SdfConverter> sdf_;  // a COPYG backup
+  std::vector<std::uint16_t> quarters_;
   std::vector<Byte> OutRecord_;
   bool told_of_loss_ = false;
 };
 
 int Backup::Run() {
   TRACE_FRAME();
-  if (OpenFile() == 0 || OpenVolume() == 0) return 0;
+  if (CheckForm() == 0 || OpenFile() == 0 || PrepareConversion() == 0 || OpenVolume() == 0)
+    return 0;
   PrintBanner();
   run = {};
-  if (request_.conversion == Conversion::kToEbcdic) {
-    run.sw_a2e = true;
-    converter_.emplace(mask_list, true);
-    OutRecord_.resize(static_cast<std::size_t>(opt.gblRecSize) + converter_->growth());
-  }
+  run.sw_a2e = converter_.has_value();
   int result = 1;
   {
     const InterruptScope interruptible;
@@ -67,6 +69,34 @@ int Backup::Run() {
   Finish();
   DieOfPendingSignal();
   return result;
+}
+
+// What is no backup form for output. A COPYG backup holds ASCII characters, whatever its kind says
+// of conversion.
+int Backup::CheckForm() const {
+  if (request_.kind == InputKind::kElement) {
+    PrintError("Element files can only be restored.\n");
+    return 0;
+  }
+  const bool ascii = request_.kind == InputKind::kCopyg && opt.sw_ebcdic == 0;
+  if (opt.sw_sdf == 0 || ascii || request_.conversion != Conversion::kToEbcdic) return 1;
+  PrintError("Only ASCII values converted with the sdf option\n");
+  return 0;
+}
+
+int Backup::PrepareConversion() {
+  if (request_.kind == InputKind::kCopyg) {
+    sdf_.emplace(mask_list);
+    if (!sdf_->Compile()) return 0;
+    if (!sdf_->has_conditions()) return 1;
+    PrintError("Conditions can not be applied to a backup of 36-bit data.\n");
+    return 0;
+  }
+  if (request_.conversion == Conversion::kToEbcdic) {
+    converter_.emplace(mask_list, true);
+    OutRecord_.resize(static_cast<std::size_t>(opt.gblRecSize) + converter_->growth());
+  }
+  return 1;
 }
 
 int Backup::OpenFile() {
@@ -144,13 +174,13 @@ int Backup::TransferRecords() {
 }
 
 int Backup::TransferRecord(std::span<const Byte> record) {
-  const Byte* out = record.data();
   if (converter_) {
     if (converter_->ConvertBinChars(record, OutRecord_.data()) == 0) return 0;
     if (is_indexed_ && opt.sw_EbcSign != 0) KeepEbcdicSigns(record, OutRecord_.data());
-    out = OutRecord_.data();
+    record = OutRecord_;
   }
-  const bool taken = putTapeOut(*tape_, out);
+  if (sdf_ && !sdf_->ConvertToSdf(record, quarters_)) return 0;
+  const bool taken = sdf_ ? putCopygBlk(*tape_, quarters_) : putTapeOut(*tape_, record.data());
   if (!told_of_loss_ && LostBlocks(*tape_) > 0) {
     told_of_loss_ = true;
     PrintError("Writing to output file: %s\n", tape_->device.c_str());

@@ -149,6 +149,9 @@ struct LastingOptions {
 
 extern LastingOptions lasting;
 
+// Whether the data has bytes of 9 bits, in 36-bit words.
+[[nodiscard]] inline bool IsWordData() { return opt.sw_sdf != 0 || lasting.bCopyGFlag != 0; }
+
 // The prime key's entry.
 [[nodiscard]] inline KeyEntry& KeyOf(std::int32_t number) {
   return opt.keyDescr[static_cast<std::size_t>(number - 1)];
