@@ -34,7 +34,11 @@ void ExplainHalfFile(const std::string& name) {
   PrintOutput(
       "An indexed file is a pair: '%s' is there, '%s' is missing. Bring it back, or remove or "
       "rename the other one.\n",
-      (has_index ? index : has_data ? data : name).c_str(), (has_index ? data : index).c_str());
+      (has_index  ? index
+       : has_data ? data
+                  : name)
+          .c_str(),
+      (has_index ? data : index).c_str());
 }
 
 }  // namespace

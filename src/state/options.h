@@ -154,9 +154,7 @@ extern LastingOptions lasting;
 [[nodiscard]] inline bool IsWordData() { return opt.sw_sdf != 0 || lasting.bCopyGFlag != 0; }
 
 // Whether the platform file is an indexed one, which it is unless the options say otherwise.
-[[nodiscard]] inline bool IsIndexedFile() {
-  return opt.sw_relative == 0 && opt.sw_sequential == 0;
-}
+[[nodiscard]] inline bool IsIndexedFile() { return opt.sw_relative == 0 && opt.sw_sequential == 0; }
 
 // The prime key's entry.
 [[nodiscard]] inline KeyEntry& KeyOf(std::int32_t number) {

@@ -115,14 +115,12 @@ TEST_F(Indexed, DuplicatesAreFiledOrMerged) {
 }
 
 TEST_F(Indexed, AMergeFilesWhatAUniqueAlternateKeyRefuses) {
-  dir_.WriteFile("keys", "KEY2 IS 2,1 NODUPS\n");
   dir_.WriteFile("in", FromHex("F1F1 C1 00001D F2F2 C2 00002C"));
-  dir_.WriteFile("job", "INPUT FILE IS in\nOUTPUT FILE IS out\nINDEXED\nRECORD SIZE IS 6\n"
-                        "RESTORE\nCREATE\nEBCDIC\nKEY1 IS 0,2\nKEY2 IS 2,1 NODUPS\n");
-  Restore({"-k2:2,1"});
-  (void)Run({"-d", "-i", "-foout"});
+  dir_.WriteFile("job",
+                 "RESTORE CREATE INPUT in OUTPUT out RECORD SIZE IS 6\n"
+                 "KEY1 IS 0,2 PRIME KEY2 IS 2,1 NODUPS\n");
   const ProgramResult made = Run({"-G", "job"});
-  ASSERT_EQ(Records("out").empty(), false) << made.out << made.err;
+  ASSERT_EQ(Records("out").size(), 2 * 6 * 3 - 1U) << made.out << made.err;
   dir_.WriteFile("in", FromHex("F9F9 C2 00003C"));
   const ProgramResult merged = Run({"-G", "job"}, "m\n");
   EXPECT_TRUE(Has(merged.out, "Duplicate records are written to: 'out.dups'")) << merged.out;
@@ -172,7 +170,7 @@ TEST_F(Indexed, CreationAsksForWhatIsMissing) {
 TEST_F(Indexed, BadFilesAndKeysAreNamed) {
   dir_.WriteFile("flat", "no index");
   const ProgramResult flat = Run({"-c", "-i", "-s9", "-k1:0,3", "-foflat"}, "O\n");
-  EXPECT_TRUE(Has(flat.out, "'flat' is there, 'flat.idx' is missing.\n")) << flat.out;
+  EXPECT_TRUE(Has(flat.out, "'flat' is there, 'flat.idx' is missing. ")) << flat.out;
   EXPECT_EQ(dir_.ReadFile("flat"), "no index");
   Restore();
   dir_.SetByte("out.idx", 0, 0);
@@ -186,7 +184,8 @@ TEST_F(Indexed, BadFilesAndKeysAreNamed) {
     EXPECT_FALSE(dir_.Exists("badkey.idx"));
   }
   const ProgramResult beyond = Restore({"-k2:2,5"}, "o\n");  // told before the load
-  EXPECT_TRUE(Has(beyond.err, "Key 2 of 'out' (location 2, length 5) must lie inside")) << beyond.err;
+  EXPECT_TRUE(Has(beyond.err, "Key 2 of 'out' (location 2, length 5) must lie inside"))
+      << beyond.err;
   EXPECT_FALSE(Has(beyond.out, "TOTAL"));
   const ProgramResult longer = Run({"-r", "-i", "-e", "-s3", "-fiin", "-foout"});
   EXPECT_TRUE(Has(longer.err, "The records of 'out' have 6 bytes, those to restore 3\n"));
