@@ -96,6 +96,10 @@ class Lexer {
   // among them stands for any blanks.
   [[nodiscard]] bool FollowedBy(std::string_view text) const;
   [[nodiscard]] bool LastOnLine() const;
+  // The character right behind the current token; '\0' at the end of the text.
+  [[nodiscard]] char CharBehind() const {
+    return frames_.empty() ? '\0' : CharAt(frames_.back().at);
+  }
   // Moves on past the next occurrence of a word or to the line's end; false at the end of the text.
   [[nodiscard]] bool SkipPast(std::string_view word);
   void SkipLine();
