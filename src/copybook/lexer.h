@@ -48,9 +48,9 @@ struct Token {
   [[nodiscard]] bool IsLiteral() const;
 };
 
-// Reads the text called `name`; `library` is empty but for COPY ... OF library.
-using OpenText =
-    std::function<bool(std::string_view name, std::string_view library, std::string& text)>;
+// Reads the text called `path`: a name, or LIBRARY/NAME for COPY ... OF library. May put the name
+// of the file that was found into `path`.
+using OpenText = std::function<bool(std::string& path, std::string& text)>;
 
 // One pair of COPY ... REPLACING.
 struct Replacement {
@@ -108,7 +108,7 @@ class Lexer {
   struct Frame {
     std::shared_ptr<const SourceText> source;
     std::size_t at = 0;
-    std::string name;
+    std::string path;
   };
 
   [[nodiscard]] const std::string& text() const { return frames_.back().source->text(); }

@@ -475,6 +475,16 @@ TEST_F(GrammarFile, CopybooksStandInTheFileOrBesideIt) {
   EXPECT_TRUE(Has(shown.out, "KEY1:0007,0002 \n              KEY2:0000,0001 Dups\n")) << shown.out;
 }
 
+TEST_F(GrammarFile, ExplosionWritesItsCopybookBesideTheOneFound) {
+  dir_.WriteFile("book.cpy", "01 R.\n05 A PIC S99 SIGN LEADING.\n05 B PIC S9(3) COMP-3.\n");
+  const ProgramResult result =
+      Restore("ZORVA FILE SEQUENTIAL TRANSLATE ASCII COMPILER MF EXPLODE COPYBOOK IS COPY BOOK",
+              "D1F2 123D");
+  EXPECT_EQ(result.err, "");
+  EXPECT_EQ(Output(), ToHex("-12-123"));
+  EXPECT_TRUE(dir_.Exists("book.cpy.EXP"));
+}
+
 TEST_F(GrammarFile, CopybooksThatDoNotFitAreRefused) {
   dir_.WriteFile("book.cpy", kBook);
   const struct {
@@ -543,7 +553,7 @@ TEST_F(GrammarFile, MaskFilesRepeatTheCopybookAsOptions) {
                            " -P1:2 -B3:2 -B5:2 -U7:2\n";
   const std::string head =
       "# use the following for input to " + program + "\n# created from copybook ";
-  EXPECT_EQ(dir_.ReadFile("mask"), head + "job.gra\n# Record size appears to be 11\n#\n" + list);
+  EXPECT_EQ(dir_.ReadFile("mask"), head + "book.cpy\n# Record size appears to be 11\n#\n" + list);
   RunArguments({"-C", "book.cpy", "-MF", "-k1:KIND", "-F", "mask2", "-c", "-q", "-fonew"});
   EXPECT_EQ(dir_.ReadFile("mask2"), head + "book.cpy\n# Record size appears to be 11\n#\n" + list);
 
