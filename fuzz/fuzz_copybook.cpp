@@ -56,8 +56,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t cou
   if (count == 0) return 0;
   const std::string text(bytes + 1, bytes + count);
   const std::size_t end = std::min(text.find('\0'), text.size());
-  const OpenText open = [&](std::string_view name, std::string_view /*library*/, std::string& out) {
-    out = name == "T" ? text.substr(0, end) : text.substr(std::min(end + 1, text.size()));
+  const OpenText open = [&](const std::string& path, std::string& out) {
+    out = path == "T" ? text.substr(0, end) : text.substr(std::min(end + 1, text.size()));
     return true;
   };
   Diagnostics diagnostics([](const Diagnostic& found) { Require(!found.Text().empty()); });

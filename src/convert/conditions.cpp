@@ -71,7 +71,7 @@ int Compare(std::span<const Byte> field, const ConditionNode& node) {
     case mask_type::kMbpUnpacked:
     case mask_type::kUnsigned: {
       const Byte ascii = node.type == mask_type::kMbpUnpacked ? kMbpNegative : kMfNegative;
-      return _upcmp(field, node.value, run.sw_a2e ? ascii : kEbcdicNegative);
+      return _upcmp(field, node.value, node.is_ebcdic ? kEbcdicNegative : ascii, node.sign_byte());
     }
     default:
       return CompareText(field, node.value);
@@ -91,21 +91,20 @@ bool Holds(const ConditionNode& node, std::span<const Byte> record) {
   return holds || (node.next != nullptr && Holds(*node.next, record));
 }
 
-Byte& LastByte(std::string& text) { return reinterpret_cast<Byte&>(text.back()); }  // NOLINT: bytes
-
 void TranslateTree(ConditionNode& node) {
   for (ConditionNode* part : {node.left.get(), node.right.get(), node.next.get()})
     if (part != nullptr) TranslateTree(*part);
+  node.is_ebcdic = true;
   const bool is_signed =
       node.type == mask_type::kMfUnpacked || node.type == mask_type::kMbpUnpacked;
   if (node.value.empty() || (!is_signed && node.type != mask_type::kGroup)) return;
-  const Byte last = LastByte(node.value);
+  const auto sign = static_cast<Byte>(node.value[node.sign_byte()]);
   for (char& c : node.value) c = static_cast<char>(asc2ebc[static_cast<Byte>(c)]);
   if (!is_signed) return;
   // Deliberate: the MBP test is for zone 0xD0, not 0x40.
   const Byte negative = node.type == mask_type::kMfUnpacked ? kMfNegative : kEbcdicNegative;
-  const Byte zone = (last & kZoneMask) == negative ? kEbcdicNegative : kEbcdicPositive;
-  LastByte(node.value) = static_cast<Byte>((last & kDigitMask) | zone);
+  const Byte zone = (sign & kZoneMask) == negative ? kEbcdicNegative : kEbcdicPositive;
+  node.value[node.sign_byte()] = static_cast<char>((sign & kDigitMask) | zone);
 }
 
 }  // namespace
@@ -135,12 +134,12 @@ const MaskItem* GetMaskMatchCondition(std::span<const Byte> record) {
   return last;
 }
 
-int _upcmp(std::span<const Byte> field, std::string_view literal, Byte negative) {
+int _upcmp(std::span<const Byte> field, std::string_view literal, Byte negative, std::size_t sign) {
   const auto digit = [](auto byte) { return static_cast<Byte>(byte) & kDigitMask; };
   const auto is_negative = [negative](auto byte) {
     return (static_cast<Byte>(byte) & kZoneMask) == negative;
   };
-  const bool minus = is_negative(field.back()), literal_minus = is_negative(literal.back());
+  const bool minus = is_negative(field[sign]), literal_minus = is_negative(literal[sign]);
   int comparison = 0;
   bool zero = true;
   for (std::size_t i = 0; i < std::min(field.size(), literal.size()); ++i) {

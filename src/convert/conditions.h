@@ -29,9 +29,13 @@ struct ConditionNode {
   std::size_t length = 0;    // bytes of the field, and of `value`
   std::size_t source_length = 0;  // of the field in the record; in 36-bit data quarter-words
   bool is_signed = false;
-  std::string op;     // "EQ", "NE", "GT", "GE", "LT" or "LE"
-  std::string value;  // the literal in the field's own form
-  double number = 0;  // kFloat: the literal
+  bool sign_leading = false;  // k..Unpacked: overpunched in the first byte, not the last
+  bool is_ebcdic = false;     // the literal was translated, and the data is EBCDIC
+  std::string op;             // "EQ", "NE", "GT", "GE", "LT" or "LE"
+  std::string value;          // the literal in the field's own form
+  double number = 0;          // kFloat: the literal
+
+  [[nodiscard]] std::size_t sign_byte() const { return sign_leading ? 0 : length - 1; }
 };
 
 // Turns a parsed condition into a tree. 0, or -1 after messages.
@@ -57,9 +61,10 @@ struct FieldPlace {
 // The last condition item of the whole list that holds for the record; null when none does.
 [[nodiscard]] const MaskItem* GetMaskMatchCondition(std::span<const Byte> record);
 
-// Compares an unpacked number with a literal in the same form: signs, then digits. The last byte of
-// a negative one has the zone `negative`.
-[[nodiscard]] int _upcmp(std::span<const Byte> field, std::string_view literal, Byte negative);
+// Compares an unpacked number with a literal in the same form: signs, then digits. The byte at
+// `sign` of a negative one has the zone `negative`.
+[[nodiscard]] int _upcmp(std::span<const Byte> field, std::string_view literal, Byte negative,
+                         std::size_t sign);
 
 // Translates the literals of a condition item to EBCDIC, once, before EBCDIC records are compared.
 void ConvertIdIsConditionToEbcdic(MaskItem& item);

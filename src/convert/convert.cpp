@@ -5,6 +5,7 @@
 
 #include "convert/conditions.h"
 #include "datarep/decimal.h"
+#include "datarep/float.h"
 #include "platform/console.h"
 #include "platform/trace.h"
 #include "reports/side_reports.h"
@@ -136,6 +137,7 @@ RecordConverter::Op RecordConverter::ItemOp(const MaskItem& item, std::size_t ta
     case mask_type::kMfUnpacked:
     case mask_type::kMbpUnpacked:
       op.step = Step::kSigned;
+      op.sign = static_cast<std::size_t>(item.sign_byte());
       op.table = item.type == mask_type::kMfUnpacked ? &mf_sign_ : &mbp_sign_;
       break;
     case mask_type::kBit:
@@ -144,6 +146,12 @@ RecordConverter::Op RecordConverter::ItemOp(const MaskItem& item, std::size_t ta
       op.length = static_cast<std::size_t>(item.digits);
       break;
     default:
+      // Deliberate: the usage decides, so that a RAW field is converted and an occurrence after the
+      // first is not.
+      if (item.usage == 'R') {
+        op.step = Step::kFloat;
+        break;
+      }
       op.length *= op.occurs;
       op.occurs = 1;
   }
@@ -152,21 +160,23 @@ RecordConverter::Op RecordConverter::ItemOp(const MaskItem& item, std::size_t ta
 
 // Fields whose text bytes take another table than the bytes that no item covers.
 bool RecordConverter::NeedsOwnText(const MaskItem& item) const {
-  return gap_ != text_ &&
-         (item.type == mask_type::kUnsigned || item.type == mask_type::kMfUnpacked ||
-          item.type == mask_type::kMbpUnpacked);
+  return gap_ != text_ && (item.type == mask_type::kUnsigned || item.has_overpunch());
+}
+
+void RecordConverter::AddOwnText(const Op& field, std::vector<Op>& ops) const {
+  ops.push_back({.step = Step::kText,
+                 .source = field.source,
+                 .length = field.length * field.occurs,
+                 .target = field.target,
+                 .table = &text_});
 }
 
 void RecordConverter::AddItem(const MaskItem& item, std::size_t target,
                               std::vector<Op>& ops) const {
   if (item.length < 1) return;
   const Op op = ItemOp(item, target);
-  if (NeedsOwnText(item))
-    ops.push_back({.step = Step::kText,
-                   .source = op.source,
-                   .length = op.length * op.occurs,
-                   .target = target,
-                   .table = &text_});
+  // Behind a condition an unconditional field may have left other bytes than text.
+  if (NeedsOwnText(item) || (!groups_.empty() && item.has_overpunch())) AddOwnText(op, ops);
   if (item.type != mask_type::kUnsigned) ops.push_back(op);
 }
 
@@ -217,12 +227,13 @@ std::size_t RecordConverter::TargetOf(std::size_t source) const {
   return source + shift;
 }
 
-// For each condition item: its compared range translated afresh, then its fields.
+// For each condition item: its compared range translated afresh, then its fields. A record number
+// only adds fields.
 void RecordConverter::CompileGroups(const MaskList& items) {
   for (const MaskItem& item : items) {
     if (item.is_condition()) {
       Group& group = groups_.emplace_back(Group{&item, {}});
-      if (item.condition_end > item.condition_start) {
+      if (!item.is_record_number && item.condition_end > item.condition_start) {
         const auto start = static_cast<std::size_t>(item.condition_start);
         group.ops.push_back({.step = Step::kText,
                              .source = start,
@@ -306,6 +317,9 @@ void RecordConverter::Run(const std::vector<Op>& ops, std::span<const Byte> reco
       case Step::kRaw:
         CopyBytes(record.data() + op.source, std::min(op.length, there), out + op.target);
         break;
+      case Step::kFloat:
+        RunFloat(op, record, out);
+        break;
       case Step::kPacked:
       case Step::kSigned:
         RunField(op, record, out);
@@ -317,8 +331,8 @@ void RecordConverter::Run(const std::vector<Op>& ops, std::span<const Byte> reco
   }
 }
 
-// A packed or unpacked field, occurrence by occurrence. Its text is translated already, so blank
-// fields are done, and of an unpacked one the last byte is left to do.
+// A packed or unpacked field, occurrence by occurrence. The text of an unpacked one is translated
+// already, so that the byte with its sign is left to do.
 void RecordConverter::RunField(const Op& op, std::span<const Byte> record, Byte* out) const {
   const Byte space = sw_a2e_ ? kAsciiSpace : kEbcdicSpace;
   const Byte* field = record.data() + op.source;
@@ -329,12 +343,29 @@ void RecordConverter::RunField(const Op& op, std::span<const Byte> record, Byte*
     const std::size_t length = std::min(op.length, static_cast<std::size_t>(end - field));
     if (op.step == Step::kPacked) WarnIfNotPacked(op, {field, length});
     // Deliberate: the first blank occurrence ends the item; the rest of it is taken for text.
-    if (AllAre(field, length, space)) return;
+    if (AllAre(field, length, space)) {
+      std::memset(to, text_[space], length);
+      return;
+    }
     if (op.step == Step::kPacked) {
       CopyBytes(field, length, to);
-    } else if (length == op.length) {
-      to[length - 1] = (*op.table)[field[length - 1]];
+    } else if (op.sign < length) {
+      to[op.sign] = (*op.table)[field[op.sign]];
     }
+  }
+}
+
+// A floating-point field; one that the record does not hold whole stays as it is.
+void RecordConverter::RunFloat(const Op& op, std::span<const Byte> record, Byte* out) const {
+  for (std::uint32_t i = 0; i < op.occurs; ++i) {
+    const std::size_t skip = i * op.length;
+    if (op.source + skip >= record.size()) return;
+    const auto field = record.subspan(op.source + skip)
+                           .first(std::min(op.length, record.size() - op.source - skip));
+    const std::span<Byte> to(out + op.target + skip, field.size());
+    std::copy(field.begin(), field.end(), to.begin());
+    if (field.size() == op.length && !(sw_a2e_ ? mfltuto3(to) : mflt3tou(to)))
+      PrintError("Mismatch in size: Cannot convert floating point number.");
   }
 }
 

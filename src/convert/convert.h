@@ -1,6 +1,7 @@
 // Record conversion between the mainframe's character set and the machine's. Text is translated,
-// binary, packed and floating fields stay as they are, and the signs of unpacked fields are
-// rewritten for the target COBOL compiler. The mask list says where the fields are.
+// binary and packed fields stay as they are, floating-point fields of a copybook are put into the
+// machine's form or the mainframe's, and the signs of unpacked fields are rewritten for the target
+// COBOL compiler. The mask list says where the fields are.
 //
 // A RecordConverter is compiled once, from the mask list and the options as they then stand: into
 // runs to translate, runs to copy and signs to set, one plan for the fields that always apply and
@@ -38,7 +39,7 @@ class RecordConverter {
   [[nodiscard]] std::size_t growth() const { return growth_; }
 
  private:
-  enum class Step : std::uint8_t { kText, kRaw, kPacked, kSigned, kBits };
+  enum class Step : std::uint8_t { kText, kRaw, kFloat, kPacked, kSigned, kBits };
 
   // One step over `length` bytes, `occurs` times, from `source` in the input to `target` in the
   // output. Text is translated first, as one run where it can be; the fields follow.
@@ -49,7 +50,8 @@ class RecordConverter {
     std::size_t source = 0;
     std::size_t length = 0;  // kBits: number of bits
     std::size_t target = 0;
-    const ByteTable* table = nullptr;  // kText: the translation; kSigned: the last byte's
+    std::size_t sign = 0;              // kSigned: the byte that carries it
+    const ByteTable* table = nullptr;  // kText: the translation; kSigned: of that byte
   };
   struct Group {
     const MaskItem* condition;
@@ -62,6 +64,7 @@ class RecordConverter {
   void CompileGroups(const MaskList& items);
   [[nodiscard]] std::size_t TargetOf(std::size_t source) const;
   [[nodiscard]] bool NeedsOwnText(const MaskItem& item) const;
+  void AddOwnText(const Op& field, std::vector<Op>& ops) const;
   void AddItem(const MaskItem& item, std::size_t target, std::vector<Op>& ops) const;
   [[nodiscard]] Op ItemOp(const MaskItem& item, std::size_t target) const;
 
@@ -70,6 +73,7 @@ class RecordConverter {
   [[nodiscard]] bool IsOverpunched(std::span<const Byte> record, std::size_t i) const;
   void Run(const std::vector<Op>& ops, std::span<const Byte> record, Byte* out) const;
   void RunField(const Op& op, std::span<const Byte> record, Byte* out) const;
+  void RunFloat(const Op& op, std::span<const Byte> record, Byte* out) const;
   static void RunBits(const Op& op, std::span<const Byte> record, Byte* out);
   void WarnIfNotPacked(const Op& op, std::span<const Byte> field) const;
 
@@ -92,7 +96,8 @@ class RecordConverter {
 [[nodiscard]] int validatePacked(std::span<const Byte> field);
 
 // Copies the record to `out` and rewrites the sign of every unpacked field of the mask list that
-// applies to it; for data that is ASCII already. Only a field's first occurrence is touched.
+// applies to it; for data that is ASCII already. Where a condition holds, its compared range is
+// copied again before the fields of its group. Only a field's first occurrence is touched.
 // Returns 1.
 int ConvertAsciiSigns(std::span<const Byte> record, Byte* out);
 

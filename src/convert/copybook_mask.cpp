@@ -23,6 +23,7 @@ namespace {
 
 constexpr std::int64_t kMostItems = 1000000;  // of the list
 constexpr std::int64_t kMostRawInWords = 7;   // bytes of a RAW field in 36-bit data
+constexpr const char* kIdentifierExpected = "Expecting identifier(s), NOT an expression.\n";
 
 int Fail(const char* text) {
   PrintError("%s", text);
@@ -60,6 +61,7 @@ MaskItem ItemOf(const Field& field, char type) {
   item.length = field.length;
   item.digits = static_cast<std::int16_t>(field.digits);
   item.is_signed = field.is_signed;
+  item.sign_leading = field.sign == copybook::SignPlace::kLeading;
   item.usage = field.usage;
   item.name = field.filler ? "" : field.name;
   return item;
@@ -119,9 +121,11 @@ int AddSignedUnpacked(const Field& field) {
   return 0;
 }
 
-// Passes over a redefinition and what is below it.
+// The first item from `field` on that is no redefinition, nor below one. Standalone items are no
+// part of a record.
 const Field* SkipRedefinitions(const Field* field) {
-  while (field != nullptr && (field->redefines != nullptr || field->level == 1)) {
+  while (field != nullptr &&
+         (field->redefines != nullptr || field->level == 1 || field->IsStandalone())) {
     TRACE_LINE("Skipping %02d  %s (REDEFINES item)\n", field->level, field->name.c_str());
     const int level = field->level;
     do field = field->next;
@@ -131,7 +135,9 @@ const Field* SkipRedefinitions(const Field* field) {
 }
 
 int WalkItems(const SymbolTable& table) {
-  for (const Field* field = table.First(); field != nullptr; field = SkipRedefinitions(field->next))
+  const Field* field = table.First();
+  while (field != nullptr && field->IsStandalone()) field = field->next;
+  for (; field != nullptr; field = SkipRedefinitions(field->next))
     if (ProcessMaskListCandidate(*field) == 0) return Fail("Processing mask list candidates\n");
   return 1;
 }
@@ -159,12 +165,13 @@ int AddRawFields(const SymbolTable& table) {
 
 // The copybook's record size against the one supplied.
 int SettleRecordSize(const SymbolTable& table) {
-  if (table.records().empty()) return 1;
   std::int64_t longest = 0, size = 0;
   for (const copybook::RecordDescription& record : table.records()) {
+    if (record.first->IsStandalone()) continue;
     longest = std::max(longest, record.length);
     size = std::max(size, record.aux_length);
   }
+  if (size == 0) return 1;
   if (opt.gblRecSize == 0) opt.gblRecSize = static_cast<std::int32_t>(longest);
   sizes.gblCpySize = static_cast<std::int32_t>(size);
   if (sizes.gblCpySize == opt.gblRecSize) return 1;
@@ -203,8 +210,10 @@ class IdIs {
 };
 
 int IdIs::LoadAll() {
+  const std::size_t errors = reader_.diagnostics.errors();
   while (lexer_.GetToken().Is("ID"))
-    if (LoadIdIsOption() == 0) return Fail("Loading 'ID IS' statement\n");
+    if (LoadIdIsOption() == 0 || reader_.diagnostics.errors() != errors)
+      return Fail("Loading 'ID IS' statement\n");
   lexer_.UngetToken();
   if (SortMaskList(segment_) == 0) return Fail("Sorting mask list\n");
   std::erase_if(mask_list, [](const MaskItem& item) { return item.type == 0; });
@@ -222,8 +231,9 @@ int IdIs::LoadIdIsOption() {
   if (ReadCondition(item) == 0 || ReadUse(used) == 0) return 0;
   if (SortMaskList(segment_) == 0) return 0;
   if (segment_ == 0) NoteUnconditional();
-  FieldPlace place;
-  if (getSubLoc(used.front(), place) == 0) return 0;
+  FieldPlace place, other;
+  for (const copybook::Identifier& name : used)
+    if (getSubLoc(name, &name == &used.front() ? place : other) == 0) return 0;
   item.condition_start = place.location;
   item.condition_end = place.location + used.front().field->length;
   item.name = used.front().field->name;
@@ -279,12 +289,13 @@ int IdIs::ReadUse(std::vector<copybook::Identifier>& used) {
     lexer_.UngetToken();
     auto name = copybook::ExpressionParser(lexer_, table_, reader_.diagnostics).getExpr();
     if (name == nullptr) return 0;
-    if (name->kind != copybook::Expression::Kind::kIdentifier)
-      return Fail("Expecting identifier(s), NOT an expression.\n");
+    const bool is_item = name->kind == copybook::Expression::Kind::kIdentifier &&
+                         !name->identifier.field->IsRenames();
+    if (!is_item) return Fail(kIdentifierExpected);
     used.push_back(std::move(name->identifier));
     if (!lexer_.GetToken().Is(",")) lexer_.UngetToken();
   }
-  if (used.empty()) return Fail("Expecting identifier(s), NOT an expression.\n");
+  if (used.empty() || copybook::AtLiteral(lexer_)) return Fail(kIdentifierExpected);
   return lexer_.token().Is(".") ? 1 : Fail("Missing '.' as 'ID IS' terminator\n");
 }
 

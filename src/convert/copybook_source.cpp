@@ -33,14 +33,18 @@ bool ReadWhole(const std::string& path, std::string& text) {
 }
 
 // COPY names a file as it is called, or without its suffix, in upper or lower case.
-bool OpenCopybook(std::string_view name, std::string_view library, std::string& text) {
-  const std::string prefix = library.empty() ? "" : std::string(library) + "/";
-  std::string lower(name);
-  std::transform(lower.begin(), lower.end(), lower.begin(),
+bool OpenCopybook(std::string& path, std::string& text) {
+  std::string lower = path;
+  const std::size_t name = lower.rfind('/') + 1;  // 0 without a folder
+  std::transform(lower.begin() + static_cast<std::ptrdiff_t>(name), lower.end(),
+                 lower.begin() + static_cast<std::ptrdiff_t>(name),
                  [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  for (const std::string& spelled : {std::string(name), lower})
+  for (const std::string& spelled : {path, lower})
     for (const char* suffix : {"", ".cpy", ".CPY", ".cbl", ".CBL", ".cob", ".COB"})
-      if (ReadWhole(prefix + spelled + suffix, text)) return true;
+      if (ReadWhole(spelled + suffix, text)) {
+        path = spelled + suffix;
+        return true;
+      }
   return false;
 }
 

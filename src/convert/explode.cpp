@@ -14,12 +14,9 @@ namespace {
 
 bool HasSignMode() { return opt.sw_expLeading != 0 || opt.sw_expTrailing != 0; }
 
-bool IsUnpacked(const MaskItem& item) {
-  return item.type == mask_type::kMfUnpacked || item.type == mask_type::kMbpUnpacked;
-}
-
 bool IsExploded(const MaskItem& item) {
-  return item.type == mask_type::kPacked || (IsUnpacked(item) && item.is_signed && HasSignMode());
+  return item.type == mask_type::kPacked ||
+         (item.has_overpunch() && item.is_signed && HasSignMode());
 }
 
 // Digits of an item; those made by options have no picture.
@@ -36,7 +33,7 @@ std::int64_t Growth(const MaskItem& item) {
     const auto digits = static_cast<std::int64_t>(DigitsOf(item));
     return digits - (digits / 2 + 1) * item.occurs + signs;
   }
-  return IsUnpacked(item) ? signs : 0;
+  return item.has_overpunch() ? signs : 0;
 }
 
 // The growth of a condition's group against what it replaces.
@@ -89,11 +86,12 @@ Number Unpack(std::span<const Byte> field, const MaskItem& item) {
     return number;
   }
   number.digits.assign(field.begin(), field.end());
-  const Byte last = field.back();
+  const auto at = static_cast<std::size_t>(item.sign_byte());
+  const Byte byte = field[at];
   const Byte negative = item.type == mask_type::kMbpUnpacked ? kMbpNegative : kMfNegative;
-  const bool is_negative = (last & kZoneMask) == negative;
+  const bool is_negative = (byte & kZoneMask) == negative;
   number.sign = is_negative ? '-' : '+';
-  if (is_negative) number.digits.back() = static_cast<char>((last & kDigitMask) | kAsciiPositive);
+  if (is_negative) number.digits[at] = static_cast<char>((byte & kDigitMask) | kAsciiPositive);
   return number;
 }
 

@@ -42,7 +42,8 @@ struct MaskItem {
   std::int16_t occurs = 1;    // repeats back to back
   std::int16_t digits = 0;    // digits of the picture; bits of a bit field
   bool is_signed = false;
-  char usage = 0;  // the copybook's usage letter, first occurrence only
+  bool sign_leading = false;  // of an unpacked field: overpunched in the first byte, not the last
+  char usage = 0;             // the copybook's usage letter, first occurrence only
   std::string name{};
   std::int64_t expanded_location = -1;  // offset in the converted record; -1: it follows from ours
   std::int8_t source_bit = 0;
@@ -57,6 +58,11 @@ struct MaskItem {
   std::shared_ptr<ConditionNode> tree{};  // of an ID IS condition
 
   [[nodiscard]] bool is_condition() const { return type == mask_type::kCondition; }
+  // Whether an occurrence carries its sign in the zone of one of its bytes, and in which.
+  [[nodiscard]] bool has_overpunch() const {
+    return type == mask_type::kMfUnpacked || type == mask_type::kMbpUnpacked;
+  }
+  [[nodiscard]] std::int64_t sign_byte() const { return sign_leading ? 0 : length - 1; }
   // One past the last byte of its last occurrence.
   [[nodiscard]] std::int64_t end() const { return location + length * occurs; }
 };

@@ -100,6 +100,14 @@ std::size_t BinaryWidth(const Field& field) {
   return 0;
 }
 
+// Whether a field of `width` bytes holds the value.
+bool Fits(std::int64_t value, std::size_t width, bool is_signed) {
+  const std::size_t bits = 8 * width - (is_signed ? 1 : 0);
+  if (bits >= 63) return is_signed || value >= 0;
+  const std::int64_t limit = std::int64_t{1} << bits;
+  return value < limit && value >= (is_signed ? -limit : 0);
+}
+
 bool StoreBinary(const Field& field, const Literal& literal, ConditionNode& node) {
   const auto number = NumberOf(literal);
   if (!number && literal.kind != 'H' && literal.kind != 'O') {
@@ -125,20 +133,30 @@ bool StoreBinary(const Field& field, const Literal& literal, ConditionNode& node
     const auto digits = DigitsFor(*number, field.decimals, kMostScaled);
     if (!digits) return Fail("incompatable literal for Binary field ", field.name, "");
     value = std::strtoll(digits->c_str(), nullptr, kDecimal);
-    if (number->negative && field.is_signed) value = -value;
+    if (number->negative) value = -value;
   } else {
     value =
         std::strtoll(literal.text.c_str(), nullptr, literal.kind == 'H' ? kHexadecimal : kOctal);
   }
+  // Hexadecimal and octal literals are the bits of the field.
+  if (!Fits(value, width, number && field.is_signed))
+    return Fail("incompatable literal for Binary field ", field.name, "");
   node.length = width;
   node.value = BigEndian(value, width);
   return true;
 }
 
+// The digits of a decimal field; nothing when the literal is no number that it can hold.
+std::optional<std::string> DigitsIn(const Field& field, const std::optional<Number>& number,
+                                    std::size_t width) {
+  if (!number || (number->negative && !field.is_signed)) return std::nullopt;
+  return DigitsFor(*number, field.decimals, width);
+}
+
 bool StoreUnpacked(const Field& field, const Literal& literal, ConditionNode& node) {
   const auto number = NumberOf(literal);
   const std::size_t width = node.length - (field.sign_separate ? 1 : 0);
-  const auto digits = number ? DigitsFor(*number, field.decimals, width) : std::nullopt;
+  const auto digits = DigitsIn(field, number, width);
   if (!digits) {
     PrintError("incompatible literal for Numeric unpacked field\n");
     return false;
@@ -151,8 +169,8 @@ bool StoreUnpacked(const Field& field, const Literal& literal, ConditionNode& no
     return true;
   }
   const Byte negative = node.type == mask_type::kMbpUnpacked ? kMbpNegative : kMfNegative;
-  char& last = node.value.back();
-  last = static_cast<char>((last & kDigitMask) | (number->negative ? negative : kAsciiPositive));
+  char& sign = node.value[node.sign_byte()];
+  sign = static_cast<char>((sign & kDigitMask) | (number->negative ? negative : kAsciiPositive));
   return true;
 }
 
@@ -160,7 +178,7 @@ bool StorePackedLiteral(const Field& field, const Literal& literal, ConditionNod
   const auto number = NumberOf(literal);
   const bool has_sign = field.kind != copybook::Usage::kPackedNoSign;
   const std::size_t width = node.length * 2 - (has_sign ? 1 : 0);
-  const auto digits = number ? DigitsFor(*number, field.decimals, width) : std::nullopt;
+  const auto digits = DigitsIn(field, number, width);
   if (!digits) {
     PrintError("incompatible literal for Packed field\n");
     return false;
@@ -180,21 +198,16 @@ bool StorePackedLiteral(const Field& field, const Literal& literal, ConditionNod
   return true;
 }
 
-std::string HexBytes(const std::string& digits) {
-  constexpr int kHexadecimal = 16;
-  std::string bytes;
-  for (std::size_t i = 0; i + 1 < digits.size(); i += 2)
-    bytes += static_cast<char>(std::stoi(digits.substr(i, 2), nullptr, kHexadecimal));
-  return bytes;
-}
-
 bool StoreText(const Field& field, const Literal& literal, ConditionNode& node) {
   std::string text = literal.text;
   if (literal.kind == 'X' || literal.kind == 'H') {
-    text = HexBytes(literal.text);
+    if (literal.text.size() % 2 != 0)
+      return Fail("Odd number of digits in Hex literal ", literal.text, ".");
+    text = copybook::HexBytes(literal.text);
     if (text.size() > node.length)
       return Fail("Field ", field.name, " is too short for the Hex literal value.");
-  } else if (!literal.figurative && literal.kind != 'S' && literal.kind != 'N') {
+  } else if ((!literal.figurative && literal.kind != 'S' && literal.kind != 'N') ||
+             literal.sign == '-') {
     PrintError("Unsupported literal type '%c' for Group/Alpha Numeric field.\n", literal.kind);
     return false;
   }
@@ -203,6 +216,8 @@ bool StoreText(const Field& field, const Literal& literal, ConditionNode& node) 
   if (literal.figurative || literal.all) {
     const std::string once = text;
     while (!once.empty() && text.size() < node.length) text += once;
+  } else if (text.find_last_not_of(' ') + 1 > node.length) {
+    return Fail("Field ", field.name, " is too short for the literal value.");
   }
   text.resize(node.length, ' ');
   node.value = text;
@@ -265,6 +280,7 @@ std::unique_ptr<ConditionNode> SaveComparison(const Expression& comparison) {
   node->location = static_cast<std::size_t>(place.location);
   node->length = node->source_length = static_cast<std::size_t>(field.length);
   node->is_signed = field.is_signed;
+  node->sign_leading = field.sign == copybook::SignPlace::kLeading && !field.sign_separate;
   node->op = copybook::OperatorName(comparison.op);
   if (node->type == 0 || node->length == 0) {
     PrintError("Unrecognized field type: %c\n", field.usage);
@@ -305,6 +321,8 @@ std::unique_ptr<ConditionNode> Save(const Expression& condition) {
     last->next = std::move(right);
     return left;
   }
+  if (condition.op == Operator::kOr)
+    PrintWarning("OR between two full comparisons asks for both sides, as AND does.\n");
   auto pair = std::make_unique<ConditionNode>();
   pair->left = std::move(left);
   pair->right = std::move(right);

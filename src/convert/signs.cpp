@@ -15,17 +15,20 @@ constexpr Byte WithZone(Byte byte, Byte zone) {
   return static_cast<Byte>((byte & kDigitMask) | zone);
 }
 
-bool IsSigned(const MaskItem& item) {
-  return item.type == mask_type::kMfUnpacked || item.type == mask_type::kMbpUnpacked;
-}
-
 void KeepFieldSigns(const MaskItem& item, std::span<const Byte> unconverted, Byte* converted) {
-  if (!IsSigned(item)) return;
+  if (!item.has_overpunch()) return;
   // Items made by options have no picture; their digits are their bytes.
   const auto digits = static_cast<std::size_t>(item.digits > 0 ? item.digits : item.length);
   for (std::size_t k = 0; k < static_cast<std::size_t>(item.occurs); ++k)
     RestoreEbcSign(unconverted, converted, item.type,
-                   static_cast<std::size_t>(item.location) + k * digits, digits);
+                   static_cast<std::size_t>(item.location) + k * digits,
+                   item.sign_leading ? 1 : digits);
+}
+
+void CopyRange(const MaskItem& condition, std::span<const Byte> record, Byte* out) {
+  const auto start = static_cast<std::size_t>(condition.condition_start);
+  const auto end = std::min(static_cast<std::size_t>(condition.condition_end), record.size());
+  if (start < end) std::memcpy(out + start, record.data() + start, end - start);
 }
 
 }  // namespace
@@ -34,17 +37,20 @@ int ConvertAsciiSigns(std::span<const Byte> record, Byte* out) {
   std::memcpy(out, record.data(), record.size());
   bool applies = true;
   for (const MaskItem& item : mask_list) {
-    if (item.is_condition()) applies = EvaluateMatchConditions(record, item);
-    const auto last = static_cast<std::size_t>(item.location + item.length - 1);
-    if (!applies || !IsSigned(item) || last >= record.size()) continue;
+    if (item.is_condition()) {
+      applies = EvaluateMatchConditions(record, item);
+      if (applies) CopyRange(item, record, out);
+    }
+    const auto sign = static_cast<std::size_t>(item.location + item.sign_byte());
+    if (!applies || !item.has_overpunch() || sign >= record.size()) continue;
     const bool is_mf = item.type == mask_type::kMfUnpacked;
-    const Byte translated = asc2ebc[record[last]];
+    const Byte translated = asc2ebc[record[sign]];
     if (translated == kEbcdicSpace) {
-      out[last] = kAsciiSpace;
+      out[sign] = kAsciiSpace;
     } else if ((translated & kZoneMask) == kEbcdicNegative) {
-      out[last] = WithZone(translated, is_mf ? kMfNegative : kMbpNegative);
+      out[sign] = WithZone(translated, is_mf ? kMfNegative : kMbpNegative);
     } else {
-      out[last] = WithZone(translated, kAsciiPositive);
+      out[sign] = WithZone(translated, kAsciiPositive);
     }
   }
   return 1;

@@ -113,6 +113,8 @@ struct Field {
   std::unique_ptr<Attachment> attachment;
 
   [[nodiscard]] bool IsGroup() const { return first_child != nullptr; }
+  [[nodiscard]] bool IsRenames() const { return level == 66; }
+  [[nodiscard]] bool IsStandalone() const { return level == 77; }  // no part of a record
 };
 
 // One 01 or 77 entry, or all entries up to the next one where a description begins otherwise.

@@ -36,11 +36,11 @@ bool Token::IsLiteral() const {
 
 bool Lexer::InitLex(const std::string& name, Reading reading) {
   CloseLex();
-  std::string raw;
-  if (!open_(name, {}, raw)) return false;
+  std::string raw, path = name;
+  if (!open_(path, raw)) return false;
   raw_ = std::move(raw);
-  const Place start{diagnostics_.AddFile(name), 1, 1};
-  frames_.push_back({std::make_shared<SourceText>(raw_, 0, start, reading), 0, name});
+  const Place start{diagnostics_.AddFile(path), 1, 1};
+  frames_.push_back({std::make_shared<SourceText>(raw_, 0, start, reading), 0, path});
   return true;
 }
 
@@ -220,22 +220,21 @@ void Lexer::BeginDescription() {
 
 Lexer::CopyResult Lexer::PushCopy(const std::string& name, const std::string& library,
                                   const std::vector<Replacement>& replacing) {
-  const std::string full = library.empty() ? name : library + "/" + name;
-  if (std::any_of(frames_.begin(), frames_.end(),
-                  [&](const Frame& frame) { return frame.name == full; }))
-    return CopyResult::kWithinItself;
+  std::string raw, path = library.empty() ? name : library + "/" + name;
   if (frames_.size() > kMaxCopyDepth) return CopyResult::kTooDeep;
-  std::string raw;
-  if (!open_(name, library, raw)) return CopyResult::kNotFound;
+  if (!open_(path, raw)) return CopyResult::kNotFound;
+  if (std::any_of(frames_.begin(), frames_.end(),
+                  [&](const Frame& frame) { return frame.path == path; }))
+    return CopyResult::kWithinItself;
   copied_ += raw.size();
   if (copied_ > kMaxCopiedText) return CopyResult::kTooLong;
-  const Place start{diagnostics_.AddFile(full), 1, 1};
+  const Place start{diagnostics_.AddFile(path), 1, 1};
   auto source = std::make_shared<SourceText>(raw, 0, start, Reading::kCopybook);
   if (!replacing.empty()) {
     if (!ReplaceWords(*source, replacing, kMaxCopiedText - copied_)) return CopyResult::kTooLong;
     copied_ += source->text().size();
   }
-  frames_.push_back({std::move(source), 0, full});
+  frames_.push_back({std::move(source), 0, path});
   return CopyResult::kCopied;
 }
 

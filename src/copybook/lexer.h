@@ -48,9 +48,9 @@ struct Token {
   [[nodiscard]] bool IsLiteral() const;
 };
 
-// Reads the text called `name`; `library` is empty but for COPY ... OF library.
-using OpenText =
-    std::function<bool(std::string_view name, std::string_view library, std::string& text)>;
+// Reads the text called `path`: a name, or LIBRARY/NAME for COPY ... OF library. May put the name
+// of the file that was found into `path`.
+using OpenText = std::function<bool(std::string& path, std::string& text)>;
 
 // One pair of COPY ... REPLACING.
 struct Replacement {
@@ -96,6 +96,10 @@ class Lexer {
   // among them stands for any blanks.
   [[nodiscard]] bool FollowedBy(std::string_view text) const;
   [[nodiscard]] bool LastOnLine() const;
+  // The character right behind the current token; '\0' at the end of the text.
+  [[nodiscard]] char CharBehind() const {
+    return frames_.empty() ? '\0' : CharAt(frames_.back().at);
+  }
   // Moves on past the next occurrence of a word or to the line's end; false at the end of the text.
   [[nodiscard]] bool SkipPast(std::string_view word);
   void SkipLine();
@@ -104,7 +108,7 @@ class Lexer {
   struct Frame {
     std::shared_ptr<const SourceText> source;
     std::size_t at = 0;
-    std::string name;
+    std::string path;
   };
 
   [[nodiscard]] const std::string& text() const { return frames_.back().source->text(); }

@@ -10,6 +10,11 @@ namespace {
 bool IsAlpha(const Token& token) { return token.IsLiteral() && token.kind != TokenKind::kNumber; }
 
 bool CheckDigits(const Token& token, Diagnostics& diagnostics) {
+  if (token.kind == TokenKind::kHexString && token.text.size() % 2 != 0) {
+    diagnostics.Error(token.span.begin, "expected an even number of hexadecimal digits",
+                      token.text);
+    return false;
+  }
   const auto all = [&](auto&& fits) {
     return std::all_of(token.text.begin(), token.text.end(), fits);
   };
@@ -27,7 +32,39 @@ bool CheckDigits(const Token& token, Diagnostics& diagnostics) {
   return false;
 }
 
+bool IsText(char kind) {
+  return kind == static_cast<char>(TokenKind::kString) ||
+         kind == static_cast<char>(TokenKind::kHexString);
+}
+
+// Adds what stands behind '&'.
+bool Join(const Token& token, Diagnostics& diagnostics, Literal& literal) {
+  const char kind = static_cast<char>(token.kind);
+  if (kind == literal.kind) {
+    literal.text += token.text;
+    return true;
+  }
+  if (!IsText(kind) || !IsText(literal.kind)) {
+    diagnostics.Error(token.span.begin, "expected a literal of the same kind after '&'",
+                      token.text);
+    return false;
+  }
+  constexpr char kString = static_cast<char>(TokenKind::kString);
+  if (literal.kind != kString) literal.text = HexBytes(literal.text);
+  literal.text += kind == kString ? token.text : HexBytes(token.text);
+  literal.kind = kString;
+  return true;
+}
+
 }  // namespace
+
+std::string HexBytes(std::string_view digits) {
+  const auto value = [](char c) { return IsDigit(c) ? c - '0' : (c | 0x20) - 'a' + 10; };
+  std::string bytes;
+  for (std::size_t i = 0; i + 1 < digits.size(); i += 2)
+    bytes += static_cast<char>(value(digits[i]) << 4 | value(digits[i + 1]));
+  return bytes;
+}
 
 bool AtLiteral(const Lexer& lexer) {
   const Token& token = lexer.token();
@@ -71,7 +108,7 @@ bool ReadLiteral(Lexer& lexer, Diagnostics& diagnostics, Literal& literal) {
       diagnostics.Error(token.span.begin, "expected a literal after '&'", token.text);
       return false;
     }
-    literal.text += token.text;
+    if (!CheckDigits(token, diagnostics) || !Join(token, diagnostics, literal)) return false;
   }
   return true;
 }

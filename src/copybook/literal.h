@@ -23,6 +23,11 @@ struct Literal {
 // Reads the literal that the current token begins, with the parts that '&' joins, and leaves its
 // last token current. False, reported, when a sign or ALL is followed by something else or when the
 // digits do not suit the kind.
+//
+// Strings and X literals may be joined; the result is a string then.
 [[nodiscard]] bool ReadLiteral(Lexer& lexer, Diagnostics& diagnostics, Literal& literal);
+
+// The bytes that an even number of hexadecimal digits stand for.
+[[nodiscard]] std::string HexBytes(std::string_view digits);
 
 }  // namespace tolvane::copybook

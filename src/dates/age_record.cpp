@@ -13,6 +13,7 @@ namespace tolvane {
 
 RecordAger::RecordAger(const MaskList& items, const std::vector<AgeEntry>& entries) {
   std::vector<DateAger*> of_entry;
+  of_entry.reserve(entries.size());
   for (const AgeEntry& entry : entries) of_entry.push_back(&agers_.emplace_back(entry));
   for (const MaskItem& item : items) {
     if (item.is_condition()) steps_.push_back({&item, nullptr, 0});

@@ -29,7 +29,7 @@ int DigitsOf(const Field& field) {
 }
 
 bool IsCandidate(const Field& field) {
-  if (field.filler || field.IsGroup()) return false;
+  if (field.filler || field.IsGroup() || field.IsStandalone()) return false;
   const bool suits = field.usage == 'D' || field.usage == 'P' || field.usage == 'S' ||
                      field.usage == 'B' || field.usage == 'C';
   return suits && DigitsOf(field) >= kFewestDigits && DigitsOf(field) <= kMostDigits;
@@ -62,14 +62,15 @@ Value PackedValue(std::span<const Byte> bytes) {
   return {DigitsValue(number.digits), kGuessUnknown};
 }
 
-// Characters; the zone of the last digit may carry a sign.
+// Characters; the zone of the last digit, or of the first, may carry a sign.
 Value TextValue(const Field& field, std::span<const Byte> bytes, bool ebcdic) {
   std::string text;
   for (const Byte byte : bytes) text += static_cast<char>(ebcdic ? ebc2asc[byte] : byte);
   if (text.find_first_not_of(' ') == std::string::npos) return {std::nullopt, kGuessBlank};
-  const Byte last = bytes.back();
-  const bool overpunched = field.is_signed && !field.sign_separate && (last & kDigitMask) <= 9;
-  if (overpunched) text.back() = static_cast<char>('0' + (last & kDigitMask));
+  const std::size_t at = field.sign == copybook::SignPlace::kLeading ? 0 : bytes.size() - 1;
+  const unsigned digit = bytes[at] & kDigitMask;
+  const bool overpunched = field.is_signed && !field.sign_separate && digit <= 9;
+  if (overpunched) text[at] = static_cast<char>('0' + digit);
   text.erase(std::remove_if(text.begin(), text.end(), [](char c) { return c == '+' || c == '-'; }),
              text.end());
   return {DigitsValue(text), kGuessUnknown};

@@ -135,6 +135,7 @@ std::int64_t GetExpandedFieldSize(const Field& field) {
 std::int64_t GetExpandedRecordSize(const SymbolTable& table) {
   std::int64_t size = 0;
   for (const copybook::RecordDescription& record : table.records()) {
+    if (record.first->IsStandalone()) continue;
     std::int64_t grown = record.aux_length;
     for (const Field* field = record.first; field != nullptr; field = field->next_sibling)
       grown += GetExpandedFieldSize(*field) - field->aux_length * field->occurs.max;
@@ -145,7 +146,11 @@ std::int64_t GetExpandedRecordSize(const SymbolTable& table) {
 
 RecordExpander::RecordExpander(const SymbolTable& table, bool ebcdic, const Moved& moved)
     : ebcdic_(ebcdic), moved_(moved) {
-  if (!table.records().empty()) PlanSiblings(table.records().front().first, 0);
+  const auto& records = table.records();
+  const auto record = std::find_if(records.begin(), records.end(), [](const auto& description) {
+    return !description.first->IsStandalone();
+  });
+  if (record != records.end()) PlanSiblings(record->first, 0);
 }
 
 std::size_t RecordExpander::Moved_(std::int64_t offset) const {

@@ -1,7 +1,6 @@
 // The statements about dates.
 
 #include <algorithm>
-#include <cstdlib>
 #include <ctime>
 
 #include "driver/grammar_reader.h"
@@ -28,6 +27,9 @@ int SmallInteger(const copybook::Token& token) {
   return begin == token.text.size() ? 0 : std::stoi(token.text.substr(begin));
 }
 
+// The leading digits of a token of a date; 0 when there are none.
+int ToInt(const std::string& text) { return ToSize(LeadingNumber(text).value_or(0)); }
+
 std::string TwoDigits(int value) {
   const std::string digits = std::to_string(value);
   return digits.size() == 1 ? "0" + digits : digits;
@@ -50,7 +52,9 @@ std::string FigurativeCharacter(const copybook::Token& token) {
 }  // namespace
 
 Grammar::Outcome Grammar::Field() {
-  date_statements.fields.push_back(Next().text.substr(0, kFieldNameWidth));
+  const std::string name = Next().text.substr(0, kFieldNameWidth);
+  if (name.empty()) return Reject("INVALID syntax at ''\n");
+  date_statements.fields.push_back(name);
   return Outcome::kNext;
 }
 
@@ -190,9 +194,9 @@ bool Grammar::ReadDate(DateText& date) {
 bool Grammar::ParseDateAndGetTimeNo(const DateText& date, std::int64_t& seconds) const {
   constexpr int kTmYear = 1900;
   std::tm calendar{};
-  calendar.tm_year = std::atoi(date.year.c_str()) - kTmYear;
-  calendar.tm_mon = std::atoi(date.month.c_str()) - 1;
-  calendar.tm_mday = std::atoi(date.day.c_str());
+  calendar.tm_year = ToInt(date.year) - kTmYear;
+  calendar.tm_mon = ToInt(date.month) - 1;
+  calendar.tm_mday = ToInt(date.day);
   calendar.tm_isdst = -1;
   seconds = std::mktime(&calendar);
   return seconds != -1;
@@ -223,10 +227,9 @@ Grammar::Outcome Grammar::AgeDates(AgeEntry& entry) {
       return Reject("Missing keyword %s in AGE command.\n", words[i]);
     }
     DateText date;
-    const bool complete = ReadDate(date);
-    const int month = std::atoi(date.month.c_str()), day = std::atoi(date.day.c_str());
-    const int year = std::atoi(date.year.c_str());
-    if (!complete || month < 1 || month > kMonths || day < 1 || day > kDays || year < kFirstYear ||
+    if (!ReadDate(date)) return Reject("Invalid date after DATE.\n");
+    const int month = ToInt(date.month), day = ToInt(date.day), year = ToInt(date.year);
+    if (month < 1 || month > kMonths || day < 1 || day > kDays || year < kFirstYear ||
         !ParseDateAndGetTimeNo(date, times[i])) {
       PrintError("Invalid date in AGE statement - %s/%s/%s\n", date.month.c_str(), date.day.c_str(),
                  date.year.c_str());

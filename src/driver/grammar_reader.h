@@ -1,14 +1,36 @@
 // The reader behind ParseOptionsFile: one handler for each statement, in a table by its word.
 #pragma once
 
+#include <array>
 #include <cstdint>
+#include <optional>
+#include <span>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "convert/copybook_source.h"
 #include "dates/date_statements.h"
 #include "state/options.h"
 
 namespace tolvane {
+
+// Leading digits of a text; nothing when there are none.
+[[nodiscard]] std::optional<std::int64_t> LeadingNumber(const std::string& text);
+
+[[nodiscard]] std::int32_t ToSize(std::int64_t value);
+
+// Whether a word begins with some letters, in any case.
+[[nodiscard]] bool Begins(const std::string& word, std::string_view letters);
+
+// A word that a statement takes, and the switch that it sets; null: none.
+struct Choice {
+  const char* word;
+  Switch OptionSet::*target;
+};
+// Null when the token is none of them.
+[[nodiscard]] const Choice* FindChoice(std::span<const Choice> choices,
+                                       const copybook::Token& token);
 
 class Grammar {
  public:
@@ -20,9 +42,18 @@ class Grammar {
   enum class Outcome { kNext, kStop, kReject };
   using Handler = Outcome (Grammar::*)();
   struct Statement {
-    const char* word;
+    std::string_view word;
     Handler handler;
+    bool numbered = false;  // digits may follow in the same word
   };
+  // What the layout and the mask list of COPYBOOK IS follow from.
+  struct Basis {
+    std::vector<std::string> rawfield;
+    std::array<Switch, 5> switches;
+    std::int32_t record_size;
+    bool operator==(const Basis&) const = default;
+  };
+  static Basis CurrentBasis();
   static const Statement kStatements[];
 
   Outcome ReadStatement();
@@ -34,28 +65,33 @@ class Grammar {
   const copybook::Token& Next() { return reader_.lexer.GetToken(); }
   void PutBack() { reader_.lexer.UngetToken(); }
   bool Accept(const char* word);
+  bool AcceptBeforePath(const char* word);
   void ProcessIsEqual();
   const copybook::Token& NextValue();
   std::string NextPath();
+  std::string NextPathValue();
   // Print an error; the result says what it means.
   [[gnu::format(printf, 1, 2)]] static Outcome Stop(const char* format, ...);
   [[gnu::format(printf, 1, 2)]] static Outcome Reject(const char* format, ...);
+  // Stops at the current token.
+  Outcome Invalid();
 
-  // Statements (grammar.cpp).
-  Outcome Create(), Delete(), Restore(), Backup(), Input(), Output(), Key(), Zorva();
-  Outcome CompilerIs(), Translate(), Record(), Block(), Process(), Skip(), Add(), Read();
-  Outcome Dups(), Raw(), Relaxed(), Maskfile(), Label(), Vol(), Lbl(), Case(), Define();
-  Outcome Match(), Automatic(), Validate(), Explode(), Analyze(), Copybook();
-  // Their parts.
+  // Statements about files (grammar_files.cpp) ...
+  Outcome Create(), Delete(), Restore(), Backup(), Input(), Output(), Zorva(), Key(), Dups();
+  Outcome Label(), Vol(), Lbl(), Case(), Add(), Read(), Define();
   Outcome BackupFile();
   Outcome LoadInputOutputOptions(std::string& path);
-  Outcome processRecBlock(bool record);
   Outcome KeyByPosition(KeyEntry& key);
   Outcome KeyAttributes(KeyEntry& key, std::int32_t number);
+
+  // ... about the data (grammar_data.cpp) ...
+  Outcome CompilerIs(), Translate(), Record(), Block(), Process(), Skip(), Raw(), Relaxed();
+  Outcome Match(), Automatic(), Validate(), Explode(), Analyze(), Maskfile(), Copybook();
+  Outcome processRecBlock(bool record);
   Outcome CompileCopybook(const std::string& which);
   Outcome KeepTable(const std::string& which, std::unique_ptr<copybook::SymbolTable> table);
 
-  // Statements about dates (grammar_dates.cpp).
+  // ... and about dates (grammar_dates.cpp).
   Outcome Field(), DateIs(), Age(), TestDate(), FileDate();
   Outcome ReadWindow(DateIsStatement& statement);
   Outcome ReadWindowTest(DateWindow& window);
@@ -73,7 +109,8 @@ class Grammar {
 
   std::string name_;
   CopybookReader reader_;
-  bool at_end_ = false;  // the file ended where a statement could begin
+  std::optional<Basis> basis_;  // of the copybook that was compiled
+  bool at_end_ = false;         // the file ended where a statement could begin
 };
 
 }  // namespace tolvane

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <string>
 
+#include "convert/copybook_source.h"
 #include "convert/mask.h"
 #include "platform/console.h"
 #include "platform/trace.h"
@@ -40,6 +41,14 @@ void WriteItems(std::FILE* file) {
   std::fprintf(file, "\n");
 }
 
+// The file that the description stands in.
+const char* CopybookName() {
+  const copybook::Field* const first =
+      copybooks.csid != nullptr ? copybooks.csid->First() : nullptr;
+  if (!opt.copyfile.empty() || first == nullptr) return opt.copyfile.c_str();
+  return copybooks.csid->files().at(first->source.entry.begin.file).c_str();
+}
+
 }  // namespace
 
 void WriteMaskFile() {
@@ -49,9 +58,8 @@ void WriteMaskFile() {
     PrintWarning("Could not write the mask file '%s'.\n", opt.maskfile.c_str());
     return;
   }
-  const std::string& copybook = opt.copyfile.empty() ? opt.optFileName : opt.copyfile;
   std::fprintf(file, "# use the following for input to %s\n", progName);
-  std::fprintf(file, "# created from copybook %s\n", copybook.c_str());
+  std::fprintf(file, "# created from copybook %s\n", CopybookName());
   std::fprintf(file, "# Record size appears to be %d\n#\n", sizes.gblCpySize);
   std::fprintf(file, "%s -? -fi??? -fo??? -s%d \\", progName, opt.gblRecSize);
   WriteKeys(file);

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <clocale>
+#include <cstring>
 
 #include "convert/conditions.h"
 #include "datarep/decimal.h"
@@ -86,6 +87,66 @@ TEST_F(Convert, FieldsAreLeftAloneAndTextAroundThemIsTranslated) {
   EXPECT_EQ(ToAscii("C1 40 40 45 6D C2 C1 C2 40 F7"), "41 20 20 E1 5F 42 C1 C2 20 37")
       << "a blank occurrence ends the item";
   EXPECT_EQ(ToEbcdic("41 12 3C 20 20 42 C1 C2 20 37"), "C1 12 3C 40 40 C2 C1 C2 40 F7");
+}
+
+TEST_F(Convert, SignsMayStandInTheFirstByte) {
+  AddNewItemToMaskList(
+      {.type = 'U', .length = 2, .location = 0, .occurs = 2, .sign_leading = true});
+  EXPECT_EQ(ToAscii("D1 F2 C3 F4"), "71 32 33 34");
+  EXPECT_EQ(ToEbcdic("71 32 33 34"), "D1 F2 C3 F4");
+  EXPECT_EQ(ToAscii("40 40"), "20 20");
+  std::string signs = "K2", out = signs;
+  ConvertAsciiSigns({reinterpret_cast<const Byte*>(signs.data()), 2},
+                    reinterpret_cast<Byte*>(out.data()));
+  EXPECT_EQ(out, "r2");
+  const std::string ascii = FromHex("71 32 33 34");
+  out = FromHex("F1 F2 F3 F4");
+  KeepEbcdicSigns({reinterpret_cast<const Byte*>(ascii.data()), 4},
+                  reinterpret_cast<Byte*>(out.data()));
+  EXPECT_EQ(ToHex(out), "D1 F2 43 F4");
+}
+
+std::string OfMachine(auto number) {
+  std::string bytes(sizeof number, '\0');
+  std::memcpy(bytes.data(), &number, sizeof number);
+  return ToHex(bytes);
+}
+
+// The copybook's usage decides; further occurrences have none.
+TEST_F(Convert, FloatingPointTakesTheFormOfTheOtherSide) {
+  const auto add = [](std::int64_t length, std::int32_t location, char usage) {
+    AddNewItemToMaskList({.type = 'F', .length = length, .location = location, .usage = usage});
+  };
+  add(4, 1, 'R');
+  add(4, 5, 0);
+  add(8, 9, 'R');
+  const std::string machine = OfMachine(-1.5F) + " 41 18 00 00 " + OfMachine(2.5) + " ";
+  const std::string mainframe = "C1 18 00 00 41 18 00 00 41 28 00 00 00 00 00 00 ";
+  EXPECT_EQ(ToAscii("C1 " + mainframe + "C2"), "41 " + machine + "42");
+  EXPECT_EQ(ToEbcdic("41 " + machine + "42"), "C1 " + mainframe + "C2");
+  EXPECT_EQ(ToAscii("C1 C1 18"), "41 C1 18") << "not there whole";
+  mask_list.clear();
+  add(5, 0, 'R');
+  ::testing::internal::CaptureStderr();
+  EXPECT_EQ(ToAscii("C1 18 00 00 00 C1"), "C1 18 00 00 00 41");
+  EXPECT_EQ(::testing::internal::GetCapturedStderr(),
+            "\nERROR: Mismatch in size: Cannot convert floating point number.");
+}
+
+TEST_F(Convert, GroupsStartFromTheRecord) {
+  Field('B', 1, 2);
+  Condition(0, "EQ", "\xC1");
+  Field('U', 1, 2);
+  EXPECT_EQ(ToAscii("C1 F1 D2"), "41 31 72");
+  EXPECT_EQ(ToAscii("C1 40 40"), "41 20 20");
+  AddNewItemToMaskList({.type = mask_type::kCondition,
+                        .location = -1,
+                        .condition_start = 0,
+                        .condition_end = 3,
+                        .op = "LT",
+                        .is_record_number = true});
+  Field('B', 0, 1);
+  EXPECT_EQ(ToAscii("C1 F1 D2"), "C1 31 72") << "a record number only adds fields";
 }
 
 TEST_F(Convert, ShortRecordsPassOverWhatTheyDoNotHave) {
@@ -189,6 +250,11 @@ TEST_F(Convert, AsciiSignsAreRewrittenWhereTheFieldsApply) {
   EXPECT_EQ(convert("1KA2K3K"), "1rA2B3K");  // K is the overpunched -2
   EXPECT_EQ(convert("1 B2K3K"), "1 B2K3K");
   EXPECT_EQ(convert("1BA"), "12A");
+  mask_list.clear();
+  Field('U', 0, 2);
+  Condition(0, "EQ", "1K");
+  Field('U', 2, 2);
+  EXPECT_EQ(convert("1K2K"), "1K2r") << "the compared range is copied again";
 }
 
 TEST(MaskList, SortsSegmentsAndNamesOverlaps) {

@@ -110,6 +110,9 @@ TEST_F(CopybookMask, ItemsFollowUsage) {
       {bits, {}, "B0:2 P2:1"},
       {bits, {&OptionSet::sw_1toX, &OptionSet::sw_automatic}, "10:1 10:2 P2:1"},
       {"01 R PIC X(9).", {}, ""},
+      {"77 A PIC 9 COMP-3.\n01 R. 05 B PIC 9 COMP.\n77 C PIC 9 COMP-3.\n01 S PIC 9 COMP-3.",
+       {},
+       "B0:2"},
   };
   for (const auto& c : cases) {
     Reset(c.switches);
@@ -157,7 +160,7 @@ TEST_F(CopybookMask, RawFieldsAreCopiedWhateverTheyAre) {
 }
 
 TEST_F(CopybookMask, RecordSizesAreCompared) {
-  Load("01 R. 05 A PIC X(3).\n01 S. 05 B PIC X(7).");
+  Load("77 W PIC X(9).\n01 R. 05 A PIC X(3).\n01 S. 05 B PIC X(7).\n77 X PIC X(9).");
   EXPECT_EQ(opt.gblRecSize, 7);
   EXPECT_FALSE(sizes.sw_use_booksize);
   Reset({&OptionSet::sw_automatic});
@@ -233,6 +236,10 @@ TEST_F(CopybookMask, WrongIdIsStatementsAreNamed) {
       {"ID IS K = 'A' USE L(3).", "Could not determine address of subscripted item."},
       {"ID IS K = 'A' USE A(1:2).", "Reference Modification NOT supported."},
       {"ID IS K = 'A' USE A", "Missing '.' as 'ID IS' terminator"},
+      {"ID IS K = 'A' USE A 5.", "Expecting identifier(s), NOT an expression."},
+      {"66 Z RENAMES A1.\nID IS K = 'A' USE Z.", "Expecting identifier(s), NOT an expression."},
+      {"ID IS K = 'A' USE K, A(1:2).", "Reference Modification NOT supported."},
+      {"ID IS K = 'A' USE K L(3).", "Could not determine address of subscripted item."},
   };
   for (const auto& c : cases) {
     Reset({});
@@ -240,6 +247,12 @@ TEST_F(CopybookMask, WrongIdIsStatementsAreNamed) {
               std::string("\nERROR: ") + c.message + "\n\nERROR: Loading 'ID IS' statement\n")
         << c.statement;
   }
+  Reset({});
+  // A literal without its closing quote ends with its line, but the statement does not stand.
+  EXPECT_EQ(Load(std::string(kLayouts) + "ID IS K = 'A\nUSE A."),
+            "\nERROR: " + opt.copyfile +
+                ":3:11: error: expected a closing quote, found 'A'\n"
+                "\nERROR: Loading 'ID IS' statement\n");
 }
 
 // Hexadecimal literals are those of the field's bytes as they stand in the copybook's character
@@ -266,6 +279,8 @@ TEST_F(CopybookMask, ComparisonsGoByTheKindOfTheField) {
       {"PIC 9(4) COMP-6", "= 12", {"0012"}, {"012F"}},
       {"PIC 99", ">= 12", {"F1F2", "F2F0"}, {"F1F1", "F0F9"}},
       {"PIC S99", "= -12", {"F1D2"}, {"F1C2", "F1F2"}},
+      {"PIC S99 SIGN LEADING", "= -12", {"D1F2"}, {"C1F2", "F1D2"}},
+      {"PIC S9(4) COMP", "= H'FFFF'", {"FFFF"}, {"0000"}},
       {"PIC S99", "> -20", {"F1D9", "F0C0", "F9F9"}, {"F2D0", "F9D9"}},
       {"PIC S9V9", "= 1.2", {"F1C2", "F1F2"}, {"F1D2", "F0C1"}},
       {"PIC S99", "= 0", {"F0D0", "F0C0"}, {"F0C1"}},
@@ -278,6 +293,8 @@ TEST_F(CopybookMask, ComparisonsGoByTheKindOfTheField) {
       {"PIC X(2)", "= LOW-VALUES OR HIGH-VALUES", {"0000", "FFFF"}, {"00FF"}},
       {"PIC X(2)", "= ZERO OR 12", {"F0F0", "F1F2"}, {"0000", "F0F1"}},
       {"PIC X(2)", "= X'4142'", {"C1C2"}, {"4142"}},
+      {"PIC X(3)", "= X'41' & X'42' & 'C'", {"C1C2C3"}, {"C1C24B"}},
+      {"PIC X(2)", "= 'A   '", {"C140"}, {"C1C1"}},
       {"PIC X", "> 'Z'", {"F1"}, {"E9", "C1"}},
       {"PIC X(4)", "< 'AB'", {"C1C1", "C1", ""}, {"C1C24040", "C1C3"}},
       {"PIC X", "> 'A' AND < 'D'", {"C2", "C3"}, {"C1", "C4"}},
@@ -321,6 +338,11 @@ TEST_F(CopybookMask, SignsAreThoseOfTheCompiler) {
   }
   Reset({});
   EXPECT_EQ(Match("PIC X(2)", "= 'AB'", "4142", true), "yes");
+  Reset({&OptionSet::sw_mf});
+  EXPECT_EQ(Match("PIC S99 SIGN LEADING", "= -12", "7132", true), "yes");
+  run.sw_a2e = false;
+  EXPECT_TRUE(EvaluateMatchConditions(Bytes(FromHex("7132")), mask_list.back()))
+      << "ASCII, and it stays so";
   Reset({});
   EXPECT_EQ(Match("COMP-2", "= 2", "0000000000000040", true), "yes") << "a number of the machine";
 }
@@ -343,6 +365,15 @@ TEST_F(CopybookMask, LiteralsThatDoNotSuitAreRefused) {
        "Numeric literal 1234567890 exceeds 9 digits. Can not process."},
       {"PIC 99 COMP-X", "= 1", "Unknown size of Binary for field F:1"},
       {"PIC 9(10) COMP", "= 1", "Can not process long literals; see manual.", true},
+      {"PIC S9(4) COMP", "= 32768", "incompatable literal for Binary field F"},
+      {"PIC 9(4) COMP", "= 65536", "incompatable literal for Binary field F"},
+      {"PIC 9(4) COMP", "= -1", "incompatable literal for Binary field F"},
+      {"PIC 9(4) COMP", "= H'10000'", "incompatable literal for Binary field F"},
+      {"PIC 99", "= -1", "incompatible literal for Numeric unpacked field"},
+      {"PIC 99 COMP-3", "= -1", "incompatible literal for Packed field"},
+      {"PIC XX", "= -1", "Unsupported literal type 'N' for Group/Alpha Numeric field."},
+      {"PIC XX", "= 'ABC'", "Field F is too short for the literal value."},
+      {"PIC XX", "= H'414'", "Odd number of digits in Hex literal 414."},
       {"PIC 99", "= 'A'", "incompatible literal for Numeric unpacked field"},
       {"PIC 99", "= 123", "incompatible literal for Numeric unpacked field"},
       {"PIC 99 COMP-3", "= SPACES", "incompatible literal for Packed field"},
@@ -362,6 +393,15 @@ TEST_F(CopybookMask, LiteralsThatDoNotSuitAreRefused) {
     EXPECT_EQ(Match(c.picture, c.condition, ""), std::string("\nERROR: ") + c.message + "\n")
         << c.picture << " " << c.condition;
   }
+}
+
+TEST_F(CopybookMask, OrBetweenFullComparisonsIsWarnedOf) {
+  Match("PIC X", "= 'A' OR F = 'B'", "");
+  EXPECT_EQ(messages_,
+            "\nWARNING: OR between two full comparisons asks for both sides, as AND does.\n");
+  Reset({});
+  Match("PIC X", "= 'A' OR 'B'", "");
+  EXPECT_EQ(messages_, "");
 }
 
 // Beyond equality only the strict operators hold.

@@ -145,7 +145,7 @@ TEST(Compiler, TakesEveryClauseThatDoesNotMatterToTheLayout) {
     0     5 C   05 TITLE  value ALL 'AB'
     5     6 D   05 DATE  digits 6
    11     3 C   05 A  digits 3  value ALL ' '
-   14    40 C   05 B  value 'one0A'
+   14    40 C   05 B  value 'one\x0A'
    54     2 B   05 :TAG:-C  digits 4  signed  value -5  LOW = 1-5 7 'A'-'C'
    56     1 C   05 FILLER
    57     1 C   05 D  occurs 3

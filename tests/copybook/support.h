@@ -13,9 +13,8 @@ namespace tolvane::copybook::test {
 using Files = std::map<std::string, std::string>;
 
 inline OpenText Opener(const Files& files) {
-  return [&files](std::string_view name, std::string_view library, std::string& text) {
-    const auto found = files.find(library.empty() ? std::string(name)
-                                                  : std::string(library) + "/" + std::string(name));
+  return [&files](const std::string& path, std::string& text) {
+    const auto found = files.find(path);
     if (found == files.end()) return false;
     text = found->second;
     return true;

@@ -145,6 +145,13 @@ TEST_F(GrammarFile, PathsMayBeginWithAVariable) {
                       path.substr(0, 256) + "'"));
 }
 
+// FILE and IS are words of the statement only where a path does not go on with them.
+TEST_F(GrammarFile, PathsMayBeginWithAWordOfTheStatement) {
+  dir_.WriteFile("file.in", "ab");
+  RunGrammar("RESTORE CREATE ZORVA FILE SEQUENTIAL RECORD SIZE 2 INPUT file.in OUTPUT FILE=is.out");
+  EXPECT_TRUE(dir_.Exists("is.out"));
+}
+
 TEST_F(GrammarFile, BackupsAreLabelled) {
   dir_.WriteFile("in", "ab");
   const std::string job = "BACKUP INPUT in ZORVA FILE SEQUENTIAL RECORD SIZE 2 OUTPUT ";
@@ -286,6 +293,8 @@ TEST_F(GrammarFile, MostErrorsEndTheReading) {
       {"READ CAT", "Expecting READ ZORVA CATALOGUE"},
       {"KEY IS 0,1", "INVALID syntax at 'KEY'"},
       {"KEY11 IS 0,1", "INVALID syntax at 'KEY11'"},
+      {"KEYS 0,1", "Unrecognized key word 'KEYS'"},
+      {"KEY1ST 0,1", "Unrecognized key word 'KEY1ST'"},
   };
   for (const Message& message : messages) {
     const ProgramResult result = Restore(
@@ -303,6 +312,18 @@ TEST_F(GrammarFile, MostErrorsEndTheReading) {
       {"KEY1 0,1 DUPS NODUPS", "INVALID syntax at 'NODUPS'"},
       {"KEY1 0,1 CHG PRIME NCHG", "INVALID syntax at 'NCHG'"},
       {"KEY1 = 'A'", "INVALID syntax at 'A'"},
+      {"KEY1 0,1 PRIME DUPS PRIME", "INVALID syntax at 'PRIME'"},
+      // The file ends where a value should stand.
+      {"INPUT FILE IS", "INVALID syntax at ''"},
+      {"OUTPUT", "INVALID syntax at ''"},
+      {"COMPILER IS", "INVALID syntax at ''"},
+      {"RAW", "INVALID syntax at ''"},
+      {"MASKFILE", "INVALID syntax at ''"},
+      {"VOL =", "INVALID syntax at ''"},
+      {"LBL IS", "INVALID syntax at ''"},
+      {"DEFINE VOL456", "INVALID syntax at ''"},
+      {"ADD", "Expecting file name to add to catalogue. Found: ''"},
+      {"VOL 'SER", "job.gra:1:5: error: expected a closing quote, found 'SER'"},
   };
   for (const Message& message : of_keys)
     EXPECT_EQ(RunGrammar(message.statement).err,
@@ -360,6 +381,8 @@ TEST_F(GrammarFile, SomeErrorsRejectTheFile) {
       {"FILE RUN", "Invalid keyword after FILE."},
       {"TEST DATE 1-1-2000", "Invalid date after DATE."},
       {"FILE DATE 1/1 2000", "Invalid date after DATE."},
+      {"AGE D FORMAT YYMMDD FROM 1/1-1990", "Invalid date after DATE."},
+      {"FIELD", "INVALID syntax at ''"},
       {"TEST DATE 1/1/2000", "FILE DATE not specified."},
       {"FILE DATE 1/1/2000", "TEST DATE not specified."},
       {"COPYBOOK COPY x", "Line 3: Missing required 'IS' keyword in COPYBOOK statement."},
@@ -396,6 +419,30 @@ TEST_F(GrammarFile, NamesOfFieldsWantTheWholeFile) {
                   .err.starts_with("\nERROR: The maximum of 10 RAW fields has been exceeded.\n"));
 }
 
+// What a copybook was compiled by must stand before it.
+TEST_F(GrammarFile, StatementsBehindTheCopybookCannotChangeItsReading) {
+  const std::string job = "ZORVA FILE SEQUENTIAL COMPILER MF COPYBOOK IS\n01 R. 05 A PIC S99.\n";
+  for (const char* late : {"RAW A", "COMPILER MBP", "BACKUP FILE SDF", "BACKUP FILE COPYG",
+                           "BACKUP FILE INTERCHANGE", "RECORD SIZE 3", "BLOCK SIZE V"}) {
+    const ProgramResult result = Restore(job + late, "F1C2");
+    EXPECT_EQ(result.err,
+              "\nERROR: End of Grammar NOT detected. COPYBOOK must be last statement.\n")
+        << late;
+    EXPECT_EQ(result.status, kRejected) << late;
+  }
+  EXPECT_EQ(Restore(job + "COMPILER MF TRANSLATE ASCII BLOCK SIZE 4", "F1D2").err, "");
+  EXPECT_EQ(Output(), Hex("3172"));
+}
+
+// The list is that of the last copybook.
+TEST_F(GrammarFile, ASecondCopybookTakesThePlaceOfTheFirst) {
+  Restore(
+      "ZORVA FILE SEQUENTIAL TRANSLATE ASCII\nCOPYBOOK IS\n01 R. 05 A PIC 9(3) COMP-3.\n"
+      "COPYBOOK IS\n01 R. 05 A PIC X. 05 B PIC 9 COMP-3.\n",
+      "C1C1");
+  EXPECT_EQ(Output(), Hex("41C1"));
+}
+
 // ---- copybooks
 
 const char kBook[] =
@@ -426,6 +473,16 @@ TEST_F(GrammarFile, CopybooksStandInTheFileOrBesideIt) {
   EXPECT_EQ(result.err, "");
   const ProgramResult shown = RunArguments({"-x", "-foout"});
   EXPECT_TRUE(Has(shown.out, "KEY1:0007,0002 \n              KEY2:0000,0001 Dups\n")) << shown.out;
+}
+
+TEST_F(GrammarFile, ExplosionWritesItsCopybookBesideTheOneFound) {
+  dir_.WriteFile("book.cpy", "01 R.\n05 A PIC S99 SIGN LEADING.\n05 B PIC S9(3) COMP-3.\n");
+  const ProgramResult result =
+      Restore("ZORVA FILE SEQUENTIAL TRANSLATE ASCII COMPILER MF EXPLODE COPYBOOK IS COPY BOOK",
+              "D1F2 123D");
+  EXPECT_EQ(result.err, "");
+  EXPECT_EQ(Output(), ToHex("-12-123"));
+  EXPECT_TRUE(dir_.Exists("book.cpy.EXP"));
 }
 
 TEST_F(GrammarFile, CopybooksThatDoNotFitAreRefused) {
@@ -500,7 +557,7 @@ TEST_F(GrammarFile, MaskFilesRepeatTheCopybookAsOptions) {
                            " -P1:2 -B3:2 -B5:2 -U7:2\n";
   const std::string head =
       "# use the following for input to " + program + "\n# created from copybook ";
-  EXPECT_EQ(dir_.ReadFile("mask"), head + "job.gra\n# Record size appears to be 11\n#\n" + list);
+  EXPECT_EQ(dir_.ReadFile("mask"), head + "book.cpy\n# Record size appears to be 11\n#\n" + list);
   RunArguments({"-C", "book.cpy", "-MF", "-k1:KIND", "-F", "mask2", "-c", "-q", "-fonew"});
   EXPECT_EQ(dir_.ReadFile("mask2"), head + "book.cpy\n# Record size appears to be 11\n#\n" + list);
 
