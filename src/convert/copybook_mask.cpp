@@ -62,6 +62,7 @@ MaskItem ItemOf(const Field& field, char type) {
   item.digits = static_cast<std::int16_t>(field.digits);
   item.is_signed = field.is_signed;
   item.sign_leading = field.sign == copybook::SignPlace::kLeading;
+  item.has_sign_nibble = field.kind != copybook::Usage::kPackedNoSign;
   item.usage = field.usage;
   item.name = field.filler ? "" : field.name;
   return item;
@@ -108,17 +109,41 @@ int AddBitBytes(const Field& field) {
   return 1;
 }
 
-// The type for a signed unpacked field, by the COBOL compiler of the target.
-int AddSignedUnpacked(const Field& field) {
-  if (field.sign_separate) {
-    TRACE_LINE("Sign is separate... ignoring\n");
-    return 1;
+// The type for a signed unpacked field, by the COBOL compiler of the target; 0 when that is unknown.
+char SignedUnpackedType() {
+  if (opt.sw_mbp != 0) return mask_type::kMbpUnpacked;
+  return opt.sw_mf != 0 ? mask_type::kMfUnpacked : '\0';
+}
+
+bool IsOverpunched(const Field& field) {
+  return field.usage == 'D' && field.is_signed && !field.sign_separate;
+}
+
+// Whether conversion treats the field as text.
+bool IsPlain(const Field& field) {
+  return field.filler || (opt.sw_interchange != 0 && field.usage != 'D');
+}
+
+// The type of the items for a field; 0 when it gets none.
+char MaskTypeOf(const Field& field) {
+  if (IsPlain(field)) return 0;
+  if (IsRawField(field.name)) return mask_type::kBinary;
+  switch (field.usage) {
+    case '1':
+      return opt.sw_1toX != 0 || IsWordData() ? mask_type::kBit : mask_type::kBinary;
+    case 'B':
+      return mask_type::kBinary;
+    case 'P':
+    case 'S':
+      return mask_type::kPacked;
+    case 'R':
+      return mask_type::kFloat;
+    case 'D':
+      if (IsOverpunched(field)) return SignedUnpackedType();
+      return field.is_signed ? '\0' : mask_type::kUnsigned;  // a sign of its own is text
+    default:
+      return 0;
   }
-  if (opt.sw_mbp != 0) return AddSymbolToMaskTable(field, mask_type::kMbpUnpacked);
-  if (opt.sw_mf != 0) return AddSymbolToMaskTable(field, mask_type::kMfUnpacked);
-  PrintError("COBOL compiler type unknown \n");
-  PrintError("You must specify (MF or MBP) to convert signed numeric data.\n");
-  return 0;
 }
 
 // The first item from `field` on that is no redefinition, nor below one. Standalone items are no
@@ -237,6 +262,7 @@ int IdIs::LoadIdIsOption() {
   item.condition_start = place.location;
   item.condition_end = place.location + used.front().field->length;
   item.name = used.front().field->name;
+  for (const copybook::Identifier& name : used) item.used.push_back(name.field);
   segment_ = mask_list.size();
   AddNewItemToMaskList(std::move(item));
   for (const copybook::Identifier& name : used)
@@ -320,27 +346,17 @@ bool IsRawField(const std::string& name) {
   });
 }
 
+MaskItem MaskItemOf(const Field& field) { return ItemOf(field, MaskTypeOf(field)); }
+
 int ProcessMaskListCandidate(const Field& field) {
-  if (opt.sw_interchange != 0 && field.usage != 'D') return 1;
-  if (field.filler) return 1;
-  if (IsRawField(field.name)) return AddSymbolToMaskTable(field, mask_type::kBinary);
-  switch (field.usage) {
-    case '1':
-      return opt.sw_1toX != 0 || IsWordData() ? AddSymbolToMaskTable(field, mask_type::kBit)
-                                              : AddBitBytes(field);
-    case 'B':
-      return AddSymbolToMaskTable(field, mask_type::kBinary);
-    case 'P':
-    case 'S':
-      return AddSymbolToMaskTable(field, mask_type::kPacked);
-    case 'R':
-      return AddSymbolToMaskTable(field, mask_type::kFloat);
-    case 'D':
-      return field.is_signed ? AddSignedUnpacked(field)
-                             : AddSymbolToMaskTable(field, mask_type::kUnsigned);
-    default:
-      return 1;
-  }
+  const char type = MaskTypeOf(field);
+  if (type == mask_type::kBinary && field.usage == '1' && !IsRawField(field.name))
+    return AddBitBytes(field);
+  if (type != 0) return AddSymbolToMaskTable(field, type);
+  if (IsPlain(field) || !IsOverpunched(field)) return 1;
+  PrintError("COBOL compiler type unknown \n");
+  PrintError("You must specify (MF or MBP) to convert signed numeric data.\n");
+  return 0;
 }
 
 int validateKeys(const SymbolTable& table) {

@@ -6,6 +6,7 @@
 #pragma once
 
 #include "convert/copybook_source.h"
+#include "convert/mask.h"
 
 namespace tolvane {
 
@@ -21,6 +22,9 @@ namespace tolvane {
 
 // Whether a RAW statement names the field.
 [[nodiscard]] bool IsRawField(const std::string& name);
+
+// The item that conversion makes for one occurrence of a field, without its place; type 0: none.
+[[nodiscard]] MaskItem MaskItemOf(const copybook::Field& field);
 
 // Adds a field to the list, if its usage asks for it.
 [[nodiscard]] int ProcessMaskListCandidate(const copybook::Field& field);

@@ -1,10 +1,10 @@
 #include "convert/explode.h"
 
 #include <algorithm>
-#include <cstring>
+#include <map>
 #include <string>
 
-#include "convert/conditions.h"
+#include "datarep/charset.h"
 #include "datarep/decimal.h"
 #include "platform/console.h"
 #include "state/options.h"
@@ -12,106 +12,91 @@
 namespace tolvane {
 namespace {
 
-bool HasSignMode() { return opt.sw_expLeading != 0 || opt.sw_expTrailing != 0; }
-
-bool IsExploded(const MaskItem& item) {
-  return item.type == mask_type::kPacked ||
-         (item.has_overpunch() && item.is_signed && HasSignMode());
+bool HasSignByte(const MaskItem& item) {
+  return item.is_signed && (opt.sw_expLeading != 0 || opt.sw_expTrailing != 0);
 }
 
 // Digits of an item; those made by options have no picture.
-std::size_t DigitsOf(const MaskItem& item) {
-  if (item.digits > 0) return static_cast<std::size_t>(item.digits);
-  const auto length = static_cast<std::size_t>(item.length);
-  return item.type == mask_type::kPacked ? 2 * length - 1 : length;
+std::int64_t DigitsOf(const MaskItem& item) {
+  if (item.digits > 0) return item.digits;
+  return item.type == mask_type::kPacked ? 2 * item.length - 1 : item.length;
 }
 
 // Deliberate: the packed length is subtracted for every occurrence, the digits are added once.
 std::int64_t Growth(const MaskItem& item) {
-  const std::int64_t signs = item.is_signed && HasSignMode() ? item.occurs : 0;
-  if (item.type == mask_type::kPacked) {
-    const auto digits = static_cast<std::int64_t>(DigitsOf(item));
-    return digits - (digits / 2 + 1) * item.occurs + signs;
-  }
+  const std::int64_t signs = HasSignByte(item) ? item.occurs : 0;
+  if (item.type == mask_type::kPacked) return DigitsOf(item) - item.length * item.occurs + signs;
   return item.has_overpunch() ? signs : 0;
 }
 
-// The growth of a condition's group against what it replaces.
-std::int64_t GroupExcess(MaskList::const_iterator condition, std::int64_t unconditional) {
+// The growth of a condition's group beyond what it replaces.
+std::int64_t GroupExcess(MaskList::const_iterator condition, std::int64_t replaced) {
   std::int64_t group = 0;
   for (auto item = condition + 1; item != mask_list.end() && !item->is_condition(); ++item)
     group += Growth(*item);
   const auto at = static_cast<int>(condition->condition_start);
-  if (unconditional > group)
+  if (replaced > group)
     PrintWarning("The size of REDEFINES at %d is %d bytes shorter.\n", at,
-                 static_cast<int>(unconditional - group));
-  if (unconditional < group)
+                 static_cast<int>(replaced - group));
+  if (replaced < group)
     PrintWarning("The size of REDEFINES at %d is %d bytes longer.\n", at,
-                 static_cast<int>(group - unconditional));
-  return std::max<std::int64_t>(0, group - unconditional);
-}
-
-bool IsInRange(const MaskItem& item, const MaskItem& condition) {
-  return item.location >= condition.condition_start && item.location < condition.condition_end;
+                 static_cast<int>(group - replaced));
+  return std::max<std::int64_t>(0, group - replaced);
 }
 
 std::int32_t ComputeGrowth() {
   const auto first_condition =
       std::find_if(mask_list.cbegin(), mask_list.cend(),
                    [](const MaskItem& item) { return item.is_condition(); });
-  std::int64_t sum = 0, largest = 0;
+  std::int64_t sum = 0;
   for (auto item = mask_list.cbegin(); item != first_condition; ++item) sum += Growth(*item);
+  std::map<std::int64_t, std::int64_t> excesses;  // the largest, by place
   for (auto item = first_condition; item != mask_list.cend(); ++item) {
     if (!item->is_condition()) continue;
     std::int64_t replaced = 0;
     for (auto plain = mask_list.cbegin(); plain != first_condition; ++plain)
-      if (IsInRange(*plain, *item)) replaced += Growth(*plain);
+      if (plain->IsReplacedBy(*item)) replaced += Growth(*plain);
+    std::int64_t& largest = excesses[item->condition_start];
     largest = std::max(largest, GroupExcess(item, replaced));
   }
-  return static_cast<std::int32_t>(sum + largest);
+  for (const auto& [place, excess] : excesses) sum += excess;
+  return static_cast<std::int32_t>(sum);
 }
 
+// A number as ASCII digits and sign.
 struct Number {
   std::string digits;
   char sign = ' ';
 };
 
-Number Unpack(std::span<const Byte> field, const MaskItem& item) {
-  Number number;
-  if (item.type == mask_type::kPacked) {
-    const Unpacked unpacked = LoadPacked(field);
-    number.digits = unpacked.digits;
-    if (unpacked.sign_nibble == kPackedPositive) number.sign = '+';
-    if (unpacked.sign_nibble == kPackedNegative) number.sign = '-';
-    return number;
+Number ExplodeCompField(std::span<const Byte> field, const MaskItem& item) {
+  Unpacked unpacked = LoadPacked(field);
+  if (!item.has_sign_nibble) {
+    unpacked.digits += static_cast<char>('0' + unpacked.sign_nibble);
+    return {unpacked.digits, ' '};
   }
-  number.digits.assign(field.begin(), field.end());
-  const auto at = static_cast<std::size_t>(item.sign_byte());
-  const Byte byte = field[at];
-  const Byte negative = item.type == mask_type::kMbpUnpacked ? kMbpNegative : kMfNegative;
-  const bool is_negative = (byte & kZoneMask) == negative;
-  number.sign = is_negative ? '-' : '+';
-  if (is_negative) number.digits[at] = static_cast<char>((byte & kDigitMask) | kAsciiPositive);
+  Number number{unpacked.digits, ' '};
+  if (unpacked.sign_nibble == kPackedPositive) number.sign = '+';
+  if (unpacked.sign_nibble == kPackedNegative) number.sign = '-';
   return number;
 }
 
-void WriteField(std::span<const Byte> field, const MaskItem& item, std::span<Byte> out) {
-  if (field.size() < static_cast<std::size_t>(item.length)) {
-    std::fill(out.begin(), out.end(), Byte{' '});
-    std::copy_n(field.begin(), std::min(field.size(), out.size()), out.begin());
-    return;
-  }
-  Number number = Unpack(field, item);
-  const bool signs = item.is_signed && HasSignMode();
-  const std::size_t digits = out.size() - (signs ? 1 : 0);
-  if (number.digits.size() > digits) number.digits.erase(0, number.digits.size() - digits);
-  number.digits.insert(0, digits - number.digits.size(), '0');
-  if (!signs && item.is_signed && number.sign == '-') {
-    const Byte zone = opt.sw_mbp != 0 ? kMbpNegative : kMfNegative;
-    number.digits.back() = static_cast<char>((number.digits.back() & kDigitMask) | zone);
-  }
-  if (signs) number.digits.insert(opt.sw_expLeading != 0 ? 0 : digits, 1, number.sign);
-  std::copy(number.digits.begin(), number.digits.end(), out.begin());
+Number ExplodeUnpacked(std::span<const Byte> field, const MaskItem& item, Byte negative,
+                       bool ebcdic) {
+  const auto at = static_cast<std::size_t>(item.sign_byte());
+  Number number;
+  number.sign = (field[at] & kZoneMask) == negative ? '-' : '+';
+  for (const Byte byte : field) number.digits += static_cast<char>(ebcdic ? ebc2asc[byte] : byte);
+  if (ebcdic || number.sign == '-')
+    number.digits[at] = static_cast<char>((field[at] & kDigitMask) | kAsciiPositive);
+  return number;
+}
+
+Number ExplodeNumber(std::span<const Byte> field, const MaskItem& item, bool ebcdic) {
+  if (item.type == mask_type::kPacked) return ExplodeCompField(field, item);
+  if (ebcdic) return ExplodeUnpacked(field, item, kEbcdicNegative, ebcdic);
+  const bool is_mbp = item.type == mask_type::kMbpUnpacked;
+  return ExplodeUnpacked(field, item, is_mbp ? kMbpNegative : kMfNegative, ebcdic);
 }
 
 }  // namespace
@@ -121,73 +106,27 @@ std::int32_t explodeSize() {
   return growth;
 }
 
-RecordExploder::RecordExploder(const MaskList& items) : items_(items) {
-  plans_.emplace(nullptr, PlanFor(nullptr));
-  for (const MaskItem& item : items_)
-    if (item.is_condition()) plans_.emplace(&item, PlanFor(&item));
+std::size_t ExplodedWidth(const MaskItem& item) {
+  const bool is_exploded =
+      item.type == mask_type::kPacked || (item.has_overpunch() && HasSignByte(item));
+  if (!is_exploded) return 0;
+  return static_cast<std::size_t>(DigitsOf(item)) + (HasSignByte(item) ? 1 : 0);
 }
 
-RecordPlan RecordExploder::PlanFor(const MaskItem* condition) const {
-  std::vector<const MaskItem*> used;
-  for (const MaskItem& item : items_) {
-    if (item.is_condition()) break;
-    if (condition == nullptr || !IsInRange(item, *condition)) used.push_back(&item);
-  }
-  const MaskItem* const end = items_.data() + items_.size();
-  for (const MaskItem* item = condition; condition != nullptr && ++item != end;) {
-    if (item->is_condition()) break;
-    used.push_back(item);
-  }
-  std::stable_sort(used.begin(), used.end(),
-                   [](const MaskItem* a, const MaskItem* b) { return a->location < b->location; });
-  RecordPlan plan;
-  for (const MaskItem* item : used) {
-    if (!IsExploded(*item)) continue;
-    for (int k = 0; k < item->occurs; ++k) {
-      const auto length = static_cast<std::size_t>(item->length);
-      const std::size_t at =
-          static_cast<std::size_t>(item->location) + length * static_cast<std::size_t>(k);
-      if (at < plan.from()) continue;  // under a field that was exploded already
-      plan.CopyUpTo(at);
-      plan.Rewrite(length, DigitsOf(*item) + (item->is_signed && HasSignMode() ? 1 : 0), item);
-    }
-  }
-  return plan;
-}
+bool HasSignBehind(const MaskItem& item) { return HasSignByte(item) && opt.sw_expLeading == 0; }
 
-void RecordExploder::ExplodeRecord(std::span<const Byte> unconverted, std::span<const Byte> record,
-                                   Byte* out, std::size_t size) const {
-  const MaskItem* const condition =
-      plans_.size() > 1 ? GetMaskMatchCondition(unconverted) : nullptr;
-  const RecordPlan& plan = plans_.at(condition);
-  std::fill_n(out, size, Byte{' '});
-  for (const PlanStep& step : plan.steps()) {
-    if (step.from >= record.size() || step.to + step.width > size) break;
-    const auto field = record.subspan(step.from, std::min(step.length, record.size() - step.from));
-    if (step.field == nullptr) {
-      std::copy(field.begin(), field.end(), out + step.to);
-    } else {
-      WriteField(field, *static_cast<const MaskItem*>(step.field), {out + step.to, step.width});
-    }
-  }
-  if (record.size() > plan.from() && size > plan.to())
-    std::copy_n(record.begin() + static_cast<std::ptrdiff_t>(plan.from()),
-                std::min(record.size() - plan.from(), size - plan.to()), out + plan.to());
-}
-
-void MoveKeys(const std::function<std::size_t(std::size_t)>& moved) {
-  for (KeyEntry& key : opt.keyDescr) {
-    if (key.location < 0 || key.length < 1) continue;
-    const auto begin = static_cast<std::size_t>(key.location);
-    const std::size_t end = moved(begin + static_cast<std::size_t>(key.length));
-    key.location = static_cast<std::int32_t>(moved(begin));
-    key.length = static_cast<std::int32_t>(end) - key.location;
-  }
-}
-
-void fixExplodedKeys() {
-  const RecordExploder exploder(mask_list);
-  MoveKeys([&exploder](std::size_t offset) { return exploder.MapOffset(offset); });
+void ExplodeField(std::span<const Byte> field, const MaskItem& item, bool ebcdic,
+                  std::span<Byte> out) {
+  Number number = ExplodeNumber(field, item, ebcdic);
+  const std::size_t digits = out.size() - (HasSignByte(item) ? 1 : 0);
+  if (number.digits.size() > digits) number.digits.erase(0, number.digits.size() - digits);
+  number.digits.insert(0, digits - number.digits.size(), '0');
+  if (HasSignByte(item)) number.digits.insert(opt.sw_expLeading != 0 ? 0 : digits, 1, number.sign);
+  std::copy(number.digits.begin(), number.digits.end(), out.begin());
+  if (ebcdic) toEbcdic(out);
+  if (HasSignByte(item) || !item.is_signed || number.sign != '-') return;
+  const Byte zone = ebcdic ? kEbcdicNegative : opt.sw_mbp != 0 ? kMbpNegative : kMfNegative;
+  out.back() = static_cast<Byte>((out.back() & kDigitMask) | zone);
 }
 
 }  // namespace tolvane

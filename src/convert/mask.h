@@ -33,6 +33,9 @@ inline constexpr char kRecordNumber = 'X';
 
 inline constexpr std::size_t kConditionValueWidth = 50;
 
+namespace copybook {
+struct Field;
+}
 struct ConditionNode;
 
 struct MaskItem {
@@ -43,7 +46,8 @@ struct MaskItem {
   std::int16_t digits = 0;    // digits of the picture; bits of a bit field
   bool is_signed = false;
   bool sign_leading = false;  // of an unpacked field: overpunched in the first byte, not the last
-  char usage = 0;             // the copybook's usage letter, first occurrence only
+  bool has_sign_nibble = true;  // of a packed field: the last nibble is no digit (COMP-6: it is)
+  char usage = 0;               // the copybook's usage letter, first occurrence only
   std::string name{};
   std::int64_t expanded_location = -1;  // offset in the converted record; -1: it follows from ours
   std::int8_t source_bit = 0;
@@ -56,6 +60,7 @@ struct MaskItem {
   std::string value{};                    // the literal of -I
   bool is_record_number = false;          // location is minus the number that op compares with
   std::shared_ptr<ConditionNode> tree{};  // of an ID IS condition
+  std::vector<const copybook::Field*> used{};  // what its USE names
 
   [[nodiscard]] bool is_condition() const { return type == mask_type::kCondition; }
   // Whether an occurrence carries its sign in the zone of one of its bytes, and in which.
@@ -63,6 +68,10 @@ struct MaskItem {
     return type == mask_type::kMfUnpacked || type == mask_type::kMbpUnpacked;
   }
   [[nodiscard]] std::int64_t sign_byte() const { return sign_leading ? 0 : length - 1; }
+  // Whether the group of `condition` takes its place when that holds.
+  [[nodiscard]] bool IsReplacedBy(const MaskItem& condition) const {
+    return location >= condition.condition_start && location < condition.condition_end;
+  }
   // One past the last byte of its last occurrence.
   [[nodiscard]] std::int64_t end() const { return location + length * occurs; }
 };

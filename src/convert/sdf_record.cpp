@@ -285,14 +285,14 @@ void SdfConverter::ConvertGroups(std::span<const std::uint16_t> record, Byte* ou
                  [](std::uint16_t quarter) { return static_cast<Byte>(quarter); });
   compared_text_.resize(compared_bytes_);
   for (const Compared& field : compared_) ConvertCompared(field, record);
-  bool any_held = false;
+  condition_ = nullptr;
   for (const Group& group : groups_) {
     const bool is_tree = group.condition->tree != nullptr;
     if (!EvaluateMatchConditions(is_tree ? compared_text_ : bytes_, *group.condition)) continue;
     Run(group.ops, record, out);
-    any_held = true;
+    condition_ = group.condition;
   }
-  if (!any_held && opt.sw_matchId != 0) writeBadMsg(bytes_);
+  if (condition_ == nullptr && opt.sw_matchId != 0) writeBadMsg(bytes_);
 }
 
 void SdfConverter::Run(const std::vector<Op>& ops, std::span<const std::uint16_t> record,

@@ -40,6 +40,8 @@ class SdfConverter {
 
   // Values that were cut on the way to bytes.
   [[nodiscard]] std::int64_t cut_values() const { return cut_values_; }
+  // The last condition that held for the record converted last; null: none did.
+  [[nodiscard]] const MaskItem* condition() const { return condition_; }
   [[nodiscard]] bool has_conditions() const { return !groups_.empty(); }
 
  private:
@@ -104,6 +106,7 @@ class SdfConverter {
   std::size_t compared_bytes_ = 0;
   std::vector<Byte> compared_text_;
   std::int64_t cut_values_ = 0;
+  const MaskItem* condition_ = nullptr;
   bool warned_of_characters_ = false;
 };
 

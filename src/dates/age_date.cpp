@@ -54,7 +54,8 @@ DateAger::DateAger(const AgeEntry& entry)
 
 int DateAger::AgeDate(std::span<Byte> field) {
   if (layout_ == nullptr) {
-    PrintError("Extract date - unsupported date format '%c'\n", entry_.format);
+    const char letter = entry_.format != 0 ? entry_.format : '?';
+    PrintError("Extract date - unsupported date format '%c'\n", letter);
     return 0;
   }
   if (field.size() < layout_->length()) return Fail(field);

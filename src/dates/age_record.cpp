@@ -15,6 +15,14 @@ RecordAger::RecordAger(const MaskList& items, const std::vector<AgeEntry>& entri
   std::vector<DateAger*> of_entry;
   of_entry.reserve(entries.size());
   for (const AgeEntry& entry : entries) of_entry.push_back(&agers_.emplace_back(entry));
+  for (const AgeEntry& entry : entries) {
+    const bool is_there = std::any_of(items.begin(), items.end(), [&entry](const MaskItem& item) {
+      return !item.is_condition() && copybook::EqualsIgnoreCase(entry.name, item.name);
+    });
+    if (!is_there)
+      PrintWarning("AGE %s: no numeric field has this name; nothing is aged by it.\n",
+                   entry.name.c_str());
+  }
   for (const MaskItem& item : items) {
     if (item.is_condition()) steps_.push_back({&item, nullptr, 0});
     const auto named = std::find_if(entries.begin(), entries.end(), [&item](const AgeEntry& entry) {
@@ -55,6 +63,7 @@ int RecordAger::DoDateAgingOper(std::span<const Byte> record, Byte* out) {
 
 // The date is in the last digits; an even number of them has one in front.
 int RecordAger::AgePacked(std::span<Byte> field, const Step& step) {
+  if (!step.item->has_sign_nibble) return 0;
   if (std::all_of(field.begin(), field.end(), [](Byte byte) { return byte == ' '; })) return 1;
   Unpacked number = LoadPacked(field);
   std::vector<Byte> digits(number.digits.begin(), number.digits.end());

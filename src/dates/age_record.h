@@ -14,7 +14,7 @@ namespace tolvane {
 
 class RecordAger {
  public:
-  // Both must outlive the ager.
+  // Both must outlive the ager. Warns of an entry that names no field of the list.
   RecordAger(const MaskList& items, const std::vector<AgeEntry>& entries);
 
   // Copies the record to `out` and ages it there. 1, or 0 when a field could not be aged, after a

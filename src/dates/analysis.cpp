@@ -51,9 +51,12 @@ Value BinaryValue(const Field& field, std::span<const Byte> bytes) {
 }
 
 std::optional<std::int64_t> DigitsValue(const std::string& digits) {
+  constexpr std::size_t kMostInNumber = 18;
   if (digits.empty() || digits.find_first_not_of("0123456789") != std::string::npos)
     return std::nullopt;
-  return std::stoll(digits);
+  const std::size_t zeros = std::min(digits.find_first_not_of('0'), digits.size() - 1);
+  if (digits.size() - zeros > kMostInNumber) return std::nullopt;
+  return std::stoll(digits.substr(zeros));
 }
 
 Value PackedValue(std::span<const Byte> bytes) {

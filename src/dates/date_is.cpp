@@ -2,46 +2,45 @@
 
 #include <algorithm>
 #include <array>
-#include <cstring>
 
 #include "convert/explode.h"
+#include "convert/layouts.h"
 #include "datarep/charset.h"
 #include "datarep/decimal.h"
 #include "dates/expand_date.h"
 #include "dates/layout.h"
 #include "platform/console.h"
-#include "state/options.h"
 #include "state/run.h"
 
 namespace tolvane {
 
 using copybook::Field;
+using copybook::SignPlace;
 using copybook::SymbolTable;
 
 namespace {
 
-constexpr std::size_t kMostSteps = 1000000;
 constexpr const char* kDefaultCentury = "19";  // without any window
 constexpr std::size_t kLongestDate = 8;
+constexpr std::size_t kYearWidth = 4;  // after the expansion
+constexpr const char* kDigits = "0123456789";
 
 bool IsNumberField(const Field& field) {
   return field.usage == 'P' || field.usage == 'S' || field.usage == 'B';
 }
 
-std::size_t LayoutLength(char letter) {
-  const DateLayout* const layout = FindLayout(letter);
-  return layout == nullptr ? 0 : layout->length();
+bool IsOverpunched(const Field& field) {
+  return field.usage == 'D' && field.is_signed && !field.sign_separate;
 }
 
-// Bytes of one occurrence of a date field after its expansion.
-std::int64_t ExpandedDateSize(const Field& field, const DateIsRecord& date) {
-  int size = 0;
-  if (field.usage == 'P' || field.usage == 'S') size = GetExtPackedDateSize(date.format);
-  if (field.usage == 'B') size = GetExtBinDateSize(date.format);
-  if (IsNumberField(field)) return std::max<std::int64_t>(size, field.aux_length);
-  const DateLayout* const layout = FindLayout(date.format);
-  constexpr int kYearWidth = 4;
-  return field.aux_length + (kYearWidth - layout->year.width);
+bool IsNumeric(std::string_view text) {
+  return text.find_first_not_of(kDigits) == std::string_view::npos;
+}
+
+int ToNumber(std::string_view digits) {
+  int number = 0;
+  for (const char c : digits) number = number * 10 + (c - '0');
+  return number;
 }
 
 bool Holds(int comparison, const std::string& op) {
@@ -53,22 +52,136 @@ bool Holds(int comparison, const std::string& op) {
   return comparison >= 0;
 }
 
-bool AllAre(std::span<const Byte> text, Byte value) {
-  return std::all_of(text.begin(), text.end(), [value](Byte byte) { return byte == value; });
+// Every character of the field against the bound; operators other than = and <> look at the first.
+bool AllHold(const DateWindow& window, std::string_view field) {
+  const char bound = window.bound.empty() ? ' ' : window.bound.front();
+  const bool all = field.find_first_not_of(bound) == std::string_view::npos;
+  if (window.op == "=") return all;
+  if (window.op == "<>") return !all;
+  return Holds(static_cast<unsigned char>(field.front()) - static_cast<unsigned char>(bound),
+               window.op);
 }
 
-bool HoldsDate(const Field& field) {
-  if (DateIsOf(field) != nullptr) return true;
+// The year as a number against the bound. A year that is none compares as text with what is none.
+bool YearHolds(const DateWindow& window, std::string_view year) {
+  if (!IsNumeric(year)) return false;
+  if (!IsNumeric(window.bound)) return Holds(year.compare(window.bound), window.op);
+  return Holds(ToNumber(year) - ToNumber(window.bound), window.op);
+}
+
+// The first entry that holds for the characters of a field and, when there is one, its year.
+const DateWindow* FindWindow(const DateIsRecord& date, std::string_view field,
+                             std::string_view year) {
+  for (const DateWindow& window : date.windows) {
+    const bool holds = window.test == DateWindow::Test::kAllCharacters
+                           ? AllHold(window, field)
+                           : !year.empty() && YearHolds(window, year);
+    if (holds) return &window;
+  }
+  return nullptr;
+}
+
+const std::string& CenturyOf(const DateIsRecord& date, const DateWindow* window) {
+  static const std::string without_windows = kDefaultCentury;
+  if (window != nullptr) return window->century;
+  return date.otherwise.empty() ? without_windows : date.otherwise;
+}
+
+std::string_view YearOf(const DateIsRecord& date, std::string_view text) {
+  const DatePart year = FindLayout(date.format)->year;
+  return text.substr(year.at, year.width);
+}
+
+std::string Widened(const DateIsRecord& date, std::string_view text, const std::string& century) {
+  std::array<Byte, kLongestDate> bytes{};
+  std::vector<Byte> narrow(text.begin(), text.end());
+  const std::size_t size = ExpandDateField(narrow, date.format, century, bytes.data());
+  if (size == 0) return std::string(text);
+  return {bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(size)};
+}
+
+// ---- packed and binary numbers
+
+struct Number {
+  std::string digits;
+  bool negative = false;
+};
+
+Number ReadBinary(const Field& field, std::span<const Byte> bytes) {
+  const auto width = static_cast<unsigned>(std::min<std::size_t>(bytes.size(), 8));
+  const std::uint64_t raw = LoadBigWidth(bytes.data(), width);
+  const std::uint64_t sign = std::uint64_t{1} << (8 * width - 1);
+  const bool negative = field.is_signed && (raw & sign) != 0;
+  const std::uint64_t mask = width == 8 ? ~std::uint64_t{0} : (sign << 1) - 1;
+  return {std::to_string(negative ? (~raw + 1) & mask : raw), negative};
+}
+
+// Digits beside a nibble that is no sign are no number.
+Number ReadPacked(std::span<const Byte> bytes) {
+  const Unpacked number = LoadPacked(bytes);
+  if (number.sign_nibble < 0xA) return {};
+  return {number.digits, IsNegativeNibble(number.sign_nibble)};
+}
+
+// The last `wanted` digits of a number; false when it is none or has more.
+bool ReadNumber(const Field& field, std::span<const Byte> bytes, std::size_t wanted,
+                Number& number) {
+  number = field.usage == 'B' ? ReadBinary(field, bytes) : ReadPacked(bytes);
+  std::string& digits = number.digits;
+  if (digits.empty() || !IsNumeric(digits)) return false;
+  if (digits.size() < wanted) digits.insert(0, wanted - digits.size(), '0');
+  const std::size_t before = digits.size() - wanted;
+  if (digits.find_first_not_of('0') < before) return false;
+  digits.erase(0, before);
+  return true;
+}
+
+void WriteNumber(const Field& field, const Number& number, Byte last, std::span<Byte> out) {
+  if (field.usage == 'B') {
+    const std::int64_t value = std::stoll(number.digits);
+    StoreBigWidth(out.data(), out.size(), number.negative ? -value : value);
+  } else {
+    StorePacked(out, number.digits, last & kDigitMask);
+  }
+}
+
+// ---- statements
+
+int Refuse(const DateIsStatement& statement, const char* why) {
+  PrintError("DATE IS %s: %s\n", statement.field.c_str(), why);
+  return -1;
+}
+
+bool IsPlainText(const Field& field) {
+  if (!field.IsGroup()) return field.usage == 'C' || (field.usage == 'D' && !field.is_signed);
   for (const Field* member = field.first_child; member != nullptr; member = member->next_sibling)
-    if (HoldsDate(*member)) return true;
-  return false;
+    if (!IsPlainText(*member)) return false;
+  return true;
 }
 
-bool IsOneValue(std::span<const Byte> text) { return !text.empty() && AllAre(text, text.front()); }
-
-bool IsDigitText(std::span<const Byte> text) {
-  return std::all_of(text.begin(), text.end(),
-                     [](Byte byte) { return byte >= '0' && byte <= '9'; });
+// What can not be widened so that the record can be read again.
+int CheckField(const SymbolTable& table, const Field& field, const DateIsStatement& statement) {
+  if (field.IsRenames() || field.IsStandalone())
+    return Refuse(statement, "it is no field of the record.");
+  if (!AppliesToSome(table, field))
+    return Refuse(statement, "no ID IS statement uses the description that it belongs to.");
+  constexpr std::string_view kUsages = "CDPSB";
+  if (!field.IsGroup() && (kUsages.find(field.usage) == std::string_view::npos ||
+                           field.kind == copybook::Usage::kPackedNoSign))
+    return Refuse(statement, "its usage can hold no date.");
+  if (field.IsGroup() && !IsPlainText(field))
+    return Refuse(statement, "a group must hold nothing but characters and unsigned digits.");
+  if (IsOverpunched(field) && field.sign == SignPlace::kLeading)
+    return Refuse(statement, "its sign is in its first digit.");
+  if (!IsNumberField(field)) return 0;
+  const auto is_number = [](const std::string& century) {
+    return century.size() < 2 || IsNumeric(century);
+  };
+  const bool all = std::all_of(statement.windows.begin(), statement.windows.end(),
+                               [&](const DateWindow& window) { return is_number(window.century); });
+  return all && is_number(statement.otherwise)
+             ? 0
+             : Refuse(statement, "the century of a packed or binary field must be a number.");
 }
 
 }  // namespace
@@ -95,8 +208,10 @@ int SaveDateIsField(SymbolTable& table, const DateIsStatement& statement) {
     PrintError("Unknown format %s specified.\n", statement.format.c_str());
     return -1;
   }
-  const std::size_t needed = LayoutLength(date->format);
-  const auto digits = static_cast<std::size_t>(IsNumberField(field) ? field.digits : field.length);
+  if (CheckField(table, field, statement) != 0) return -1;
+  const std::size_t needed = FindLayout(date->format)->length();
+  const auto digits = static_cast<std::size_t>(
+      IsNumberField(field) || field.usage == 'D' ? field.digits : field.length);
   if (digits < needed) {
     PrintError("%s holds %zu characters or digits, %s needs %zu.\n", name, digits,
                statement.format.c_str(), needed);
@@ -108,229 +223,94 @@ int SaveDateIsField(SymbolTable& table, const DateIsStatement& statement) {
   return 0;
 }
 
-std::int64_t GetExpandedFieldSize(const Field& field) {
-  const DateIsRecord* const date = DateIsOf(field);
-  std::int64_t size = field.aux_length;
-  if (date != nullptr) {
-    size = ExpandedDateSize(field, *date);
-  } else if (field.IsGroup()) {
-    // Members one after the other; redefinitions of one take the larger size. Slack stays.
-    std::int64_t base = 0, after = 0;
-    for (const Field* member = field.first_child; member != nullptr;
-         member = member->next_sibling) {
-      const std::int64_t grown =
-          GetExpandedFieldSize(*member) - member->aux_length * member->occurs.max;
-      if (member->redefines == nullptr) {
-        after += base;
-        base = grown;
-      } else {
-        base = std::max(base, grown);
-      }
-    }
-    size += after + base;
+int SaveDateIsFields(SymbolTable& table) {
+  for (const DateIsStatement& statement : date_statements.date_is)
+    if (SaveDateIsField(table, statement) != 0) return 0;
+  return 1;
+}
+
+DateField MakeDateField(const Field& field, const MaskItem* exploded) {
+  DateField made{.field = &field, .date = DateIsOf(field)};
+  made.width =
+      exploded != nullptr ? ExplodedWidth(*exploded) : static_cast<std::size_t>(field.aux_length);
+  if (made.date == nullptr) return made;
+  const char format = made.date->format;
+  const DateLayout& layout = *FindLayout(format);
+  made.is_number = IsNumberField(field) && exploded == nullptr;
+  if (made.is_number) {
+    const int size = field.usage == 'B' ? GetExtBinDateSize(format) : GetExtPackedDateSize(format);
+    made.width = std::max(made.width, static_cast<std::size_t>(size));
+    return made;
   }
-  return size * field.occurs.max;
-}
-
-std::int64_t GetExpandedRecordSize(const SymbolTable& table) {
-  std::int64_t size = 0;
-  for (const copybook::RecordDescription& record : table.records()) {
-    if (record.first->IsStandalone()) continue;
-    std::int64_t grown = record.aux_length;
-    for (const Field* field = record.first; field != nullptr; field = field->next_sibling)
-      grown += GetExpandedFieldSize(*field) - field->aux_length * field->occurs.max;
-    size = std::max(size, grown);
+  if (field.usage != 'C' && !field.IsGroup()) {  // the last digits, in front of a sign behind them
+    const bool sign_behind = exploded != nullptr
+                                 ? HasSignBehind(*exploded)
+                                 : field.sign_separate && field.sign != SignPlace::kLeading;
+    made.at = made.width - (sign_behind ? 1 : 0) - layout.length();
   }
-  return size;
+  made.year_at = made.at + layout.year.at;
+  made.width += kYearWidth - layout.year.width;
+  return made;
 }
 
-RecordExpander::RecordExpander(const SymbolTable& table, bool ebcdic, const Moved& moved)
-    : ebcdic_(ebcdic), moved_(moved) {
-  const auto& records = table.records();
-  const auto record = std::find_if(records.begin(), records.end(), [](const auto& description) {
-    return !description.first->IsStandalone();
-  });
-  if (record != records.end()) PlanSiblings(record->first, 0);
+void DateExpander::Fill(std::span<Byte> out, char fill) const {
+  const auto byte = static_cast<Byte>(fill);
+  std::fill(out.begin(), out.end(), ebcdic_ ? asc2ebc[byte] : byte);
 }
 
-std::size_t RecordExpander::Moved_(std::int64_t offset) const {
-  const auto plain = static_cast<std::size_t>(offset);
-  return moved_ ? moved_(plain) : plain;
-}
-
-void RecordExpander::PlanSiblings(const Field* first, std::int64_t shift) {
-  for (const Field* field = first; field != nullptr;) {
-    const std::size_t begin = plan_.to();
-    PlanField(*field, shift);
-    // What redefines the field shares its place, and makes it as large as itself.
-    std::int64_t largest = GetExpandedFieldSize(*field);
-    std::int64_t end = field->aux_offset + field->aux_length * field->occurs.max;
-    const Field* next = field->next_sibling;
-    for (; next != nullptr && next->redefines != nullptr; next = next->next_sibling) {
-      largest = std::max(largest, GetExpandedFieldSize(*next));
-      end = std::max(end, next->aux_offset + next->aux_length * next->occurs.max);
-    }
-    plan_.CopyUpTo(Moved_(end + shift));
-    plan_.FillUpTo(begin + static_cast<std::size_t>(largest));
-    field = next;
+void DateExpander::DoDateIsFieldExpansion(const DateField& date, std::span<const Byte> bytes,
+                                          std::size_t offset, std::span<Byte> out) {
+  if (date.is_number) {
+    WidenNumber(date, bytes, offset, out);
+  } else {
+    WidenDisplay(date, bytes, out);
   }
 }
 
-void RecordExpander::PlanField(const Field& field, std::int64_t shift) {
-  plan_.CopyUpTo(Moved_(field.aux_offset + shift));
-  if (!HoldsDate(field) && !moved_) {
-    plan_.CopyUpTo(Moved_(field.aux_offset + shift + field.aux_length * field.occurs.max));
-    return;
-  }
-  for (std::int64_t k = 0; k < field.occurs.max && plan_.steps().size() < kMostSteps; ++k)
-    PlanOccurrence(field, shift + k * field.aux_length);
-}
-
-void RecordExpander::PlanOccurrence(const Field& field, std::int64_t shift) {
-  const DateIsRecord* const date = DateIsOf(field);
-  const std::size_t end = Moved_(field.aux_offset + shift + field.aux_length);
-  if (date != nullptr) {
-    plan_.CopyUpTo(Moved_(field.aux_offset + shift));
-    plan_.Rewrite(end - plan_.from(), static_cast<std::size_t>(ExpandedDateSize(field, *date)),
-                  &field);
-  } else if (field.IsGroup()) {
-    PlanSiblings(field.first_child, shift);
-  }
-  plan_.CopyUpTo(end);
-}
-
-void RecordExpander::DoGroupExpansion(std::span<const Byte> record, Byte* out, std::size_t size) {
-  std::fill_n(out, size, ebcdic_ ? kEbcdicSpace : Byte{' '});
-  for (const PlanStep& step : plan_.steps()) {
-    if (step.from >= record.size() || step.to + step.width > size) break;
-    const std::size_t there = std::min(step.length, record.size() - step.from);
-    if (step.field == nullptr) {
-      std::copy_n(record.begin() + static_cast<std::ptrdiff_t>(step.from), there, out + step.to);
-    } else if (there == step.length) {
-      Expand(step, record, out);
-    }
-  }
-  if (record.size() > plan_.from() && size > plan_.to())
-    std::copy_n(record.begin() + static_cast<std::ptrdiff_t>(plan_.from()),
-                std::min(record.size() - plan_.from(), size - plan_.to()), out + plan_.to());
-}
-
-// The century of a date; `is_fill` when every character of the date is to become it.
-std::string RecordExpander::Century(const DateIsRecord& date, std::span<const Byte> text,
-                                    bool& is_fill) const {
-  const DateLayout& layout = *FindLayout(date.format);
-  const auto year = text.subspan(layout.year.at, std::min<std::size_t>(2, layout.year.width));
-  is_fill = false;
-  for (const DateWindow& window : date.windows) {
-    const auto bound = static_cast<Byte>(window.bound.empty() ? ' ' : window.bound.front());
-    if (window.test == DateWindow::Test::kAllCharacters) {
-      const bool holds = window.op == "="    ? AllAre(text, bound)
-                         : window.op == "<>" ? !AllAre(text, bound)
-                                             : Holds(text.front() - bound, window.op);
-      is_fill = holds;
-      if (holds) return window.century;
-    } else if (IsDigitText(year)) {
-      const std::string digits(year.begin(), year.end());
-      const std::string wanted =
-          window.bound.substr(window.bound.size() - std::min(window.bound.size(), digits.size()));
-      if (Holds(digits.compare(wanted), window.op)) return window.century;
-    }
-  }
-  return date.otherwise.empty() ? kDefaultCentury : date.otherwise;
-}
-
-void RecordExpander::Expand(const PlanStep& step, std::span<const Byte> record, Byte* to) {
-  const Field& field = *static_cast<const Field*>(step.field);
-  const DateIsRecord& date = *DateIsOf(field);
-  const auto bytes = record.subspan(step.from, step.length);
-  const std::span<Byte> out(to + step.to, step.width);
-  const std::size_t length = LayoutLength(date.format);
-  const bool is_number =
-      IsNumberField(field) && step.length == static_cast<std::size_t>(field.aux_length);
-  std::string digits;
-  bool negative = false, is_fill = false;
-  std::vector<Byte> text(bytes.begin(), bytes.end());
-  if (is_number) {
-    if (!ReadNumber(field, bytes, length, digits, negative)) {
-      const std::string fill = Century(date, text, is_fill);
-      if (is_fill && !fill.empty()) {
-        std::fill(out.begin(), out.end(), static_cast<Byte>(fill.front()));
-      } else {
-        CarryOver(field, step.from, bytes, out);
-      }
-      return;
-    }
-    text.assign(digits.begin(), digits.end());
-  } else if (ebcdic_) {
-    toAscii(text);
-  }
-  std::array<Byte, kLongestDate> widened{};
-  std::string century = Century(date, text, is_fill);
-  if (!is_fill && IsOneValue(text) && !IsDigitText(text))  // blanks stay blanks
-    century = std::string(1, static_cast<char>(text.front()));
-  const std::size_t size = ExpandDateField(text, date.format, century, widened.data());
-  if (is_number) {
-    const std::string value =
-        size == 0
-            ? digits
-            : std::string(widened.begin(), widened.begin() + static_cast<std::ptrdiff_t>(size));
-    return WriteNumber(field, value, negative, bytes, out);
-  }
-  // Characters behind the date stay behind it.
-  Byte* const end = std::copy_n(widened.begin(), size, out.data());
-  const std::size_t rest = size == 0 ? 0 : length;
-  std::copy(text.begin() + static_cast<std::ptrdiff_t>(rest), text.end(), end);
+// What stands around the date stays around it.
+void DateExpander::WidenDisplay(const DateField& date, std::span<const Byte> bytes,
+                                std::span<Byte> out) const {
+  std::string text(bytes.begin(), bytes.end());
+  if (ebcdic_)
+    for (char& c : text) c = static_cast<char>(ebc2asc[static_cast<Byte>(c)]);
+  const std::size_t length = FindLayout(date.date->format)->length();
+  std::string compared = text.substr(date.at, length);
+  if (IsOverpunched(*date.field) && date.at + length == bytes.size())
+    compared.back() = static_cast<char>((bytes.back() & kDigitMask) | kAsciiPositive);
+  const DateWindow* const window = FindWindow(*date.date, compared, YearOf(*date.date, compared));
+  text.replace(date.at, length,
+               Widened(*date.date, std::string_view(text).substr(date.at, length),
+                       CenturyOf(*date.date, window)));
+  std::copy_n(text.begin(), std::min(text.size(), out.size()), out.begin());
   if (ebcdic_) toEbcdic(out);
 }
 
-// The last `digits` digits of a packed or binary number; false when it is none or has more.
-bool RecordExpander::ReadNumber(const Field& field, std::span<const Byte> bytes, std::size_t digits,
-                                std::string& text, bool& negative) const {
-  if (field.usage == 'B') {
-    const auto width = static_cast<unsigned>(std::min<std::size_t>(bytes.size(), 8));
-    const std::uint64_t raw = LoadBigWidth(bytes.data(), width);
-    const std::uint64_t sign = std::uint64_t{1} << (8 * width - 1);
-    negative = field.is_signed && (raw & sign) != 0;
-    const std::uint64_t mask = width == 8 ? ~std::uint64_t{0} : (sign << 1) - 1;
-    text = std::to_string(negative ? (~raw + 1) & mask : raw);
-  } else {
-    const Unpacked number = LoadPacked(bytes);
-    if (number.sign_nibble < 0xA) return false;
-    text = number.digits;
-    negative = IsNegativeNibble(number.sign_nibble);
+void DateExpander::WidenNumber(const DateField& date, std::span<const Byte> bytes,
+                               std::size_t offset, std::span<Byte> out) {
+  const std::size_t length = FindLayout(date.date->format)->length();
+  Number number;
+  if (ReadNumber(*date.field, bytes, length, number)) {
+    const DateWindow* const window =
+        FindWindow(*date.date, number.digits, YearOf(*date.date, number.digits));
+    const std::string& century = CenturyOf(*date.date, window);
+    if (!IsNumeric(century)) return Fill(out, century.front());
+    number.digits = Widened(*date.date, number.digits, century);
+    return WriteNumber(*date.field, number, bytes.back(), out);
   }
-  if (text.find_first_not_of("0123456789") != std::string::npos) return false;
-  if (text.size() < digits) text.insert(0, digits - text.size(), '0');
-  const std::size_t before = text.size() - digits;
-  if (text.find_first_not_of('0') < before) return false;
-  text.erase(0, before);
-  return true;
-}
-
-void RecordExpander::WriteNumber(const Field& field, const std::string& text, bool negative,
-                                 std::span<const Byte> bytes, std::span<Byte> out) const {
-  if (field.usage == 'B') {
-    const std::int64_t value = std::stoll(text);
-    StoreBigWidth(out.data(), out.size(), negative ? -value : value);
-  } else {
-    StorePacked(out, text, bytes.back() & kDigitMask);
-  }
-}
-
-void RecordExpander::CarryOver(const Field& field, std::size_t offset, std::span<const Byte> bytes,
-                               std::span<Byte> out) {
+  std::string text;
+  for (const Byte byte : bytes) text += static_cast<char>(ebcdic_ ? ebc2asc[byte] : byte);
+  const DateWindow* const window = FindWindow(*date.date, text, {});
+  if (window != nullptr && window->century.size() == 1) return Fill(out, window->century.front());
   std::fill(out.begin(), out.end(), Byte{0});
-  std::copy(bytes.begin(), bytes.end(),
-            out.end() - static_cast<std::ptrdiff_t>(std::min(bytes.size(), out.size())));
+  std::copy(bytes.begin(), bytes.end(), out.end() - static_cast<std::ptrdiff_t>(bytes.size()));
+  Report(*date.field, offset, "is no number; it is carried over as it is");
+}
+
+void DateExpander::Report(const Field& field, std::size_t offset, const char* what) {
   if (!reported_.insert(&field).second) return;
   PrintWarning(
-      "Record %ld: the date %s at offset %zu is no number; it is carried over as it is. Further "
-      "ones are not reported.\n",
-      run.nCurrInputRec, field.name.c_str(), offset);
-}
-
-void AlterKeysDescription(const RecordExpander& expander) {
-  MoveKeys([&expander](std::size_t offset) { return expander.MapOffset(offset); });
+      "Record %ld: the date %s at offset %zu %s. Further ones are not reported.\n",
+      run.nCurrInputRec, field.name.c_str(), offset, what);
 }
 
 }  // namespace tolvane

@@ -15,7 +15,8 @@
 #include "files/platform_records.h"
 #include "files/status.h"
 #include "pipeline/backrest.h"
-#include "pipeline/reshape.h"
+#include "reshape/explode_copybook.h"
+#include "reshape/record_shape.h"
 #include "platform/clock.h"
 #include "platform/console.h"
 #include "platform/paths.h"
@@ -47,7 +48,7 @@ Step LoadMask() {
   if (opt.bCopyBookFlag == 0 && opt.sw_print_mask == 0) return Step::kNext;
   if (opt.bCopyBookFlag != 0 && !opt.copyfile.empty()) {
     MaskListEmpty();
-    if (LoadMaskList() == 0) return Step::kFailed;
+    if (LoadMaskList() == 0 || SaveDateIsFields(*copybooks.csid) == 0) return Step::kFailed;
   }
   if (opt.sw_mask_file != 0) WriteMaskFile();
   return opt.sw_print_mask != 0 ? Step::kDone : Step::kNext;
@@ -77,11 +78,12 @@ Step SizeExplosion() {
 
 Step SizeDates() {
   if (opt.expandDateFlag != 0) {
-    const auto size = static_cast<std::int32_t>(GetExpandedRecordSize(*copybooks.csid));
-    const std::int32_t growth = size - opt.gblRecSize;
+    const auto size =
+        static_cast<std::int32_t>(RecordShape(*copybooks.csid).GetExpandedRecordSize());
+    const std::int32_t growth = size - sizes.gblExpRecSize;
+    sizes.gblExpRecSize = size;
     // Deliberate: with explosion the block takes the growth of the dates twice.
-    sizes.gblExpRecSize = opt.sw_explode != 0 ? sizes.gblExpRecSize + growth : size;
-    sizes.gblExpBlkSize = sizes.gblExpRecSize + (opt.sw_explode != 0 ? growth : 0);
+    sizes.gblExpBlkSize = size + (opt.sw_explode != 0 ? growth : 0);
   }
   if (opt.sw_explode == 0) return Step::kNext;
   return writeExpCopybook() != 0 ? Step::kNext : Step::kFailed;
@@ -101,8 +103,8 @@ Step Reorganise() {
 }
 
 Step MoveKeysOfGrownRecords() {
-  if (opt.sw_explode != 0) fixExplodedKeys();
-  if (opt.expandDateFlag != 0) AlterKeysDescription(MakeExpander());
+  if (opt.sw_explode != 0 || opt.expandDateFlag != 0)
+    AlterKeysDescription(RecordShape(*copybooks.csid));
   return Step::kNext;
 }
 

@@ -139,8 +139,7 @@ int Grammar::EndOfReading() {
 int Grammar::ResolveDates() {
   copybook::SymbolTable none;
   copybook::SymbolTable& table = copybooks.csid != nullptr ? *copybooks.csid : none;
-  for (const DateIsStatement& statement : date_statements.date_is)
-    if (SaveDateIsField(table, statement) != 0) return 0;
+  if (SaveDateIsFields(table) == 0) return 0;
   for (const std::string& name : date_statements.fields) {
     if (table.GetSymHashSubStr(name).matches > 0) continue;
     PrintError("Syntax error. %s is undefined.\n", name.c_str());

@@ -159,8 +159,8 @@ int BuildFile(const keydesc& prime) {
 }  // namespace
 
 std::int32_t OutputRecordLength() {
-  if (lasting.ageFlag != 0) return opt.gblRecSize;
   if (opt.sw_explode != 0 || opt.expandDateFlag != 0) return sizes.gblExpRecSize;
+  if (lasting.ageFlag != 0) return opt.gblRecSize;
   return sizes.gblCpySize > 0 ? sizes.gblCpySize : opt.gblRecSize;
 }
 

@@ -3,6 +3,7 @@
 #include <new>
 
 #include "convert/conditions.h"
+#include "convert/copybook_source.h"
 #include "dates/analysis.h"
 #include "media/tape_io.h"
 #include "pipeline/backup.h"
@@ -46,9 +47,11 @@ Job DecideJob() {
 
 // The report of an analysis. Returns 1.
 int Report() {
-  const std::string& copybook = opt.copyfile.empty() ? opt.optFileName : opt.copyfile;
-  if (opt.sw_analyze != 0)
-    (void)analysis.PrintAnalyseReport(opt.infile, copybook, lasting.sw_dates_only != 0);
+  if (opt.sw_analyze == 0) return 1;
+  const auto file = copybooks.csid->First()->source.entry.begin.file;
+  const std::string& copybook =
+      opt.copyfile.empty() ? copybooks.csid->files().at(file) : opt.copyfile;
+  (void)analysis.PrintAnalyseReport(opt.infile, copybook, lasting.sw_dates_only != 0);
   return 1;
 }
 

@@ -7,6 +7,7 @@
 #include <optional>
 
 #include "convert/convert.h"
+#include "convert/copybook_source.h"
 #include "dates/age_record.h"
 #include "dates/analysis.h"
 #include "files/fileio.h"
@@ -14,13 +15,13 @@
 #include "pipeline/output_in_use.h"
 #include "pipeline/progress.h"
 #include "pipeline/record_sink.h"
-#include "pipeline/reshape.h"
 #include "pipeline/sdf_input.h"
 #include "platform/clock.h"
 #include "platform/console.h"
 #include "platform/interrupt.h"
 #include "platform/trace.h"
 #include "reports/side_reports.h"
+#include "reshape/reshape.h"
 #include "state/options.h"
 #include "state/run.h"
 
@@ -62,6 +63,7 @@ class Restore {
   void PrintBanner() const;
   void SettleCapacity() const;
   void CompileConversion();
+  void StartReshape(bool ebcdic);
   int SkipRecords();
   void RestoreRecords();
   void RestoreSdfRecords();
@@ -105,7 +107,7 @@ int Restore::PrepareRestoreOper() {
     run.sw_a2e = true;  // conditions compare ASCII
     sdf_.emplace(*tape_);
     if (sdf_->Prepare() == 0) return Fail();
-    if (opt.expandDateFlag != 0) reshape_.emplace();
+    if (opt.expandDateFlag != 0) StartReshape(false);
   } else {
     CompileConversion();
   }
@@ -283,7 +285,13 @@ void Restore::CompileConversion() {
   if (request_.conversion != Conversion::kNone || opt.sw_interchange != 0)
     converter_.emplace(mask_list, run.sw_a2e);
   if (lasting.ageFlag != 0) ager_.emplace(mask_list, date_statements.pAgeStruct);
-  if (opt.sw_explode != 0 || opt.expandDateFlag != 0) reshape_.emplace();
+  if (opt.sw_explode != 0 || opt.expandDateFlag != 0)
+    StartReshape(request_.conversion == Conversion::kToEbcdic && opt.sw_interchange == 0);
+}
+
+void Restore::StartReshape(bool ebcdic) {
+  reshape_.emplace(*copybooks.csid, static_cast<std::size_t>(std::max(sizes.gblExpRecSize, 0)),
+                   ebcdic);
 }
 
 // 0 when the input ends before the first record to process.
@@ -316,12 +324,15 @@ int Restore::RestoreRecord(const TapeRecord& record) {
   const std::size_t size = OutputSize(record.data.size());
   const std::size_t growth = converter_ ? converter_->growth() : 0;
   const std::size_t reshaped = reshape_ ? reshape_->size() : 0;
+  const std::int32_t descriptor =
+      reshape_ ? static_cast<std::int32_t>(size + kDescriptorWidth) : record.length;
   Byte* const out =
-      output_->Room(std::max({size, reshaped, record.data.size() + growth}), record.length);
+      output_->Room(std::max({size, reshaped, record.data.size() + growth}), descriptor);
   if (reshape_) {
     converted_.resize(record.data.size() + growth + kBehindPlainCopy);
     if (ConvertRecord(record.data, converted_.data()) < 0) return 0;
-    reshape_->Run(record.data, std::span(converted_).first(record.data.size() + growth), out);
+    reshape_->Run(reshape_->ConditionOf(record.data),
+                  std::span(converted_).first(record.data.size() + growth), out);
     return FinishRecord(record.data, size);
   }
   const std::int64_t converted = ConvertRecord(record.data, out);
@@ -341,7 +352,7 @@ int Restore::RestoreSdfRecord() {
   const std::size_t size = OutputSize(most);
   const std::size_t reshaped = reshape_ ? reshape_->size() : 0;
   Byte* const out = output_->Room(std::max({size, most, reshaped}),
-                                  static_cast<std::int32_t>(most + kDescriptorWidth));
+                                  static_cast<std::int32_t>((reshape_ ? size : most) + kDescriptorWidth));
   if (reshape_) converted_.resize(most);
   Byte* const to = reshape_ ? converted_.data() : out;
   const std::span<const Byte> converted(to, sdf_->Convert(to));
@@ -350,7 +361,7 @@ int Restore::RestoreSdfRecord() {
     return 1;
   }
   if (reshape_) {
-    reshape_->Run({}, converted, out);
+    reshape_->Run(sdf_->condition(), converted, out);
   } else if (converted.size() < size) {
     std::fill(out + converted.size(), out + size, Byte{' '});
   }

@@ -24,6 +24,8 @@ class SdfInput {
   // The most bytes that the record at hand may become, and its conversion.
   [[nodiscard]] std::size_t MostBytes() const { return converter_.MostBytes(record_.size()); }
   std::size_t Convert(Byte* out) { return converter_.ConvertSdfRec(record_, out); }
+  // The condition that holds for the record just converted; null: none does.
+  [[nodiscard]] const MaskItem* condition() const { return converter_.condition(); }
   // Says when there are more records than the label tells.
   void CheckEnd();
 

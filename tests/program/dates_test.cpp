@@ -73,7 +73,7 @@ TEST_F(Dates, ExpansionWidensFieldsGroupsAndKeys) {
             Hex("6B31 3230343930313031 3139353030313031 1999365D 01998C 270F 7A 0A"))
       << result.out << result.err;
   EXPECT_EQ(ToHex(data.substr(29)),
-            Hex("6B30 2020202020202020 3230313241423334 00AAAAAA 02000C 0773 79 0A"));
+            Hex("6B30 3139202020202020 3230313241423334 00AAAAAA 02000C 0773 79 0A"));
   EXPECT_TRUE(Has(result.err, "the date P at offset 14 is no number")) << result.err;
   EXPECT_TRUE(Has(RunTolvane(dir_.Path(), {"-x", "-foout"}).out, "KEY1:0000,0010"));
 }

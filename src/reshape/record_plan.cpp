@@ -1,4 +1,4 @@
-#include "convert/record_plan.h"
+#include "reshape/record_plan.h"
 
 #include <algorithm>
 
@@ -7,26 +7,29 @@ namespace tolvane {
 void RecordPlan::CopyUpTo(std::size_t end) {
   if (end <= from_) return;
   const std::size_t bytes = end - from_;
-  if (!steps_.empty() && steps_.back().field == nullptr && steps_.back().length > 0 &&
+  if (!steps_.empty() && steps_.back().change == nullptr && steps_.back().length > 0 &&
       steps_.back().length == steps_.back().width) {
     steps_.back().length += bytes;
     steps_.back().width += bytes;
   } else {
     steps_.push_back({from_, bytes, to_, bytes, nullptr});
+    growths_.push_back(bytes);
   }
   from_ = end;
   to_ += bytes;
 }
 
-void RecordPlan::Rewrite(std::size_t length, std::size_t width, const void* field) {
-  steps_.push_back({from_, length, to_, width, field});
-  from_ += length;
-  to_ += width;
+void RecordPlan::Rewrite(const Growth& growth, const FieldChange* change) {
+  steps_.push_back({from_, growth.length, to_, growth.width, change});
+  growths_.push_back(growth.at);
+  from_ += growth.length;
+  to_ += growth.width;
 }
 
 void RecordPlan::FillUpTo(std::size_t to) {
   if (to <= to_) return;
   steps_.push_back({from_, 0, to_, to - to_, nullptr});
+  growths_.push_back(0);
   to_ = to;
 }
 
@@ -37,8 +40,10 @@ std::size_t RecordPlan::MapOffset(std::size_t offset) const {
   for (auto step = after; step != steps_.begin();) {
     --step;
     if (step->length == 0 || offset >= step->from + step->length) continue;
-    if (offset == step->from) return step->to;
-    return step->to + step->width - (step->from + step->length - offset);
+    const std::size_t before = offset - step->from;
+    if (step->change == nullptr || before <= growths_[static_cast<std::size_t>(step - steps_.begin())])
+      return step->to + before;
+    return step->to + step->width - (step->length - before);
   }
   return to_ + (offset - std::min(offset, from_));
 }
