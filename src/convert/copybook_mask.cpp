@@ -149,9 +149,15 @@ bool IsOnList(const Field& field) {
   });
 }
 
+// The item of a record that alone has the name; null: none.
+const Field* FindItem(const SymbolTable& table, const std::string& name) {
+  const Field* const field = table.GetSymHashSubStr(name).Unique();
+  return field == nullptr || field->IsStandalone() ? nullptr : field;
+}
+
 int AddRawFields(const SymbolTable& table) {
   for (const std::string& name : opt.rawfield) {
-    const Field* const field = table.GetSymHashSubStr(name).Unique();
+    const Field* const field = FindItem(table, name);
     if (field == nullptr) {
       PrintError("Can not find unique field %s ", name.c_str());
       return Fail("Adding RAW fields to the mask table\n");
@@ -291,7 +297,7 @@ int IdIs::ReadUse(std::vector<copybook::Identifier>& used) {
     auto name = copybook::ExpressionParser(lexer_, table_, reader_.diagnostics).getExpr();
     if (name == nullptr) return 0;
     const bool is_item = name->kind == copybook::Expression::Kind::kIdentifier &&
-                         !name->identifier.field->IsRenames();
+                         name->identifier.field->IsInRecord();
     if (!is_item) return Fail(kIdentifierExpected);
     used.push_back(std::move(name->identifier));
     if (!lexer_.GetToken().Is(",")) lexer_.UngetToken();
@@ -351,7 +357,7 @@ int validateKeys(const SymbolTable& table) {
       break;
     }
     if (key.name == kKeyByPosition) continue;
-    const Field* const field = table.GetSymHashSubStr(key.name).Unique();
+    const Field* const field = FindItem(table, key.name);
     if (field == nullptr) {
       PrintError("Can not find unique field %s for key # %zu", key.name.c_str(), i);
       return Fail("Validating key fields\n");

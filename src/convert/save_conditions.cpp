@@ -268,7 +268,8 @@ bool IsCondition(const Expression& expression) {
 std::unique_ptr<ConditionNode> SaveComparison(const Expression& comparison) {
   const bool is_comparison = comparison.op != Operator::kAnd && comparison.op != Operator::kOr;
   if (!is_comparison || comparison.left->kind != Expression::Kind::kIdentifier ||
-      comparison.right->kind != Expression::Kind::kLiteral) {
+      comparison.right->kind != Expression::Kind::kLiteral ||
+      comparison.left->identifier.field->IsStandalone()) {
     PrintError("Invalid condition supplied.\n");
     return nullptr;
   }

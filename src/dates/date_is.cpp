@@ -80,7 +80,7 @@ const DateIsRecord* DateIsOf(const Field& field) {
 int SaveDateIsField(SymbolTable& table, const DateIsStatement& statement) {
   const char* const name = statement.field.c_str();
   const copybook::Lookup found = table.GetSymHashSubStr(statement.field);
-  if (found.matches == 0) {
+  if (found.matches == 0 || !found.field->IsInRecord()) {
     PrintError("Syntax error. %s is undefined.\n", name);
     return -1;
   }

@@ -137,7 +137,7 @@ TEST_F(CopybookMask, ItemsKnowTheirFields) {
 TEST_F(CopybookMask, RawFieldsAreCopiedWhateverTheyAre) {
   const std::string book =
       "01 R. 05 A PIC S99. 05 T OCCURS 2. 10 B PIC X(3). 05 G. 10 C PIC X(4). 10 D PIC X(4).\n"
-      "05 H REDEFINES G PIC X(7).";
+      "05 H REDEFINES G PIC X(7).\n77 W PIC X.";
   const struct {
     std::vector<std::string> raw;
     bool words;
@@ -147,6 +147,9 @@ TEST_F(CopybookMask, RawFieldsAreCopiedWhateverTheyAre) {
       {{"G", "A"}, false, "B0:2 B8:8"},
       {{"H", "A"}, true, "B0:2 B8:7"},
       {{"G", "A"}, true, "\nERROR: Can not handle raw fields longer than 7 bytes!!\n"},
+      {{"W", "A"},
+       false,
+       "\nERROR: Can not find unique field W \nERROR: Adding RAW fields to the mask table\n"},
       {{"NONE", "A"},
        false,
        "\nERROR: Can not find unique field NONE \nERROR: Adding RAW fields to the mask table\n"},
@@ -236,6 +239,8 @@ TEST_F(CopybookMask, WrongIdIsStatementsAreNamed) {
       {"ID IS K = 'A' USE L(3).", "Could not determine address of subscripted item."},
       {"ID IS K = 'A' USE A(1:2).", "Reference Modification NOT supported."},
       {"ID IS K = 'A' USE A", "Missing '.' as 'ID IS' terminator"},
+      {"77 W PIC X.\nID IS W = 'A' USE A.",
+       "Invalid condition supplied.\n\nERROR: Saving conditions"},
       {"ID IS K = 'A' USE A 5.", "Expecting identifier(s), NOT an expression."},
       {"66 Z RENAMES A1.\nID IS K = 'A' USE Z.", "Expecting identifier(s), NOT an expression."},
       {"ID IS K = 'A' USE K, A(1:2).", "Reference Modification NOT supported."},
