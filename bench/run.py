@@ -76,7 +76,50 @@ def flat_job(programs):
     return "restore fixed records to a flat file", contenders
 
 
-JOBS = {"flat": flat_job}
+def image_job(programs):
+    """The same records from a plain file and from tape images."""
+    restore = "-Q -r -c -q -e -MF -s80 -v8000 -foout".split() + FIELDS
+    tolvane = os.path.join(programs, "tolvane")
+    contenders = [Contender("plain file", [tolvane, "-fiin"] + restore)]
+    for container in ("tap", "aws"):
+        image = f"{container}:image.{container}"
+        subprocess.run([os.path.join(programs, "tapeimg"), "pack", "--block", "8000", image, "in"],
+                       check=True)
+        contenders.append(Contender(f"{container} image", [tolvane, "-fi" + image] + restore))
+    return "restore fixed records from tape images", contenders
+
+
+def words_job(programs):
+    """36-bit words to records of bytes, beside a copy of the packed words."""
+    def pack(words):
+        bits = 0
+        for word in words:
+            bits = bits << 36 | word
+        return bits.to_bytes(len(words) * 36 // 8, "big")
+
+    def characters(text):
+        return [sum(ord(c) << (27 - 9 * i) for i, c in enumerate(text[at:at + 4]))
+                for at in range(0, len(text), 4)]
+
+    text = "".join(chr(ord("A") + i % 26) for i in range(80))
+    label = [0o503335000001] + [0] * 27
+    label[4], label[12] = len(text) // 4, RECORDS
+    record = pack([len(text) // 4 << 24] + characters(text) + [0o52 << 30])
+    with open("words", "wb") as words:
+        words.write(pack(label) + record * RECORDS + pack([0o77 << 30, 0]))
+    with open("job", "w") as job:
+        job.write("RESTORE\nCREATE\nAUTOMATIC ANSWER\nCOMPILER IS MF\nBACKUP FILE IS SDF\n"
+                  "ZORVA FILE IS SEQUENTIAL\nINPUT FILE IS words\nOUTPUT FILE IS out\n")
+    megabytes = os.path.getsize("words") / 1e6
+    return f"restore 36-bit words ({megabytes:.0f} MB packed)", [
+        Contender("plain copy", [os.path.join(programs, "yardstick"), "copy", "words", "out"]),
+        Contender("unpack only", [os.path.join(programs, "yardstick"), "unpack", "words", "out"],
+                  exact=False),
+        Contender("tolvane", [os.path.join(programs, "tolvane"), "-G", "job", "-Q"], exact=False),
+    ]
+
+
+JOBS = {"flat": flat_job, "image": image_job, "words": words_job}
 
 
 def measure(title, contenders):

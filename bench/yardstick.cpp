@@ -4,6 +4,9 @@
 //
 //   yardstick flat IN OUT       fixed EBCDIC payroll records to the same records for Micro Focus
 //   yardstick variable IN OUT   variable-blocked records to a variable sequential file
+//   yardstick copy IN OUT       a plain copy
+//   yardstick unpack IN OUT     36-bit words to quarter-words and bytes, with the program's own
+//   loops
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -16,6 +19,7 @@
 
 #include "datarep/charset.h"
 #include "datarep/decimal.h"
+#include "media/splitbit.h"
 
 namespace {
 
@@ -138,6 +142,29 @@ void Variable(const char* from, const char* to) {
   }
 }
 
+void Copy(const char* from, const char* to) {
+  constexpr std::size_t kPart = 4096;
+  Reader in(from);
+  Writer out(to);
+  while (const Byte* part = in.Next(kPart)) {
+    std::memcpy(out.Room(), part, kPart);
+    out.Commit(kPart);
+  }
+}
+
+void Unpack(const char* from, const char* to) {
+  constexpr std::size_t kGroups = 448;
+  std::vector<std::uint16_t> quarters(kGroups * tolvane::kGroupQuarters);
+  Reader in(from);
+  Writer out(to);
+  while (const Byte* words = in.Next(kGroups * tolvane::kGroupBytes)) {
+    tolvane::UnpackQuarters(words, kGroups, quarters.data());
+    Byte* const place = out.Room();
+    for (std::size_t i = 0; i < quarters.size(); ++i) place[i] = static_cast<Byte>(quarters[i]);
+    out.Commit(quarters.size());
+  }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -146,8 +173,12 @@ int main(int argc, char** argv) {
     Flat(argv[2], argv[3]);
   } else if (job == "variable") {
     Variable(argv[2], argv[3]);
+  } else if (job == "copy") {
+    Copy(argv[2], argv[3]);
+  } else if (job == "unpack") {
+    Unpack(argv[2], argv[3]);
   } else {
-    std::fprintf(stderr, "usage: yardstick flat|variable IN OUT\n");
+    std::fprintf(stderr, "usage: yardstick flat|variable|copy|unpack IN OUT\n");
     return 2;
   }
   return 0;

@@ -10,13 +10,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t cou
   constexpr std::size_t kChoices = 4;
   if (count < kChoices) return 0;
   using tolvane::InputKind;
-  constexpr InputKind kKinds[] = {InputKind::kTape, InputKind::kMsdosText, InputKind::kUnixText,
-                                  InputKind::kSdf};
+  constexpr InputKind kKinds[] = {InputKind::kTape, InputKind::kMsdosText, InputKind::kUnixText};
   const tolvane::fuzz::InputFile file(bytes + kChoices, count - kChoices);
   const auto tape = tolvane::openTapeIn({.path = file.path(),
                                          .record_size = 1 + bytes[1],
                                          .block_size = bytes[2] * 3,
-                                         .kind = kKinds[bytes[0] % 4],
+                                         .kind = kKinds[(bytes[0] & 3) % 3],
                                          .fixed = (bytes[0] & 4) != 0});
   if (tape == nullptr) return 0;
   std::size_t records = 0;

@@ -27,6 +27,7 @@ struct ConditionNode {
   char type = 0;             // mask_type: kGroup, kBinary, kFloat, kPacked, kUnsigned, k..Unpacked
   std::size_t location = 0;  // in the record
   std::size_t length = 0;    // bytes of the field, and of `value`
+  std::size_t source_length = 0;  // of the field in the record; in 36-bit data quarter-words
   bool is_signed = false;
   bool sign_leading = false;  // k..Unpacked: overpunched in the first byte, not the last
   bool is_ebcdic = false;     // the literal was translated, and the data is EBCDIC

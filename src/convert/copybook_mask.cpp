@@ -162,8 +162,7 @@ int AddRawFields(const SymbolTable& table) {
       PrintError("Can not find unique field %s ", name.c_str());
       return Fail("Adding RAW fields to the mask table\n");
     }
-    const bool words = opt.sw_sdf != 0 || lasting.bCopyGFlag != 0;
-    if (words && field->length > kMostRawInWords)
+    if (IsWordData() && field->length > kMostRawInWords)
       return Fail("Can not handle raw fields longer than 7 bytes!!\n");
     if (!IsOnList(*field) && AddSymbolToMaskTable(*field, mask_type::kBinary) == 0) return 0;
   }
@@ -333,7 +332,8 @@ int ProcessMaskListCandidate(const Field& field) {
   if (IsRawField(field.name)) return AddSymbolToMaskTable(field, mask_type::kBinary);
   switch (field.usage) {
     case '1':
-      return opt.sw_1toX != 0 ? AddSymbolToMaskTable(field, mask_type::kBit) : AddBitBytes(field);
+      return opt.sw_1toX != 0 || IsWordData() ? AddSymbolToMaskTable(field, mask_type::kBit)
+                                              : AddBitBytes(field);
     case 'B':
       return AddSymbolToMaskTable(field, mask_type::kBinary);
     case 'P':

@@ -61,8 +61,8 @@ void Show(const copybook::Diagnostic& found) {
 CopybookReader::CopybookReader() : diagnostics(Show), lexer(OpenCopybook, diagnostics) {}
 
 copybook::Settings CopybookSettings() {
-  const bool words = opt.sw_sdf != 0 || lasting.bCopyGFlag != 0;
-  copybook::Settings settings = words ? copybook::Settings::For36BitData() : copybook::Settings{};
+  copybook::Settings settings =
+      IsWordData() ? copybook::Settings::For36BitData() : copybook::Settings{};
   settings.bit_to_byte = opt.sw_1toX == 0;
   settings.truncate_bits = opt.sw_1toX != 0 && opt.sw_truncate1 != 0;
   return settings;

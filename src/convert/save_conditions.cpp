@@ -87,7 +87,7 @@ std::string BigEndian(std::int64_t value, std::size_t width) {
 // Bytes of the stored number: those of the field, or in 36-bit data what its digits need.
 std::size_t BinaryWidth(const Field& field) {
   constexpr std::size_t kShort = 2, kInt = 4, kLong = 8;
-  if (opt.sw_sdf == 0 && lasting.bCopyGFlag == 0) {
+  if (!IsWordData()) {
     const auto length = static_cast<std::size_t>(field.length);
     if (length == kShort || length == kInt || length == kLong) return length;
     PrintError("Unknown size of Binary for field %s:%d\n", field.name.c_str(),
@@ -279,7 +279,7 @@ std::unique_ptr<ConditionNode> SaveComparison(const Expression& comparison) {
   if (getSubLoc(comparison.left->identifier, place) == 0) return nullptr;
   node->type = ComparedType(field);
   node->location = static_cast<std::size_t>(place.location);
-  node->length = static_cast<std::size_t>(field.length);
+  node->length = node->source_length = static_cast<std::size_t>(field.length);
   node->is_signed = field.is_signed;
   node->sign_leading = field.sign == copybook::SignPlace::kLeading && !field.sign_separate;
   node->op = copybook::OperatorName(comparison.op);

@@ -12,6 +12,7 @@
 #include "platform/clock.h"
 #include "platform/console.h"
 #include "platform/trace.h"
+#include "state/options.h"
 
 namespace tolvane {
 
@@ -114,7 +115,10 @@ int Analysis::BuildFieldTable(const copybook::SymbolTable& table,
   for (const Field* field = table.First(); field != nullptr; field = field->next) {
     if (named.empty() ? !IsCandidate(*field) : !is_named(*field)) continue;
     const Field* const parent = field->parent;
-    entries_.push_back({field, field->offset, parent != nullptr && parent->parent != nullptr});
+    entries_.push_back({.field = field,
+                        .offset = IsWordData() ? field->aux_offset : field->offset,
+                        .length = IsWordData() ? field->aux_length : field->length,
+                        .in_group = parent != nullptr && parent->parent != nullptr});
   }
   return 0;
 }
@@ -123,7 +127,7 @@ void Analysis::AnalyseRecord(std::span<const Byte> record, bool ebcdic) {
   ++records_;
   for (Entry& entry : entries_) {
     const auto begin = static_cast<std::size_t>(entry.offset);
-    const auto length = static_cast<std::size_t>(entry.field->length);
+    const auto length = static_cast<std::size_t>(entry.length);
     if (length > 0 && begin + length <= record.size())
       Look(entry, record.subspan(begin, length), ebcdic);
   }
@@ -185,7 +189,7 @@ void Analysis::WriteEntry(std::FILE* file, const Entry& entry) const {
     const auto kind = static_cast<char>(i);
     const auto percent = static_cast<int>((entry.counts[i] * 100 + records_ / 2) / records_);
     std::fprintf(file, "%30s %06d %06d", name.c_str(), static_cast<int>(entry.offset),
-                 static_cast<int>(entry.field->length));
+                 static_cast<int>(entry.length));
     if (kind == kGuessBlank || kind == kGuessZeros || kind == kGuessNines || !entry.has_value) {
       std::fprintf(file, " %10s %10s", "N/A", "N/A");
     } else {

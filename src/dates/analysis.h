@@ -2,7 +2,8 @@
 // and a report that tells the user which fields to name in DATE IS statements.
 //
 // Fields of 2 to 9 digits or characters are looked at; those that FIELD statements name, when there
-// are any. Records are looked at as they come, before any conversion.
+// are any. Records are looked at as they come, before any conversion; 36-bit data as it is
+// converted.
 #pragma once
 
 #include <array>
@@ -34,7 +35,7 @@ class Analysis {
 
   struct Entry {
     const copybook::Field* field = nullptr;
-    std::int64_t offset = 0;
+    std::int64_t offset = 0, length = 0;
     bool in_group = false;
     bool has_value = false;
     std::int64_t least = 0, most = 0;

@@ -18,6 +18,7 @@
 #include "pipeline/reshape.h"
 #include "platform/clock.h"
 #include "platform/console.h"
+#include "platform/paths.h"
 #include "platform/system_calls.h"
 #include "platform/trace.h"
 #include "state/options.h"
@@ -113,11 +114,12 @@ Step DeleteIndexedFile() {
     InterpretIsamError(EFLOCKED, opt.outfile, {});
     return Step::kFailed;
   }
-  if (iserase(name) != 0) {
+  if (iserase(name) == 0) {
+    PrintOutput("Indexed file '%s' has been deleted.\n", name);
+  } else {
     InterpretIsamError(iserrno, opt.outfile, {});
-    return Step::kNext;
+    if (!IsLink(opt.outfile)) return Step::kNext;
   }
-  PrintOutput("Indexed file '%s' has been deleted.\n", name);
   if (sys.unlink(name) == 0) PrintOutput("Symbolic Link for file '%s' has been deleted.\n", name);
   return Step::kNext;
 }
@@ -163,15 +165,17 @@ Step AddAlternateKeys() {
   return Step::kNext;
 }
 
-SystemFileType TypeForSystemFile() {
-  if (opt.sw_relative != 0) return SystemFileType::kRelative;
-  return opt.sw_sequential != 0 ? SystemFileType::kSequential : SystemFileType::kIndexed;
-}
-
 Step Register() {
   if (opt.sw_backup == 0 && opt.sw_restore == 0) return Step::kNext;
-  if (opt.sw_addsys != 0 && AddRecordToSystemFile(TypeForSystemFile()) != 0)
-    (void)AddRecordToSecurityFile();  // it has reported
+  const struct {
+    Switch chosen;
+    SystemFileType type;
+  } types[] = {{opt.sw_indexed, SystemFileType::kIndexed},
+               {opt.sw_relative, SystemFileType::kRelative},
+               {opt.sw_sequential, SystemFileType::kSequential}};
+  for (const auto& [chosen, type] : types)
+    if (opt.sw_addsys != 0 && chosen != 0 && AddRecordToSystemFile(type) != 0)
+      (void)AddRecordToSecurityFile();  // it has reported
   if (opt.sw_addcatlg != 0) (void)AddRecordToZorCatLg();
   return Step::kNext;
 }

@@ -1,16 +1,22 @@
 #include "files/fileio.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cerrno>
+#include <cstdlib>
 
 #include "files/indexed_file.h"
 #include "files/platform_records.h"
 #include "files/questions.h"
+#include "media/drive.h"
+#include "media/tape_io.h"
 #include "platform/console.h"
+#include "platform/paths.h"
 #include "platform/system_calls.h"
 #include "platform/trace.h"
 #include "reports/side_reports.h"
 #include "state/options.h"
+#include "state/run.h"
 
 namespace tolvane {
 namespace {
@@ -58,10 +64,49 @@ int TakeFromCatalogue(std::string& name) {
   return Answers(answer, 'n') ? 0 : 1;
 }
 
+// A name of a tape's header as a name of a file or directory; empty when it can be none.
+std::string NameFromTape(std::string name, std::size_t width) {
+  name.resize(std::min(name.find_last_not_of(' ') + 1, width));
+  if (name.find('/') != std::string::npos || name.starts_with('.')) return "";
+  if (opt.sw_upper_case == 0)
+    for (char& c : name) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  return name;
+}
+
+// The path that qualifier and file name of the tape's header make.
+void TakeNameFromTape(std::string& name) {
+  constexpr std::size_t kQualifierWidth = 14, kFileWidth = 17, kLogicalWidth = 8;
+  const std::string qualifier = NameFromTape(pTapeIo->copyg_qualifier, kQualifierWidth);
+  const std::string file = NameFromTape(pTapeIo->file_label, kFileWidth);
+  if (file.empty()) return;
+  if (opt.sw_addsys != 0 && IsBlankName(opt.addsysfile))
+    opt.addsysfile = file.substr(0, kLogicalWidth);
+  name = qualifier.empty() ? file : qualifier + "/" + file;
+  if (const char* const home = std::getenv("ZORHOMEDATA")) name = std::string(home) + "/" + name;
+}
+
+// The name of a file restored from an SDF backup, or 0.
+int VerifySdfName(std::string& name) {
+  constexpr std::size_t kLogicalWidth = 8;
+  if (pTapeIo != nullptr && IsBlankName(name)) TakeNameFromTape(name);
+  if (opt.sw_addsys != 0 && IsBlankName(opt.addsysfile)) {
+    if (AskName("Please supply Zorva LFN name.\n?>", "File will NOT be added to Zorva catalogue.\n",
+                opt.addsysfile) == 0) {
+      opt.sw_addsys = 0;
+      return 1;
+    }
+    opt.addsysfile.resize(std::min(opt.addsysfile.size(), kLogicalWidth));
+  }
+  if (!IsBlankName(name)) return 1;
+  return AskName("Enter the name of the Zorva file to be restored\n?>",
+                 "Unknown File. Can not restore. Terminating!\n", name);
+}
+
 }  // namespace
 
 int VerifyZorFileName(std::string& name) {
   TRACE_FRAME();
+  if (opt.sw_sdf != 0) return VerifySdfName(name);
   if (opt.sw_backup != 0 && IsBlankName(name) &&
       AskName("Enter the name of the Zorva file to backup\n?> ",
               "Unknown backup file. Can not continue. Terminating!\n", name) == 0)
@@ -76,7 +121,31 @@ int VerifyZorFileName(std::string& name) {
     name.erase(end);
     return 1;
   }
-  return opt.sw_read_cat == 0 ? 1 : TakeFromCatalogue(name);
+  if (opt.sw_read_cat == 0 || name == lasting.settled_name) return 1;
+  if (TakeFromCatalogue(name) == 0) return 0;
+  lasting.settled_name = name;
+  return 1;
+}
+
+int CheckApart(const std::string& volume, const std::string& name) {
+  const struct {
+    bool exists;
+    const char* suffix;
+  } files[] = {
+      {true, ""},
+      {IsIndexedFile(), ".dat"},
+      {IsIndexedFile(), ".idx"},
+      {opt.sw_restore != 0, ".dups"},
+      {opt.sw_restore != 0, ".rpt"},
+      {opt.sw_restore != 0, ".bad"},
+  };
+  for (const auto& file : files) {
+    const std::string path = name + file.suffix;
+    if (!file.exists || !ShareFile(volume, path)) continue;
+    PrintError("Input and output are the same file: '%s'\n", path.c_str());
+    return 0;
+  }
+  return 1;
 }
 
 int CreateOutFile() {
@@ -85,6 +154,7 @@ int CreateOutFile() {
     PrintOutput("Illegal file name: %s\n", opt.outfile.c_str());
     return 0;
   }
+  if (opt.sw_restore != 0 && CheckApart(opt.infile, opt.outfile) == 0) return 0;
   if (opt.sw_indexed == 0 && opt.sw_relative == 0 && opt.sw_sequential == 0) {
     PrintError("Missing file type [ indexed, sequential, relative ].\n");
   } else if (CreateZorFile() == 0 || BuildUniqueKeys() == 0) {
@@ -115,10 +185,20 @@ int CreateZorFile() {
   return PrepareIndexedFile();
 }
 
+int CheckNoIndexedFile(const std::string& name) {
+  const std::string data = name + ".dat";
+  const bool is_data = FileExists(data) ? IsSameFile(name, data) : FileExists(name);
+  if (!is_data || !FileExists(name + ".idx")) return 1;
+  PrintError("'%s' is the data of an indexed file; name another output, or delete it with -d -i.\n",
+             name.c_str());
+  return 0;
+}
+
 int createRelSeq() {
   TRACE_FRAME();
   lasting.sw_merge = 0;
   const std::string& name = opt.outfile;
+  if (CheckNoIndexedFile(name) == 0) return 0;
   bool directory_made = false;
   for (;;) {
     const int fd = sys.open(name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);

@@ -2,6 +2,7 @@
 
 #include <isam.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -84,6 +85,18 @@ bool DescribeKey(const KeyEntry& entry, int number, keydesc& key) {
   key.k_part[0].kp_leng = static_cast<std::int16_t>(entry.length);
   key.k_part[0].kp_type = CHARTYPE;
   key.k_len = key.k_part[0].kp_leng;
+  return true;
+}
+
+// An alternate key that can not be added shall be known before the records are loaded. Those that
+// are to be asked for are left for then.
+bool CheckAlternateKeys() {
+  keydesc described;
+  for (int number = 1; number <= std::min(lasting.nKeysNo, kKeys); ++number) {
+    const KeyEntry& key = KeyOf(number);
+    if (number == opt.nPrimeKeyNo || key.location < 0 || key.length < 1) continue;
+    if (!DescribeKey(key, number, described)) return false;
+  }
   return true;
 }
 
@@ -183,7 +196,8 @@ int CreateIndexedFile() {
   TRACE_FRAME();
   lasting.sw_merge = 0;
   keydesc prime;
-  if (!DescribeKey(KeyOf(opt.nPrimeKeyNo), opt.nPrimeKeyNo, prime)) return 0;
+  if (!CheckAlternateKeys() || !DescribeKey(KeyOf(opt.nPrimeKeyNo), opt.nPrimeKeyNo, prime))
+    return 0;
   bool directory_made = false;
   for (;;) {
     const int handle = BuildFile(prime);

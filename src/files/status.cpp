@@ -7,7 +7,7 @@
 
 #include "files/fileio.h"
 #include "platform/console.h"
-#include "platform/system_calls.h"
+#include "platform/paths.h"
 #include "platform/trace.h"
 #include "reports/side_reports.h"
 #include "state/options.h"
@@ -26,18 +26,19 @@ void ShowKeys(int handle, int keys) {
   }
 }
 
-bool IsThere(const std::string& path) {
-  struct stat status {};
-  return sys.stat(path.c_str(), &status) == 0;
-}
-
 // A file that is there and yet not found lacks its other half.
 void ExplainHalfFile(const std::string& name) {
-  const bool has_index = IsThere(name + ".idx");
-  const bool has_data = IsThere(name + ".dat") || IsThere(name);
-  if (has_index == has_data) return;
-  PrintOutput("An indexed file is a pair: '%s%s' is there, '%s%s' is missing.\n", name.c_str(),
-              has_index ? ".idx" : "", name.c_str(), has_index ? ".dat" : ".idx");
+  const std::string index = name + ".idx", data = name + ".dat";
+  const bool has_index = FileExists(index), has_data = FileExists(data);
+  if (has_index == (has_data || FileExists(name))) return;
+  PrintOutput(
+      "An indexed file is a pair: '%s' is there, '%s' is missing. Bring it back, or remove or "
+      "rename the other one.\n",
+      (has_index  ? index
+       : has_data ? data
+                  : name)
+          .c_str(),
+      (has_index ? data : index).c_str());
 }
 
 }  // namespace

@@ -258,7 +258,7 @@ void isStart(Handle& handle, const keydesc* key, int length, const Byte* record,
   const int plain = mode & ~ISKEEPLOCK;
   if (plain < ISFIRST || plain > ISGTEQ || key == nullptr) throw Failure{EBADARG};
   Operation operation(handle, Operation::Kind::kRead);
-  const Position before = handle;
+  const Position before = static_cast<const Position&>(handle);
   try {
     if (key->k_nparts > 0) return StartByKey(handle, *key, length, record, plain);
     if (handle.file->record_length == 0) throw Failure{EBADARG};  // nothing says which are live
@@ -281,7 +281,7 @@ void isRead(Handle& handle, Byte* record, int mode) {
   for (;;) {
     {
       Operation operation(handle, Operation::Kind::kRead);
-      if (locks) before = handle;
+      if (locks) before = static_cast<const Position&>(handle);
       const bool found = MoveHandle(handle, record, plain);
       if (wanted != 0 && (!found || handle.record != wanted))
         isDropData(*handle.file, &handle, wanted);

@@ -6,12 +6,17 @@
 #include <string_view>
 
 #include "datarep/charset.h"
+#include "media/splitbit.h"
 
 namespace tolvane {
 namespace {
 
 // Labels of every kind have a digit behind one of these.
 constexpr std::string_view kKinds[] = {"VOL", "HDR", "EOF", "EOV", "UVL", "UHL", "UTL"};
+
+// A label of 9-bit characters: what is read of it, and its 80 characters.
+constexpr std::size_t kLabelGroups = 8;
+constexpr std::size_t kMostLabelBytes = kLabelSize / kGroupQuarters * kGroupBytes;
 
 // A label under construction, in ASCII.
 class Builder {
@@ -89,7 +94,24 @@ Label MakeHdr2(const char* name, const BlockFormat& format) {
       .InEbcdic();
 }
 
-std::optional<std::string> ReadLabel(std::span<const Byte> block) {
+Label InWords(const Label& label) {
+  std::array<std::uint16_t, kLabelSize> characters{};
+  for (std::size_t i = 0; i < kLabelSize; ++i) characters[i] = ebc2asc[label[i]];
+  std::array<Byte, kMostLabelBytes> bytes{};
+  PackQuarters(characters.data(), kLabelSize / kGroupQuarters, bytes.data());
+  Label words{};
+  std::copy_n(bytes.begin(), words.size(), words.begin());
+  return words;
+}
+
+std::optional<std::string> ReadLabel(std::span<const Byte> block, bool in_words) {
+  if (in_words && block.size() >= kLabelGroups * kGroupBytes && block.size() <= kMostLabelBytes) {
+    std::array<Byte, kLabelGroups * kGroupQuarters> characters{};
+    UnpackGroups(block.data(), kLabelGroups, characters.data());
+    std::string text(characters.begin(), characters.end());
+    text.resize(kLabelSize, ' ');
+    if (IsName(text)) return text;
+  }
   if (block.size() != kLabelSize) return std::nullopt;
   std::string text(block.begin(), block.begin() + kLabelSize);
   if (IsName(text)) return text;

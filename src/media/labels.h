@@ -67,8 +67,14 @@ struct BlockFormat {
 // `name` is "HDR2", "EOF2" or "EOV2".
 [[nodiscard]] Label MakeHdr2(const char* name, const BlockFormat& format);
 
-// The label's text in ASCII, when the block has a label's size and name in ASCII or EBCDIC.
-[[nodiscard]] std::optional<std::string> ReadLabel(std::span<const Byte> block);
+// The same label for a volume of 36-bit words: ASCII characters of 9 bits, as many as a label's
+// bytes hold. What it loses at its end are spaces.
+[[nodiscard]] Label InWords(const Label& label);
+
+// The label's text in ASCII, when the block has a label's size and name in ASCII or EBCDIC; with
+// `in_words` also in characters of 9 bits.
+[[nodiscard]] std::optional<std::string> ReadLabel(std::span<const Byte> block,
+                                                   bool in_words = false);
 // Whether the first bytes of a label, fewer than its name perhaps, may begin a VOL1 or HDR1.
 // Text counts only when it is in EBCDIC: `may_be_ascii` false.
 [[nodiscard]] bool MayBeginVolume(std::span<const Byte> bytes, bool may_be_ascii);

@@ -1,7 +1,5 @@
 #include "media/output_stream.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 
@@ -13,26 +11,6 @@ namespace tolvane {
 namespace {
 
 constexpr std::size_t kPieceLimit = std::size_t{256} << 10;
-constexpr int kWriteRetries = 20;
-
-// Writes as much as it can and returns how much that was; errno tells what stopped it.
-std::size_t WriteSome(int fd, const Byte* bytes, std::size_t count) {
-  std::size_t done = 0;
-  int retries = 0;
-  while (done < count) {
-    const ssize_t n = sys.write(fd, bytes + done, count - done);
-    if (n > 0) {
-      done += static_cast<std::size_t>(n);
-      retries = 0;
-    } else if (n == 0) {
-      errno = ENOSPC;
-      break;
-    } else if ((errno != EINTR && errno != EAGAIN) || ++retries > kWriteRetries) {
-      break;
-    }
-  }
-  return done;
-}
 
 }  // namespace
 

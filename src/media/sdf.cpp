@@ -1,19 +1,9 @@
 #include "media/sdf.h"
 
-#include <utility>
-
 #include "platform/console.h"
 
 namespace tolvane {
 namespace {
-
-// Types of control images.
-constexpr unsigned kContinuation = 053;
-constexpr unsigned kEndOfFile = 077;
-
-// Words of the label that hold what the program reads.
-constexpr std::size_t kRecordSizeWord = 4;
-constexpr std::size_t kRecordCountWord = 12;
 
 struct KindName {
   const char* begins;
@@ -22,89 +12,94 @@ struct KindName {
 constexpr KindName kKinds[] = {
     {"**EF**", SdfKind::kElement}, {"*OP", SdfKind::kPrint}, {"*VX", SdfKind::kData}};
 
-std::uint64_t Value(const Word& word) {
-  std::uint64_t value = 0;
-  for (const std::uint16_t quarter : word) value = value << 9 | quarter;
-  return value;
-}
-
-// Sixth 0 to 5 of a word.
-unsigned Sixth(const Word& word, int index) {
-  return static_cast<unsigned>(Value(word) >> (30 - 6 * index) & 077);
-}
-
-std::string FieldataText(const Word& word) {
-  std::string text;
-  for (int i = 0; i < 6; ++i) text += field2ascii[Sixth(word, i)];
-  return text;
+constexpr std::int64_t Signed(Word word) {
+  return static_cast<std::int64_t>(word << (64 - kWordBits)) >> (64 - kWordBits);
 }
 
 }  // namespace
 
 bool SdfReader::ReadLabel(SdfLabel& label) {
   Word word;
-  for (std::size_t i = 0; i < kSdfLabelWords; ++i) {
+  if (!words_.Next(word)) return false;
+  const std::string text = FieldataText(word);
+  for (const KindName& row : kKinds)
+    if (text.starts_with(row.begins)) label.kind = row.kind;
+  label.data_type = Sixth(word, 5);
+  if (label.kind == SdfKind::kPrint) return words_.Pass(Sixth(word, 1));
+  if (label.kind != SdfKind::kData) return true;
+  for (std::size_t i = 1; i < kSdfLabelWords; ++i) {
     if (!words_.Next(word)) return false;
-    if (i == 0) {
-      const std::string text = FieldataText(word);
-      for (const KindName& row : kKinds)
-        if (text.starts_with(row.begins)) label.kind = row.kind;
-      label.data_type = Sixth(word, 5);
-      if (label.kind != SdfKind::kData) return true;
-    } else if (i == kRecordSizeWord) {
-      label.record_size = static_cast<std::int32_t>(Value(word) & 0x3FFFF) * 4;
-    } else if (i == kRecordCountWord) {
-      label.record_count = static_cast<std::int32_t>(Value(word) >> 4);
-    }
+    if (i == kSdfRecordSizeWord)
+      label.record_size = static_cast<std::int32_t>((word & kHalfWord) * kQuartersInWord);
+    if (i == kSdfRecordCountWord) label.record_count = Signed(word);
   }
   return true;
 }
 
 bool SdfReader::NextImage(SdfImage& image) {
   if (has_ahead_) {
-    image = std::move(ahead_);
+    image = ahead_;
     has_ahead_ = false;
     return true;
   }
   Word control;
   if (at_end_ || !words_.Next(control)) return false;
-  const std::uint64_t value = Value(control);
-  image.is_control = (value >> 35 & 1) != 0;
+  image.control = control;
+  image.is_control = (control >> (kWordBits - 1) & 1) != 0;
   image.type = image.is_control ? Sixth(control, 0) : 0;
-  const auto length =
-      static_cast<std::size_t>(image.is_control ? Sixth(control, 1) : value >> 24 & 03777);
-  image.quarters.clear();
-  Word word;
-  for (std::size_t i = 0; i < length; ++i) {
-    if (!words_.Next(word)) {
-      PrintError("The SDF file ends inside an image of %zu words (block %ld).\n", length,
-                 words_.blocks());
-      damaged_ = at_end_ = true;
-      return false;
-    }
-    image.quarters.insert(image.quarters.end(), word.begin(), word.end());
-  }
-  at_end_ = image.is_control && image.type == kEndOfFile;
+  image.words = image.is_control ? Sixth(control, 1) : control >> 24 & kMostImageWords;
+  at_end_ = image.is_control && image.type == sdf_image::kEndOfFile;
   return true;
 }
 
-bool SdfReader::NextRecord(std::vector<std::uint16_t>& record) {
-  SdfImage image;
-  do {
-    if (!NextImage(image)) return false;
-  } while (image.is_control);
-  record = std::move(image.quarters);
-  for (;;) {
-    if (!NextImage(image)) return true;
-    if (!image.is_control || image.type != kContinuation) {
-      ahead_ = std::move(image);
+bool SdfReader::Cut(const SdfImage& image) {
+  PrintError("'%s' ends inside an image of %zu words (block %ld).\n", words_.name().c_str(),
+             image.words, words_.blocks());
+  damaged_ = at_end_ = true;
+  return false;
+}
+
+bool SdfReader::Take(const SdfImage& image, std::vector<std::uint16_t>& to) {
+  return words_.Append(image.words, to) || Cut(image);
+}
+
+bool SdfReader::Pass(const SdfImage& image) { return words_.Pass(image.words) || Cut(image); }
+
+bool SdfReader::TakeBounded(const SdfImage& image, std::vector<std::uint16_t>& record,
+                            std::size_t most_words) {
+  const std::size_t words = record.size() / kQuartersInWord + image.words;
+  if (words <= most_words) return Take(image, record);
+  PrintError("A record in block %ld of '%s' has %zu words or more; the most is %zu.\n",
+             words_.blocks(), words_.name().c_str(), words, most_words);
+  damaged_ = at_end_ = true;
+  return false;
+}
+
+bool SdfReader::TakeRecord(const SdfImage& image, std::vector<std::uint16_t>& record,
+                           std::size_t most_words) {
+  if (!TakeBounded(image, record, most_words)) return false;
+  SdfImage next;
+  while (NextImage(next)) {
+    if (!next.is_control || next.type != sdf_image::kContinuation) {
+      ahead_ = next;
       has_ahead_ = true;
       return true;
     }
-    if (!NextImage(image)) return true;
-    if (!image.is_control)
-      record.insert(record.end(), image.quarters.begin(), image.quarters.end());
+    if (!Pass(next)) return false;
+    if (!NextImage(next)) return Cut(image);
+    if (next.is_control ? !Pass(next) : !TakeBounded(next, record, most_words)) return false;
   }
+  return true;
+}
+
+bool SdfReader::NextRecord(std::vector<std::uint16_t>& record, std::size_t most_words) {
+  record.clear();
+  SdfImage image;
+  while (NextImage(image)) {
+    if (!image.is_control) return TakeRecord(image, record, most_words);
+    if (!Pass(image)) return false;
+  }
+  return false;
 }
 
 }  // namespace tolvane

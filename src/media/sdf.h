@@ -2,11 +2,11 @@
 //
 //   bit 0 clear   a data image; bits 1 to 11 are its length in words
 //   bit 0 set     a control image; the first six bits are its type, the next six its length
-//                 (octal: 50 label, 51 bypass, 52 end of record, 53 continuation, 54 end of record
-//                 with a count, 77 end of file)
 //
 // A record is a data image and the data images that continuation images join to it. The label is
-// the first 28 words; its first six characters, in Fieldata, tell what the file is.
+// a control image of its own; its first word, six characters in Fieldata, tells what the file is.
+//
+// A file that ends inside an image is reported here, once; `damaged` tells the caller.
 #pragma once
 
 #include <cstdint>
@@ -17,40 +17,84 @@
 
 namespace tolvane {
 
+// Types of control images.
+namespace sdf_image {
+inline constexpr unsigned kLabel = 050;
+inline constexpr unsigned kBypass = 051;
+inline constexpr unsigned kEndOfRecord = 052;
+inline constexpr unsigned kContinuation = 053;
+inline constexpr unsigned kEndOfRecordCount = 054;
+inline constexpr unsigned kSpacing = 060;  // of print files
+inline constexpr unsigned kEndOfFile = 077;
+}  // namespace sdf_image
+
+// The most words of a data image.
+inline constexpr std::size_t kMostImageWords = 03777;
+
+// The control words of a data image and of an empty control image.
+[[nodiscard]] constexpr Word DataControl(std::size_t words) { return Word{words} << 24; }
+[[nodiscard]] constexpr Word EmptyControl(unsigned type) { return Word{type} << 30; }
+
 enum class SdfKind { kData, kPrint, kElement, kOther };
+
+// The last sixth of a label's first word.
+namespace sdf_type {
+inline constexpr unsigned kFieldata = 0;
+inline constexpr unsigned kAscii = 1;
+inline constexpr unsigned kIso = 35;
+}  // namespace sdf_type
+// Whether it stands for ASCII or ISO characters of 9 bits.
+[[nodiscard]] constexpr bool IsNineBit(unsigned type) {
+  return type == sdf_type::kAscii || type == sdf_type::kIso;
+}
+
+// Words of the label of a data file, and those of them that hold what the program reads.
+inline constexpr std::size_t kSdfLabelWords = 28;
+inline constexpr std::size_t kSdfRecordSizeWord = 4;    // second half: words of a record
+inline constexpr std::size_t kSdfRecordCountWord = 12;  // signed
 
 // What the first words of a file say.
 struct SdfLabel {
   SdfKind kind = SdfKind::kOther;
-  unsigned data_type = 0;         // 1 and 35: ASCII/ISO characters of 9 bits
+  unsigned data_type = 0;
   std::int32_t record_size = 0;   // bytes
-  std::int32_t record_count = 0;  // 0: not told
+  std::int64_t record_count = 0;  // 0: not told
 };
 
-inline constexpr std::size_t kSdfLabelWords = 28;
-
-// A data or control image.
+// The control word of an image. What it announces must be taken or passed before the next one.
 struct SdfImage {
   bool is_control = false;
   unsigned type = 0;  // of a control image
-  std::vector<std::uint16_t> quarters;
+  std::size_t words = 0;
+  Word control = 0;
 };
 
 class SdfReader {
  public:
   explicit SdfReader(WordStream& words) : words_(words) {}
 
-  // Reads the label. False when the stream ends in it.
+  // Reads the label; of an element file its first word only. False when the stream ends in it.
   [[nodiscard]] bool ReadLabel(SdfLabel& label);
-  // The next image; false at the end of the file. An image that the stream does not hold whole
-  // ends the file after a message.
+  // The next image; false at the end of the file.
   [[nodiscard]] bool NextImage(SdfImage& image);
-  // The quarter-words of the next record; false at the end.
-  [[nodiscard]] bool NextRecord(std::vector<std::uint16_t>& record);
+  // Appends the quarter-words of the image at hand. False after a message when it is cut.
+  [[nodiscard]] bool Take(const SdfImage& image, std::vector<std::uint16_t>& to);
+  [[nodiscard]] bool Pass(const SdfImage& image);
+  // Appends the data image at hand and those joined to it; false after a message when one is cut or
+  // they have more than `most_words` words.
+  [[nodiscard]] bool TakeRecord(const SdfImage& image, std::vector<std::uint16_t>& record,
+                                std::size_t most_words);
+  // The quarter-words of the next record; false at the end, and after a message when the record
+  // has more than `most_words` words.
+  [[nodiscard]] bool NextRecord(std::vector<std::uint16_t>& record, std::size_t most_words);
 
-  [[nodiscard]] bool damaged() const { return damaged_; }
+  [[nodiscard]] bool damaged() const { return damaged_ || words_.cut_short(); }
 
  private:
+  [[nodiscard]] bool TakeBounded(const SdfImage& image, std::vector<std::uint16_t>& record,
+                                 std::size_t most_words);
+  [[nodiscard]] bool Cut(const SdfImage& image);
+
   WordStream& words_;
   SdfImage ahead_;  // read and not yet used
   bool has_ahead_ = false;

@@ -115,4 +115,21 @@ void UnpackGroups(const Byte* from, std::size_t groups, Byte* to) {
   }
 }
 
+void UnpackQuarters(const Byte* from, std::size_t groups, std::uint16_t* to) {
+  for (; groups > 0; --groups, from += kGroupBytes, to += kGroupQuarters) {
+    const auto head = LoadBig<std::uint64_t>(from);  // the first 64 of the 72 bits
+    for (int i = 0; i < 7; ++i) to[i] = static_cast<std::uint16_t>(head >> (55 - 9 * i) & 0x1FF);
+    to[7] = static_cast<std::uint16_t>((head & 1) << 8 | from[8]);
+  }
+}
+
+void PackQuarters(const std::uint16_t* from, std::size_t groups, Byte* to) {
+  for (; groups > 0; --groups, from += kGroupQuarters, to += kGroupBytes) {
+    std::uint64_t head = 0;
+    for (int i = 0; i < 7; ++i) head = head << 9 | (from[i] & 0x1FFU);
+    StoreBig<std::uint64_t>(to, head << 1 | (from[7] >> 8 & 1U));
+    to[8] = static_cast<Byte>(from[7]);
+  }
+}
+
 }  // namespace tolvane

@@ -67,4 +67,9 @@ void oneTwoComp(std::span<Byte> value);
 // become one byte. `from` holds groups * 9 bytes, `to` groups * 8.
 void UnpackGroups(const Byte* from, std::size_t groups, Byte* to);
 
+// Unpacks whole groups into their quarter-words, and packs them again. The bytes are groups * 9,
+// the quarter-words groups * 8.
+void UnpackQuarters(const Byte* from, std::size_t groups, std::uint16_t* to);
+void PackQuarters(const std::uint16_t* from, std::size_t groups, Byte* to);
+
 }  // namespace tolvane

@@ -48,6 +48,11 @@ ImagePath ParseImagePath(const std::string& path) {
   return {.list = path};
 }
 
+std::string NameOfVolume(const std::string& path) {
+  const ImagePath image = ParseImagePath(path);
+  return image.is_image ? image.list.substr(0, image.list.find_first_of(",=")) : path;
+}
+
 bool TapeImageReader::Open(const std::string& path) { return stream_.Open(path); }
 
 TapeObject TapeImageReader::Next() { return format_ == ImageFormat::kTap ? NextTap() : NextAws(); }

@@ -36,6 +36,9 @@ struct ImagePath {
 };
 [[nodiscard]] ImagePath ParseImagePath(const std::string& path);
 
+// The name for files that stand beside a volume: that of its file, or of the first of its images.
+[[nodiscard]] std::string NameOfVolume(const std::string& path);
+
 // One object of an image.
 struct TapeObject {
   enum class Kind { kBlock, kMark, kGap, kEnd, kDamage };

@@ -66,8 +66,9 @@ std::size_t GetTapeBlock(TapeIo& tape) {
   constexpr std::size_t kMore = 8;
   constexpr std::size_t kLeastCapacity = 32768;
   const auto size = static_cast<std::size_t>(std::max(tape.block_size, 1));
-  const std::size_t most =
-      tape.variable_blocked || tape.is_text() ? std::max(size, kLeastCapacity) : size + kMore;
+  const std::size_t most = tape.variable_blocked || tape.is_text() || tape.in_words
+                               ? std::max(size, kLeastCapacity)
+                               : size + kMore;
   const Drive::Block read = std::exchange(tape.has_early_block, false)
                                 ? Drive::Block{.data = tape.early_block}
                                 : tape.drive->ReadBlock(most);
@@ -205,6 +206,20 @@ std::size_t NextBlock(TapeIo& tape) {
   return length;
 }
 
+// The next block of a tape of words. A block of another size, but for the first and the last, would
+// shift all words behind it.
+std::size_t NextWordBlock(TapeIo& tape) {
+  const bool is_first = tape.blocks_read <= 1;
+  const std::size_t last = std::exchange(tape.last_word_block, 0);
+  const std::size_t got = NextBlock(tape);
+  tape.last_word_block = got;
+  if (!tape.word_blocks || is_first || got == 0 || last == kCopygBlockBytes) return got;
+  PrintError("Block %ld of '%s' has %zu bytes and is not the last; whole ones have %zu.\n",
+             tape.blocks_read - 1, tape.device.c_str(), last, kCopygBlockBytes);
+  GiveUp(tape);
+  return 0;
+}
+
 // What a block leaves when its size is no multiple of the record size is passed over, unless the
 // input ends there: then it is a record cut short.
 bool PassRest(TapeIo& tape) {
@@ -282,7 +297,45 @@ TapeRecord GetVariableRecord(TapeIo& tape, std::int32_t capacity) {
   return record;
 }
 
+bool IsWordKind(InputKind kind) {
+  return kind == InputKind::kCopyg || kind == InputKind::kElement || kind == InputKind::kSdf;
+}
+
+// How the kind of the input is read.
+void SetKind(TapeIo& tape, const TapeInRequest& request) {
+  tape.in_words = IsWordKind(request.kind);
+  tape.word_blocks = tape.in_words && request.kind != InputKind::kSdf;
+  tape.unix_text = request.kind == InputKind::kUnixText;
+  tape.msdos_text = request.kind == InputKind::kMsdosText;
+  if (tape.is_text()) {
+    tape.volume_serial = tape.unix_text ? "UNIX" : "MSDOS";
+    tape.block_size = request.record_size;
+  } else if (tape.word_blocks) {
+    tape.block_size = static_cast<std::int32_t>(kCopygBlockBytes);
+  }
+  tape.fixed_blocked = request.fixed || tape.is_text() || tape.word_blocks;
+  tape.variable_blocked = !tape.fixed_blocked;
+}
+
 }  // namespace
+
+std::span<const Byte> getCopygSdfBlk(TapeIo& tape, std::size_t most) {
+  std::span<const Byte> shown;
+  if (!tape.is_tape() && !tape.variable_blocked) {
+    shown = tape.stream.Peek(most);
+    shown = shown.first(std::min(most, shown.size()));
+    tape.stream.Skip(shown.size());
+    if (shown.empty()) ReportReadError(tape);
+    return shown;
+  }
+  if (tape.words_left.empty())
+    tape.words_left = tape.variable_blocked      ? GetVariableRecord(tape, INT32_MAX).data
+                      : NextWordBlock(tape) != 0 ? std::exchange(tape.block, {})
+                                                 : std::span<const Byte>{};
+  shown = tape.words_left.first(std::min(most, tape.words_left.size()));
+  tape.words_left = tape.words_left.subspan(shown.size());
+  return shown;
+}
 
 std::unique_ptr<TapeIo> openTapeIn(const TapeInRequest& request) {
   TRACE_FRAME();
@@ -293,20 +346,11 @@ std::unique_ptr<TapeIo> openTapeIn(const TapeInRequest& request) {
   tape->drive = std::move(opened.drive);
   tape->names = opened.names;
   tape->device = opened.names.rewind;
-  tape->fixed_blocked = request.fixed;
-  tape->variable_blocked = !request.fixed;
   tape->record_size = request.record_size;
   tape->block_size = request.block_size < 1 ? request.record_size : request.block_size;
   tape->records_in_block = tape->block_size != tape->record_size;
   tape->file_label = BaseName(tape->device).substr(0, kFileLabelWidth);
-  if (request.kind == InputKind::kUnixText || request.kind == InputKind::kMsdosText) {
-    tape->unix_text = request.kind == InputKind::kUnixText;
-    tape->msdos_text = !tape->unix_text;
-    tape->volume_serial = tape->unix_text ? "UNIX" : "MSDOS";
-    tape->block_size = request.record_size;
-    tape->fixed_blocked = true;
-    tape->variable_blocked = false;
-  }
+  SetKind(*tape, request);
   tape->stream.before_wait = request.before_wait;
   if (!tape->is_tape() && !tape->stream.Open(tape->device)) return nullptr;
   tape->regular_file = tape->stream.is_regular();
@@ -316,6 +360,7 @@ std::unique_ptr<TapeIo> openTapeIn(const TapeInRequest& request) {
     errno = tape->stream.error();
     return nullptr;
   }
+  if (tape->in_words && !OpenWords(*tape, request.kind)) return nullptr;
   return tape;
 }
 

@@ -15,6 +15,7 @@
 #include "datarep/byte_order.h"
 #include "media/drive.h"
 #include "media/input_stream.h"
+#include "media/sdf.h"
 
 namespace tolvane {
 
@@ -25,7 +26,16 @@ enum class InputKind : char {
   kTape = ' ',       // labels, fixed or variable blocks
   kCopyg = 'G',      // 36-bit COPYG blocks
   kElement = 'E',    // element file
-  kSdf = 'S',        // labels, fixed or variable blocks
+  kSdf = 'S',        // labels, fixed or variable blocks of SDF words
+};
+
+// The words of a volume of a 36-bit kind, behind its headers.
+struct SdfVolume {
+  SdfVolume(const std::string& name, WordStream::Source source)
+      : words(name, std::move(source)), reader(words) {}
+  WordStream words;
+  SdfReader reader;
+  SdfLabel label;
 };
 
 // Each record of a variable block begins with a descriptor of this many bytes, which its length
@@ -46,6 +56,8 @@ struct TapeIo {
   bool msdos_text = false;
   bool unix_text = false;
   bool regular_file = false;
+  bool in_words = false;         // a 36-bit kind
+  bool word_blocks = false;      // ... of blocks of one size, whatever labels say
   bool labelled = false;         // a VOL1 or HDR1 was found
   bool damaged = false;          // the volume was not read to its end
   bool has_early_block = false;  // the first data block stands in `early_block`
@@ -57,16 +69,20 @@ struct TapeIo {
   std::string device;              // the path
   std::int32_t volume_number = 0;  // from HDR1; the one expected when volumes change
   std::string volume_serial;       // from VOL1; "UNIX" or "MSDOS" for text
-  std::string file_label;          // from HDR1, else the path's base name
+  std::string file_label;          // from HDR1 or the COPYG header, else the path's base name
+  std::string copyg_qualifier;     // the other name of the COPYG header
 
   std::unique_ptr<Drive> drive;  // a tape; null for a file
   DeviceNames names;
-  InputStream stream;             // a file
-  std::span<const Byte> block;    // what is left of the block at hand
-  std::vector<Byte> assembled;    // a line padded, or a record put together from two blocks
-  std::vector<Byte> rest;         // what a block left behind its last whole record
-  std::vector<Byte> early_block;  // a data block met where a label was looked for
-  std::vector<Byte> text;         // bytes of text blocks of a tape not yet made lines
+  InputStream stream;                  // a file
+  std::span<const Byte> block;         // what is left of the block at hand
+  std::vector<Byte> assembled;         // a line padded, or a record put together from two blocks
+  std::vector<Byte> rest;              // what a block left behind its last whole record
+  std::vector<Byte> early_block;       // a data block met where a label was looked for
+  std::vector<Byte> text;              // bytes of text blocks of a tape not yet made lines
+  std::span<const Byte> words_left{};  // a 36-bit kind: of the block or record at hand
+  std::size_t last_word_block = 0;     // ... bytes of the block before
+  std::unique_ptr<SdfVolume> sdf;      // ... its words
 
   [[nodiscard]] bool is_text() const { return msdos_text || unix_text; }
   [[nodiscard]] bool is_tape() const { return drive != nullptr; }
@@ -82,8 +98,9 @@ struct TapeInRequest {
   void (*before_wait)() = nullptr;  // called before a read that may block
 };
 
-// Opens an input and reads its labels: a tape device, tape images or a file. Null with errno set,
-// or with errno 0 when the input is empty.
+// Opens an input and reads its labels: a tape device, tape images or a file; of the 36-bit kinds
+// also the header and the label of the SDF file, which it announces. Null with errno set, or with
+// errno 0 when the input is empty.
 [[nodiscard]] std::unique_ptr<TapeIo> openTapeIn(const TapeInRequest& request);
 
 // Reads the labels at the front of a volume. 1 when the first data block comes next, 0 to give up.
@@ -92,6 +109,14 @@ struct TapeInRequest {
 // Puts in volume `number`: the next of the list, or the one that somebody is asked to mount. False
 // to give up.
 [[nodiscard]] bool ChangeVolume(Drive& drive, const std::string& device, std::int32_t number);
+
+// Reads the COPYG header, if there is one, and the label of the SDF file, and makes the words
+// behind them what comes next. False after messages, with errno set.
+[[nodiscard]] bool OpenWords(TapeIo& tape, InputKind kind);
+
+// The next bytes of a volume of words, at most `most`, whatever its blocks are; valid until the
+// next call. None at the end.
+[[nodiscard]] std::span<const Byte> getCopygSdfBlk(TapeIo& tape, std::size_t most);
 
 // Handles what stands behind a tape mark: 1 when reading goes on on a new volume.
 [[nodiscard]] int readEof(TapeIo& tape);

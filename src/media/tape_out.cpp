@@ -30,7 +30,8 @@ BlockFormat FormatOf(const TapeOut& tape) {
   return {tape.is_variable() ? 'V' : 'F', tape.block_size, tape.record_size};
 }
 
-bool putLabel(TapeOut& tape, const Label& label) {
+bool putLabel(TapeOut& tape, const Label& ebcdic) {
+  const Label label = tape.copyg != nullptr ? InWords(ebcdic) : ebcdic;
   if (tape.is_tape()) return tape.drive->WriteBlock(label, true);
   std::copy(label.begin(), label.end(), tape.stream.Room(label.size()));
   tape.stream.Commit(label.size());
@@ -118,6 +119,22 @@ bool WriteToTape(TapeOut& tape, std::span<const Byte> block) {
   }
 }
 
+// Writes a block that was built elsewhere than in the room for one.
+bool WriteBlock(TapeOut& tape, std::span<const Byte> block) {
+  if (tape.is_tape()) return WriteToTape(tape, block);
+  std::copy(block.begin(), block.end(), tape.stream.Room(block.size()));
+  tape.stream.Commit(block.size());
+  return true;
+}
+
+// Takes the header from its file, which stands beside the volume.
+bool PrepareCopyg(TapeOut& tape, const std::string& path) {
+  tape.copyg = std::make_unique<CopygBlocks>();
+  tape.fixed_blocked = true;
+  tape.block_size = static_cast<std::int32_t>(kCopygBlockBytes);
+  return tape.copyg->ReadHeaderFile(NameOfVolume(path) + ".hdr");
+}
+
 // Writes the block being filled, unless it holds no record.
 bool putBlk(TapeOut& tape) {
   if (tape.block == nullptr) return true;
@@ -154,8 +171,12 @@ std::unique_ptr<TapeOut> openTapeOut(const TapeOutRequest& request) {
   tape->msdos_text = request.kind == InputKind::kMsdosText;
   tape->labelled = !IsBlank(tape->volume_serial) && !IsBlank(tape->file_label) &&
                    tape->volume_serial != kNoLabels;
-  if (tape->record_size > 0) SettleBlockSize(*tape);
-  if (!SizesFit(*tape)) return nullptr;
+  if (request.kind == InputKind::kCopyg) {
+    if (!PrepareCopyg(*tape, request.path)) return nullptr;
+  } else {
+    if (tape->record_size > 0) SettleBlockSize(*tape);
+    if (!SizesFit(*tape)) return nullptr;
+  }
 
   OpenedDrive opened = OpenDrive({.path = request.path, .use = DriveUse::kWrite});
   tape->drive = std::move(opened.drive);
@@ -176,10 +197,25 @@ std::unique_ptr<TapeOut> openTapeOut(const TapeOutRequest& request) {
     PrintError("Writing labels to '%s': %s\n", tape->device.c_str(), std::strerror(errno));
     return nullptr;
   }
+  if (tape->copyg != nullptr && !WriteBlock(*tape, tape->copyg->header())) return nullptr;
   return tape;
 }
 
+bool putCopygBlk(TapeOut& tape, std::span<const std::uint16_t> record) {
+  const auto put = [&tape](std::span<const Byte> block) {
+    if (!WriteBlock(tape, block)) return false;
+    ++tape.blocks_written;
+    ++tape.blocks_on_volume;
+    return true;
+  };
+  return record.empty() ? tape.copyg->Finish(put) : tape.copyg->AddRecord(record, put);
+}
+
 bool putTapeOut(TapeOut& tape, const Byte* record) {
+  if (tape.copyg != nullptr) {
+    tape.quarters.assign(record, record + tape.record_size);
+    return putCopygBlk(tape, tape.quarters);
+  }
   const std::size_t room = RoomOfRecord(tape);
   if (tape.block != nullptr && tape.filled + room > static_cast<std::size_t>(tape.block_size) &&
       !putBlk(tape))
@@ -201,11 +237,11 @@ bool putTapeOut(TapeOut& tape, const Byte* record) {
 
 std::int32_t closeTapeOut(TapeOut& tape) {
   TRACE_FRAME();
-  (void)putBlk(tape);  // a failure has been reported and counted
+  // A failure has been reported and counted.
+  (void)(tape.copyg != nullptr && tape.lost == 0 ? putCopygBlk(tape, {}) : putBlk(tape));
   const bool trailed = putTapeMark(tape) && (!tape.labelled || addTrailer(tape, "EOF"));
   const bool closed = tape.is_tape() ? tape.drive->Close() : tape.stream.Close();
   if (!trailed || !closed) processError(errno, tape.device);
-  tape.lost += tape.stream.lost();
   return tape.blocks_written;
 }
 

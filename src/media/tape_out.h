@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "datarep/byte_order.h"
+#include "media/copyg_blocks.h"
 #include "media/drive.h"
 #include "media/labels.h"
 #include "media/output_stream.h"
@@ -38,14 +39,16 @@ struct TapeOut {
   bool msdos_text = false;
   bool unix_text = false;
   bool labelled = false;
+  std::unique_ptr<CopygBlocks> copyg;  // a COPYG volume; null for others
   std::string device;
   std::string volume_serial;
   std::string file_label;
 
-  std::unique_ptr<Drive> drive;  // a tape; null for a file
-  OutputStream stream{"Block"};  // a file
-  std::vector<Byte> buffer;      // a tape's block being filled
-  std::int64_t lost = 0;         // blocks that a tape did not take
+  std::unique_ptr<Drive> drive;         // a tape; null for a file
+  OutputStream stream{"Block"};         // a file
+  std::vector<Byte> buffer;             // a tape's block being filled
+  std::int64_t lost = 0;                // blocks that a tape did not take
+  std::vector<std::uint16_t> quarters;  // a COPYG record
   Byte* block = nullptr;   // the block being filled, in the buffer or the stream's room; or null
   std::size_t filled = 0;  // its bytes, its descriptor included
 
@@ -54,7 +57,8 @@ struct TapeOut {
   [[nodiscard]] bool is_tape() const { return drive != nullptr; }
 };
 
-// Creates the volume and writes its header labels. Null after a message with the reason.
+// Creates the volume and writes its header labels; of a COPYG volume also the header, from the file
+// named like the volume with ".hdr" added. Null after a message with the reason.
 [[nodiscard]] std::unique_ptr<TapeOut> openTapeOut(const TapeOutRequest& request);
 
 // Adds one record of record_size bytes. False when a tape is full and no further volume came: the
@@ -62,8 +66,12 @@ struct TapeOut {
 // reported and counted by the stream, and the run goes on.
 [[nodiscard]] bool putTapeOut(TapeOut& tape, const Byte* record);
 
+// Adds one record of 9-bit quarter-words to a COPYG volume; none ends the file. Fails as putTapeOut
+// does, which on such a volume makes a quarter-word of each byte.
+[[nodiscard]] bool putCopygBlk(TapeOut& tape, std::span<const std::uint16_t> record);
+
 // Writes the last block, the trailer labels and tape marks, rewinds a device and closes. Returns
-// the number of blocks written; `lost` then counts those that could not be.
+// the number of blocks written; LostBlocks then knows all those that could not be.
 std::int32_t closeTapeOut(TapeOut& tape);
 
 // Blocks that could not be written, as far as that is known.

@@ -28,9 +28,10 @@ bool AskForTape(std::int32_t number) {
   return !Answers(answer, 'q');
 }
 
-// Takes over the sizes of an HDR2, unless they make no sense or are not those of the volumes
-// before.
+// Takes over the sizes of an HDR2, unless the kind has sizes of its own, or they make no sense or
+// are not those of the volumes before.
 void TakeSizes(TapeIo& tape, const std::string& hdr2) {
+  if (tape.is_text() || tape.word_blocks) return;
   const auto block = LabelNumber(hdr2, label::kBlockLength);
   const auto record = LabelNumber(hdr2, label::kRecordLength);
   const bool is_variable = LabelField(hdr2, label::kFormat) == "V";
@@ -68,20 +69,22 @@ void TakeVol1(TapeIo& tape, const std::string& vol1) {
 // The text of the label that comes next, when it is `name`; the label is then taken.
 std::optional<std::string> TakeLabel(TapeIo& tape, const char* name) {
   const auto shown = tape.stream.Peek(kLabelSize);
-  auto text = ReadLabel(shown.first(std::min(shown.size(), kLabelSize)));
+  auto text = ReadLabel(shown.first(std::min(shown.size(), kLabelSize)), tape.in_words);
   if (!text || !LabelIs(*text, name)) return std::nullopt;
   tape.stream.Skip(kLabelSize);
   return text;
 }
 
+template <bool in_words>
 bool AreTrailerLabels(std::span<const Byte> bytes) {
-  const auto first = ReadLabel(bytes.first(kLabelSize));
-  const auto second = ReadLabel(bytes.subspan(kLabelSize));
+  const auto first = ReadLabel(bytes.first(kLabelSize), in_words);
+  const auto second = ReadLabel(bytes.subspan(kLabelSize), in_words);
   return first && second && LabelIs(*first, "EOF1") && LabelIs(*second, "EOF2");
 }
 
 // Looks no further than it must, because more of a pipe may be long in coming.
 bool BeginsWithLabel(TapeIo& tape) {
+  if (tape.in_words) return tape.stream.Peek(kLabelSize).size() >= kLabelSize;
   for (std::size_t count = 1; count <= label::kName.width; ++count) {
     const auto shown = tape.stream.Peek(count);
     if (shown.size() < count || !MayBeginVolume(shown.first(count), !tape.is_text())) return false;
@@ -100,9 +103,11 @@ void ReadFileLabels(TapeIo& tape) {
     tape.labelled = true;
     tape.file_label = LabelField(*hdr1, label::kFileLabelRead);
     tape.volume_number = LabelNumber(*hdr1, label::kSequence).value_or(0);
-    if (const auto hdr2 = TakeLabel(tape, "HDR2"); hdr2 && !tape.is_text()) TakeSizes(tape, *hdr2);
+    if (const auto hdr2 = TakeLabel(tape, "HDR2"); hdr2) TakeSizes(tape, *hdr2);
   }
-  if (tape.labelled) tape.stream.WithholdTrailer(2 * kLabelSize, AreTrailerLabels);
+  if (tape.labelled)
+    tape.stream.WithholdTrailer(2 * kLabelSize,
+                                tape.in_words ? AreTrailerLabels<true> : AreTrailerLabels<false>);
 }
 
 // ---- tapes
@@ -128,7 +133,7 @@ Found ReadTapeLabel(TapeIo& tape) {
     found.mark = true;
     ++tape.tape_marks;
   } else {
-    found.label = ReadLabel(block.data);
+    found.label = ReadLabel(block.data, tape.in_words);
     if (!found.label) tape.early_block.assign(block.data.begin(), block.data.end());
     tape.has_early_block = !found.label;
   }
@@ -183,8 +188,7 @@ Header ReadTapeHeader(TapeIo& tape) {
   if (!found.label || !LabelIs(*found.label, "HDR1")) return WithoutHdr1(tape, found);
   if (!TakeHdr1(tape, *found.label)) return Header::kWrongVolume;
   found = ReadTapeLabel(tape);
-  if (found.label && LabelIs(*found.label, "HDR2") && !tape.is_text())
-    TakeSizes(tape, *found.label);
+  if (found.label && LabelIs(*found.label, "HDR2")) TakeSizes(tape, *found.label);
   return PassHeaderMark(tape, found);
 }
 

@@ -9,7 +9,7 @@ namespace {
 
 constexpr std::size_t kNameAt = 18, kQualifierAt = 9, kNameCharacters = 12;
 constexpr std::size_t kPlainBytes = 9000;
-constexpr std::uint32_t kHalfWord = 0x3FFFF;
+constexpr std::size_t kSixthsInWord = 6;
 
 // `count` 9-bit characters, cut to 8 bits.
 std::string NineBitText(const Byte* from, std::size_t count) {
@@ -29,17 +29,25 @@ std::string FieldataName(const Byte* from) {
 
 }  // namespace
 
+std::string FieldataText(Word word) {
+  std::string text;
+  for (unsigned i = 0; i < kSixthsInWord; ++i) text += field2ascii[Sixth(word, i)];
+  return text;
+}
+
 std::uint32_t CopygChecksum(std::span<const Byte> block) {
   std::uint64_t sum = 0;
-  for (std::size_t group = 0; group + kGroupBytes <= block.size(); group += kGroupBytes)
-    for (int half = 1; half <= 4; ++half)
-      if (group > 0 || half != 2) sum += splitHalf(&block[group], half);
+  for (std::size_t group = 0; group + kGroupBytes <= block.size(); group += kGroupBytes) {
+    const auto head = LoadBig<std::uint64_t>(&block[group]);  // the first 64 of the 72 bits
+    const std::uint64_t last = (head & 0x3FF) << 8 | block[group + 8];
+    sum += (head >> 46) + (head >> 10 & kHalfWord) + last;
+    if (group > 0) sum += head >> 28 & kHalfWord;
+  }
   while (sum > kHalfWord) sum = (sum & kHalfWord) + (sum >> 18);
   return sum == kHalfWord ? 0 : static_cast<std::uint32_t>(sum);
 }
 
-bool WordStream::OpenCopyg(const std::string& name) {
-  name_ = name;
+bool WordStream::OpenCopyg() {
   const std::size_t got = Collect(kCopygHeaderBytes);
   const std::string begins = got < kGroupBytes ? "" : NineBitText(block_.data(), 6);
   if (got < kCopygHeaderBytes || begins != "COPYG ") {
@@ -51,6 +59,29 @@ bool WordStream::OpenCopyg(const std::string& name) {
   file_name_ = FieldataName(&block_[kNameAt]);
   is_copyg_ = true;
   return true;
+}
+
+template <typename Take>
+bool WordStream::ForRuns(std::uint64_t words, Take take) {
+  position_ += words;
+  for (std::uint64_t left = words * kQuartersInWord; left > 0;) {
+    if (at_ == quarters_.size() && !Refill()) return false;
+    const std::size_t count = std::min(left, quarters_.size() - at_);
+    take(quarters_.begin() + static_cast<std::ptrdiff_t>(at_), count);
+    at_ += count;
+    left -= count;
+  }
+  return true;
+}
+
+bool WordStream::Append(std::size_t words, std::vector<std::uint16_t>& to) {
+  return ForRuns(words, [&to](auto from, std::size_t count) {
+    to.insert(to.end(), from, from + static_cast<std::ptrdiff_t>(count));
+  });
+}
+
+bool WordStream::Pass(std::uint64_t words) {
+  return ForRuns(words, [](auto /*from*/, std::size_t /*count*/) {});
 }
 
 // Gathers up to `bytes` bytes in `block_` and returns how many there were.
@@ -65,31 +96,37 @@ std::size_t WordStream::Collect(std::size_t bytes) {
 }
 
 void WordStream::CheckBlock() {
+  if (block_.size() < kCopygBlockBytes) {
+    PrintWarning("'%s' ends inside block %ld: %zu of %zu bytes.\n", name_.c_str(), blocks_,
+                 block_.size(), kCopygBlockBytes);
+    cut_short_ = true;
+    return;
+  }
   const std::uint32_t borne = splitHalf(block_.data(), 2);
   const std::uint32_t found = CopygChecksum(block_);
-  if (block_.size() == kCopygBlockBytes && borne != found)
+  if (borne != found)
     PrintWarning("Block %ld of '%s' has the checksum %06o, its data give %06o.\n", blocks_,
                  name_.c_str(), borne, found);
 }
 
 bool WordStream::Refill() {
-  const std::size_t got = Collect(is_copyg_ ? kCopygBlockBytes : kPlainBytes);
-  if (const std::size_t rest = got % kGroupBytes; rest != 0 && got > 0)
-    PrintWarning("'%s' ends inside a group of two words: %zu of %zu bytes.\n", name_.c_str(), rest,
-                 kGroupBytes);
-  const std::size_t head = is_copyg_ ? kCopygHeadBytes : 0;
-  const std::size_t groups = got / kGroupBytes;
   at_ = 0;
   quarters_.clear();
-  if (groups * kGroupBytes <= head) return false;
+  const std::size_t got = Collect(is_copyg_ ? kCopygBlockBytes : kPlainBytes);
+  if (got == 0) return false;
   ++blocks_;
-  if (is_copyg_) CheckBlock();
-  quarters_.reserve(groups * kGroupQuarters);
-  for (std::size_t group = head / kGroupBytes; group < groups; ++group) {
-    const SplitQuarters split =
-        splitBits(&block_[group * kGroupBytes], static_cast<int>(kGroupBits));
-    quarters_.insert(quarters_.end(), split.quarter.begin(), split.quarter.end());
+  if (is_copyg_) {
+    CheckBlock();
+  } else if (const std::size_t rest = got % kGroupBytes; rest != 0) {
+    PrintWarning("'%s' ends inside a group of two words: %zu of %zu bytes.\n", name_.c_str(), rest,
+                 kGroupBytes);
+    cut_short_ = true;
   }
+  const std::size_t head = is_copyg_ ? kCopygHeadBytes : 0;
+  if (got < head + kGroupBytes) return false;
+  const std::size_t groups = (got - head) / kGroupBytes;
+  quarters_.resize(groups * kGroupQuarters);
+  UnpackQuarters(&block_[head], groups, quarters_.data());
   return true;
 }
 

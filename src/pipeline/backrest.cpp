@@ -61,11 +61,6 @@ int PrepareBackupRestoreOper() {
     for (MaskItem& item : mask_list)
       if (item.is_condition()) ConvertIdIsConditionToEbcdic(item);
   if (opt.sw_backup == 0 && opt.sw_restore == 0 && opt.sw_analyze == 0) return 1;
-  if (job.kind == InputKind::kCopyg || job.kind == InputKind::kElement ||
-      job.kind == InputKind::kSdf) {
-    PrintError("Backups of 36-bit data are not available yet.\n");
-    return 0;
-  }
   try {
     if (opt.sw_backup != 0) return BackUp({job.kind, job.conversion}) != 0 ? Report() : 0;
     if (PrepareRestoreOper({.block_size = opt.gblBlkSize,

@@ -1,12 +1,15 @@
 #include "pipeline/backup.h"
 
+#include <algorithm>
 #include <memory>
 #include <optional>
 #include <vector>
 
 #include "convert/convert.h"
+#include "convert/sdf_record.h"
 #include "dates/analysis.h"
 #include "files/fileio.h"
+#include "media/tape_image.h"
 #include "media/tape_out.h"
 #include "pipeline/output_in_use.h"
 #include "pipeline/platform_file.h"
@@ -28,50 +31,82 @@ class Backup {
   int Run();
 
  private:
+  int CheckForm() const;
   int OpenFile();
   int AskRecordSize();
   int OpenVolume();
   void PrintBanner() const;
   int SkipRecords();
   int TransferRecords();
+  int PrepareConversion();
   int TransferRecord(std::span<const Byte> record);
+  void TellOfLoss();
   void PrintTotals() const;
   void Finish();
 
   BackupRequest request_;
   bool is_indexed_ = false;
+  bool keeps_signs_ = false;
   std::unique_ptr<PlatformFile> file_;
   std::unique_ptr<TapeOut> tape_;
   std::optional<OutputInUse> open_;
   std::optional<RecordConverter> converter_;
+  std::optional<SdfConverter> sdf_;  // a COPYG backup
+  std::vector<std::uint16_t> quarters_;
   std::vector<Byte> OutRecord_;
   bool told_of_loss_ = false;
 };
 
 int Backup::Run() {
   TRACE_FRAME();
-  if (OpenFile() == 0 || OpenVolume() == 0) return 0;
+  if (CheckForm() == 0 || OpenFile() == 0 || PrepareConversion() == 0 || OpenVolume() == 0)
+    return 0;
   PrintBanner();
   run = {};
-  if (request_.conversion == Conversion::kToEbcdic) {
-    run.sw_a2e = true;
-    converter_.emplace(mask_list, true);
-    OutRecord_.resize(static_cast<std::size_t>(opt.gblRecSize) + converter_->growth());
-  }
+  run.sw_a2e = converter_.has_value();
+  run.report_name = NameOfVolume(opt.outfile);
   int result = 1;
   {
     const InterruptScope interruptible;
     if (SkipRecords() != 0) result = TransferRecords();
+    if (file_->Failed()) result = 0;
+    Finish();
   }
-  if (file_->Failed()) result = 0;
-  Finish();
   DieOfPendingSignal();
   return result;
 }
 
+// What is no backup form for output. A COPYG backup holds ASCII characters, whatever its kind says
+// of conversion.
+int Backup::CheckForm() const {
+  if (request_.kind == InputKind::kElement) {
+    PrintError("Element files can only be restored.\n");
+    return 0;
+  }
+  const bool ascii = request_.kind == InputKind::kCopyg && opt.sw_ebcdic == 0;
+  if (opt.sw_sdf == 0 || ascii || request_.conversion != Conversion::kToEbcdic) return 1;
+  PrintError("Only ASCII values converted with the sdf option\n");
+  return 0;
+}
+
+int Backup::PrepareConversion() {
+  if (request_.kind == InputKind::kCopyg) {
+    sdf_.emplace(mask_list);
+    if (!sdf_->Compile()) return 0;
+    if (!sdf_->has_conditions()) return 1;
+    PrintError("Conditions can not be applied to a backup of 36-bit data.\n");
+    return 0;
+  }
+  if (request_.conversion == Conversion::kToEbcdic) converter_.emplace(mask_list, true);
+  keeps_signs_ = is_indexed_ && opt.sw_EbcSign != 0;
+  OutRecord_.resize(static_cast<std::size_t>(opt.gblRecSize) +
+                    (converter_ ? converter_->growth() : 0));
+  return 1;
+}
+
 int Backup::OpenFile() {
   if (VerifyZorFileName(opt.infile) == 0) return 0;
-  is_indexed_ = opt.sw_relative == 0 && opt.sw_sequential == 0;
+  is_indexed_ = IsIndexedFile();
   if (is_indexed_) {
     file_ = OpenIndexedFile();
     return file_ != nullptr && AskRecordSize() != 0 ? 1 : 0;
@@ -94,10 +129,7 @@ int Backup::AskRecordSize() {
 }
 
 int Backup::OpenVolume() {
-  if (ShareFile(opt.infile, opt.outfile)) {
-    PrintError("Input and output are the same file: '%s'\n", opt.infile.c_str());
-    return 0;
-  }
+  if (CheckApart(opt.outfile, opt.infile) == 0) return 0;
   tape_ = openTapeOut({.path = opt.outfile,
                        .block_size = opt.gblBlkSize,
                        .record_size = opt.gblRecSize,
@@ -144,18 +176,24 @@ int Backup::TransferRecords() {
 }
 
 int Backup::TransferRecord(std::span<const Byte> record) {
-  const Byte* out = record.data();
   if (converter_) {
     if (converter_->ConvertBinChars(record, OutRecord_.data()) == 0) return 0;
-    if (is_indexed_ && opt.sw_EbcSign != 0) KeepEbcdicSigns(record, OutRecord_.data());
-    out = OutRecord_.data();
+  } else if (keeps_signs_) {
+    std::copy(record.begin(), record.end(), OutRecord_.begin());
   }
-  const bool taken = putTapeOut(*tape_, out);
-  if (!told_of_loss_ && LostBlocks(*tape_) > 0) {
-    told_of_loss_ = true;
-    PrintError("Writing to output file: %s\n", tape_->device.c_str());
-  }
+  if (keeps_signs_) KeepEbcdicSigns(record, OutRecord_.data());
+  if (converter_ || keeps_signs_) record = OutRecord_;
+  if (sdf_ && !sdf_->ConvertToSdf(record, quarters_)) return 0;
+  const bool taken = sdf_ ? putCopygBlk(*tape_, quarters_) : putTapeOut(*tape_, record.data());
+  TellOfLoss();
   return taken ? 1 : 0;
+}
+
+// Once.
+void Backup::TellOfLoss() {
+  if (told_of_loss_ || LostBlocks(*tape_) == 0) return;
+  told_of_loss_ = true;
+  PrintError("Writing to output file: %s\n", tape_->device.c_str());
 }
 
 void Backup::PrintTotals() const {
@@ -165,17 +203,18 @@ void Backup::PrintTotals() const {
   PrintOutput("TOTAL records written to backup file: %s%ld\n", gap, run.nCurrOutputRec);
   if (opt.sw_relative != 0)
     PrintOutput("TOTAL deleted records               : %ld\n", file_->deleted());
+  if (LostBlocks(*tape_) > 0)
+    PrintOutput("TOTAL blocks that could not be written: %ld\n", LostBlocks(*tape_));
   PrintInterruption();
   PrintOutput("%s", kRule);
 }
 
+// The volume is closed before the totals, so that they know of every loss.
 void Backup::Finish() {
+  const std::int32_t blocks = closeTapeOut(*tape_);
+  TellOfLoss();
   PrintTotals();
-  run.nCurrOutputRec = closeTapeOut(*tape_);
-  if (tape_->lost > 0) {
-    if (!told_of_loss_) PrintError("Writing to output file: %s\n", tape_->device.c_str());
-    PrintOutput("TOTAL blocks that could not be written: %ld\n", tape_->lost);
-  }
+  run.nCurrOutputRec = blocks;
   file_.reset();
   if (is_indexed_) PrintOutput("\nEnd Time       : %s\n", GetDateString().c_str());
 }

@@ -98,7 +98,8 @@ class IndexedFile : public PlatformFile {
       }
     }
     return std::span<const Byte>(records_).subspan(
-        static_cast<std::size_t>(given_++) * record_size_, record_size_);
+        static_cast<std::size_t>(given_++) * record_size_,
+        static_cast<std::size_t>(opt.gblRecSize));
   }
   bool Failed() override {
     if (error_ == 0 || error_ == EENDFILE) return false;
@@ -127,7 +128,10 @@ std::unique_ptr<PlatformFile> OpenIndexedFile() {
   }
   const auto size = static_cast<std::int32_t>(file->record_size());
   if (opt.gblRecSize < 1) opt.gblRecSize = size;
-  if (opt.gblRecSize == size) return file;
+  if (opt.gblRecSize < size)
+    PrintWarning("The records of '%s' have %d bytes; the first %d of each are backed up.\n",
+                 opt.infile.c_str(), size, opt.gblRecSize);
+  if (opt.gblRecSize <= size) return file;
   PrintError("The records of '%s' have %d bytes, not %d\n", opt.infile.c_str(), size,
              opt.gblRecSize);
   return nullptr;

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <vector>
 
+#include "files/fileio.h"
 #include "files/indexed_file.h"
 #include "files/status.h"
 #include "media/output_stream.h"
@@ -75,11 +76,14 @@ class IndexedSink : public RecordSink {
     if (size < record_length_) std::fill_n(&record_[size], record_length_ - size, Byte{' '});
     const char* const bytes = reinterpret_cast<const char*>(record_.data());  // NOLINT: C interface
     if (iswrite(handle_, bytes) == 0) return;
-    if (iserrno == EDUPL && lasting.sw_merge != 0 && isrewrite(handle_, bytes) == 0) return;
+    int error = iserrno;
+    if (error == EDUPL && lasting.sw_merge != 0) {
+      if (isrewrite(handle_, bytes) == 0) return;
+      if (iserrno != ENOREC) error = iserrno;  // else it is an alternate key that exists
+    }
     const std::span<const Byte> record(record_.data(), record_length_);
-    if (iserrno == EDUPL) return InterpretIsamError(EDUPL, opt.outfile, record);
+    if (error == EDUPL) return InterpretIsamError(EDUPL, opt.outfile, record);
     if (++lost_ > 1) return;
-    const int error = iserrno;
     PrintError("Record %ld could not be written; the run goes on with the next one.\n", number);
     InterpretIsamError(error, opt.outfile, record);
   }
@@ -114,6 +118,7 @@ class NullSink : public RecordSink {
 }  // namespace
 
 std::unique_ptr<RecordSink> OpenFlatSink(bool variable) {
+  if (CheckNoIndexedFile(opt.outfile) == 0) return nullptr;
   auto sink = std::make_unique<FlatSink>(variable);
   if (sink->Open()) return sink;
   processError(errno, opt.outfile);

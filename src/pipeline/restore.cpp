@@ -10,10 +10,12 @@
 #include "dates/age_record.h"
 #include "dates/analysis.h"
 #include "files/fileio.h"
+#include "pipeline/element_files.h"
 #include "pipeline/output_in_use.h"
 #include "pipeline/progress.h"
 #include "pipeline/record_sink.h"
 #include "pipeline/reshape.h"
+#include "pipeline/sdf_input.h"
 #include "platform/clock.h"
 #include "platform/console.h"
 #include "platform/interrupt.h"
@@ -27,6 +29,7 @@ namespace {
 
 constexpr std::int64_t kLargestBlock = 32768;  // block sizes stay below
 constexpr int kDefaultBlocking = 10;
+constexpr std::int32_t kElementRecordSize = 180;
 constexpr std::size_t kBehindPlainCopy = 2;  // bytes that a plain copy brings behind a record
 
 // As many records to a block, at most ten, as keep it below the largest block; 0 when none does.
@@ -47,30 +50,38 @@ class Restore {
   int PrepareRestoreOper();
 
  private:
+  void SettleBlockSize();
   int OpenInput();
+  int CheckWordsAllow() const;
+  int RestoreTexts();
   int SettleRecordSize();
   int ConfirmRecordSize();
   int CheckMaskFits() const;
-  int CheckInputIsSafe() const;
+  static int SettleOutput();
   int OpenOutput();
   void PrintBanner() const;
   void SettleCapacity() const;
   void CompileConversion();
   int SkipRecords();
   void RestoreRecords();
+  void RestoreSdfRecords();
   int RestoreRecord(const TapeRecord& record);
-  int FinishRecord(const TapeRecord& record, std::size_t size);
+  int RestoreSdfRecord();
+  int FinishRecord(std::span<const Byte> record, std::size_t size);
   std::int64_t ConvertRecord(std::span<const Byte> record, Byte* out);
-  [[nodiscard]] std::size_t OutputSize(const TapeRecord& record) const;
+  [[nodiscard]] bool IsVariable() const;
+  [[nodiscard]] std::size_t OutputSize(std::size_t own_size) const;
   void ShowProgress() const;
   void PrintTotals() const;
-  int Finish();
+  void Finish();
+  int Fail();
 
   RestoreRequest request_;
   std::unique_ptr<TapeIo> tape_;
   std::unique_ptr<RecordSink> output_;
   std::optional<OutputInUse> open_;
   std::optional<RecordConverter> converter_;
+  std::optional<SdfInput> sdf_;  // 36-bit data
   std::optional<RecordAger> ager_;
   std::optional<Reshape> reshape_;
   std::vector<Byte> converted_;  // a record that is to be reshaped
@@ -80,25 +91,69 @@ Restore::~Restore() { pTapeIo = nullptr; }
 
 int Restore::PrepareRestoreOper() {
   TRACE_FRAME();
-  if (request_.block_size < 1) request_.block_size = DefaultBlockSize(request_.record_size);
-  if (OpenInput() == 0 || SettleRecordSize() == 0) return 0;
+  SettleBlockSize();
+  if (OpenInput() == 0 || CheckWordsAllow() == 0) return 0;
+  if (tape_->in_words && tape_->sdf->label.kind != SdfKind::kData) return RestoreTexts();
+  if (SettleRecordSize() == 0) return 0;
   if (CheckMaskFits() == 0) return 0;
-  if (opt.sw_restore != 0 && (VerifyZorFileName(opt.outfile) == 0 || CheckInputIsSafe() == 0))
-    return 0;
-  if (opt.sw_create != 0 && opt.sw_restore != 0 && CreateOutFile() == 0) {
-    PrintOutput("Failed creating output file\n");
-    return 0;
-  }
+  if (SettleOutput() == 0) return 0;
   SettleCapacity();
   if (OpenOutput() == 0) return 0;
   PrintBanner();
   run = Run{};
-  CompileConversion();
+  if (tape_->in_words) {
+    run.sw_a2e = true;  // conditions compare ASCII
+    sdf_.emplace(*tape_);
+    if (sdf_->Prepare() == 0) return Fail();
+    if (opt.expandDateFlag != 0) reshape_.emplace();
+  } else {
+    CompileConversion();
+  }
   {
     const InterruptScope interruptible;
-    if (SkipRecords() != 0) RestoreRecords();
+    if (sdf_) {
+      RestoreSdfRecords();
+    } else if (SkipRecords() != 0) {
+      RestoreRecords();
+    }
+    Finish();
   }
-  const int result = Finish();
+  DieOfPendingSignal();
+  return 1;
+}
+
+void Restore::SettleBlockSize() {
+  if (request_.kind == InputKind::kElement)
+    request_.block_size = request_.record_size = kElementRecordSize;
+  else if (request_.block_size < 1)
+    request_.block_size = DefaultBlockSize(request_.record_size);
+}
+
+// What works by the places of fields in the unconverted record has none in 36-bit data.
+int Restore::CheckWordsAllow() const {
+  const struct {
+    bool wanted;
+    const char* what;
+  } operations[] = {{lasting.ageFlag != 0, "AGE"}, {opt.sw_explode != 0, "EXPLODE"}};
+  for (const auto& operation : operations) {
+    if (!tape_->in_words || !operation.wanted) continue;
+    PrintError("%s can not be applied to 36-bit data; restore the file first.\n", operation.what);
+    return 0;
+  }
+  return 1;
+}
+
+// Print and element files, which have lines of text instead of records.
+int Restore::RestoreTexts() {
+  run = Run{};
+  const bool is_print_file = tape_->sdf->label.kind == SdfKind::kPrint;
+  int result = 0;
+  {
+    const InterruptScope interruptible;
+    result = is_print_file ? RestorePrintFile(*tape_) : RestoreElements(*tape_);
+  }
+  if (tape_->is_tape()) PrintOutput("\nRewinding tape, please wait.\n");
+  closeTapeIn(*tape_);
   DieOfPendingSignal();
   return result;
 }
@@ -111,7 +166,7 @@ int Restore::OpenInput() {
                       .fixed = opt.sw_fixedBR != 0,
                       .before_wait = OutputInUse::Flush});
   if (tape_ != nullptr) {
-    if (opt.sw_fixedBR != 0 && tape_->variable_blocked) {
+    if (opt.sw_fixedBR != 0 && tape_->variable_blocked && !tape_->in_words) {
       PrintWarning(
           "'%s' is labelled as variable blocks but read as fixed ones; RECORD SIZE IS V "
           "reads it as it is.\n",
@@ -134,7 +189,8 @@ int Restore::OpenInput() {
 
 // The volume's record size wins over the one supplied, when the user agrees.
 int Restore::ConfirmRecordSize() {
-  if (tape_->variable_blocked || opt.gblRecSize < 1 || tape_->record_size == opt.gblRecSize)
+  if (tape_->variable_blocked || tape_->in_words || opt.gblRecSize < 1 ||
+      tape_->record_size == opt.gblRecSize)
     return 1;
   PrintOutput("Supplied input record size: %d is different from tape record size: %d.\n",
               opt.gblRecSize, tape_->record_size);
@@ -179,21 +235,20 @@ int Restore::CheckMaskFits() const {
   return 1;
 }
 
-// Neither the output nor a report beside it may be the input.
-int Restore::CheckInputIsSafe() const {
-  for (const char* suffix : {"", ".dups", ".rpt", ".bad"}) {
-    const std::string name = opt.outfile + suffix;
-    if (!ShareFile(opt.infile, name)) continue;
-    PrintError("Input and output are the same file: '%s'\n", name.c_str());
-    return 0;
-  }
-  return 1;
+// Settles the output's name and creates it, if that is asked for.
+int Restore::SettleOutput() {
+  if (opt.sw_restore == 0) return 1;
+  if (opt.sw_create == 0)
+    return VerifyZorFileName(opt.outfile) != 0 && CheckApart(opt.infile, opt.outfile) != 0 ? 1 : 0;
+  if (CreateOutFile() != 0) return 1;
+  PrintOutput("Failed creating output file\n");
+  return 0;
 }
 
 int Restore::OpenOutput() {
-  const bool flat = opt.sw_sequential != 0 || opt.sw_relative != 0;
+  const bool flat = !IsIndexedFile();
   output_ = opt.sw_restore == 0 ? OpenNullSink()
-            : flat              ? OpenFlatSink(tape_->variable_blocked && opt.sw_sequential != 0)
+            : flat              ? OpenFlatSink(IsVariable() && opt.sw_sequential != 0)
                                 : OpenIndexedSink();
   if (output_ == nullptr) {
     if (!flat) PrintOutput("Restore operation failed\n");
@@ -250,9 +305,15 @@ void Restore::RestoreRecords() {
   }
 }
 
+void Restore::RestoreSdfRecords() {
+  for (std::int64_t i = 0; i < sdf_->record_count(); ++i)
+    if (InterruptScope::Pending() != 0 || RestoreSdfRecord() == 0) return;
+  sdf_->CheckEnd();
+}
+
 // 1 to go on, 0 when the stop count is reached or the record could not be converted.
 int Restore::RestoreRecord(const TapeRecord& record) {
-  const std::size_t size = OutputSize(record);
+  const std::size_t size = OutputSize(record.data.size());
   const std::size_t growth = converter_ ? converter_->growth() : 0;
   const std::size_t reshaped = reshape_ ? reshape_->size() : 0;
   Byte* const out =
@@ -261,20 +322,47 @@ int Restore::RestoreRecord(const TapeRecord& record) {
     converted_.resize(record.data.size() + growth + kBehindPlainCopy);
     if (ConvertRecord(record.data, converted_.data()) < 0) return 0;
     reshape_->Run(record.data, std::span(converted_).first(record.data.size() + growth), out);
-    return FinishRecord(record, size);
+    return FinishRecord(record.data, size);
   }
   const std::int64_t converted = ConvertRecord(record.data, out);
   if (converted < 0) return 0;
   if (static_cast<std::size_t>(converted) < size) std::fill(out + converted, out + size, Byte{' '});
-  return FinishRecord(record, size);
+  return FinishRecord(record.data, size);
 }
 
-// The record stands in the output's room.
-int Restore::FinishRecord(const TapeRecord& record, std::size_t size) {
+// The same for an SDF file, whose records are skipped only after they were converted.
+int Restore::RestoreSdfRecord() {
+  if (!sdf_->Fetch()) {
+    PrintError("Converting SDF record\n");
+    return 0;
+  }
+  ++run.nCurrInputRec;
+  const std::size_t most = sdf_->MostBytes();
+  const std::size_t size = OutputSize(most);
+  const std::size_t reshaped = reshape_ ? reshape_->size() : 0;
+  Byte* const out = output_->Room(std::max({size, most, reshaped}),
+                                  static_cast<std::int32_t>(most + kDescriptorWidth));
+  if (reshape_) converted_.resize(most);
+  Byte* const to = reshape_ ? converted_.data() : out;
+  const std::span<const Byte> converted(to, sdf_->Convert(to));
+  if (run.nCurrSkippedRec < opt.nBegRec) {
+    ++run.nCurrSkippedRec;
+    return 1;
+  }
+  if (reshape_) {
+    reshape_->Run({}, converted, out);
+  } else if (converted.size() < size) {
+    std::fill(out + converted.size(), out + size, Byte{' '});
+  }
+  return FinishRecord(converted, size);
+}
+
+// The record stands in the output's room; `record` is what an analysis looks at.
+int Restore::FinishRecord(std::span<const Byte> record, std::size_t size) {
   output_->Put(size, run.nCurrOutputRec + 1);
   ++run.nCurrOutputRec;
   if (opt.sw_analyze != 0)
-    analysis.AnalyseRecord(record.data, request_.conversion == Conversion::kToAscii);
+    analysis.AnalyseRecord(record, request_.conversion == Conversion::kToAscii);
   if (opt.sw_quiet == 0 && run.nCurrOutputRec % kProgressStep == 0) ShowProgress();
   return run.nCurrOutputRec >= request_.stop_count ? 0 : 1;
 }
@@ -305,10 +393,16 @@ std::int64_t Restore::ConvertRecord(std::span<const Byte> record, Byte* out) {
   return static_cast<std::int64_t>(size + 2);
 }
 
+// Whether records keep their own lengths. Of 36-bit data labels tell only how the words are
+// blocked.
+bool Restore::IsVariable() const {
+  return tape_->in_words ? opt.sw_fixedBR == 0 && !tape_->word_blocks : tape_->variable_blocked;
+}
+
 // Bytes of the record as it is written, without prefix, marker and padding.
-std::size_t Restore::OutputSize(const TapeRecord& record) const {
+std::size_t Restore::OutputSize(std::size_t own_size) const {
   if (reshape_ && !sizes.sw_use_booksize) return reshape_->size();
-  return tape_->variable_blocked ? record.data.size() : static_cast<std::size_t>(sizes.gblCpySize);
+  return IsVariable() ? own_size : static_cast<std::size_t>(sizes.gblCpySize);
 }
 
 void Restore::ShowProgress() const {
@@ -337,11 +431,23 @@ void Restore::PrintTotals() const {
   }
   if (output_->lost() > 0)
     PrintOutput("TOTAL records that could not be written: %ld\n", output_->lost());
+  if (UnfiledDuplicates() > 0)
+    PrintOutput("TOTAL duplicates that could not be filed: %ld\n", UnfiledDuplicates());
+  if (sdf_ && sdf_->cut_values() > 0)
+    PrintOutput("TOTAL binary values that were cut      : %ld\n", sdf_->cut_values());
   PrintInterruption();
   PrintOutput("%s", kRule);
 }
 
-int Restore::Finish() {
+// The way out when the run must stop before the first record.
+int Restore::Fail() {
+  PrintOutput("Restore operation failed\n");
+  closeTapeIn(*tape_);
+  (void)output_->Close();  // it has reported
+  return 0;
+}
+
+void Restore::Finish() {
   OutputInUse::Flush();
   if (tape_->is_tape()) PrintOutput("\nRewinding tape, please wait.\n");
   if (tape_->damaged)
@@ -353,9 +459,10 @@ int Restore::Finish() {
   (void)output_->Close();  // it has reported
   const bool indexes_follow =
       opt.sw_indexed != 0 && opt.sw_create != 0 && lasting.sw_nodupsecondary == 0;
+  if (indexes_follow && lasting.nKeysNo > 1 && InterruptScope::Pending() != 0)
+    PrintOutput("The alternate keys were not added.\n");
   PrintOutput(indexes_follow ? "Load Data Time :   %s\n" : "End Time       :     %s\n",
               GetDateString().c_str());
-  return 1;
 }
 
 }  // namespace

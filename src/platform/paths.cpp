@@ -69,6 +69,16 @@ std::string FindOnPath(const std::string& program) {
   return "";
 }
 
+bool FileExists(const std::string& path) {
+  struct stat status {};
+  return sys.stat(path.c_str(), &status) == 0;
+}
+
+bool IsLink(const std::string& path) {
+  struct stat status {};
+  return sys.lstat(path.c_str(), &status) == 0 && S_ISLNK(status.st_mode);
+}
+
 bool IsSameFile(const std::string& a, const std::string& b) {
   struct stat first {
   }, second{};

@@ -27,6 +27,10 @@ void readZorvaBoot(unsigned char (&record)[kBootRecordSize], const char* program
 // The full path of a program on the search path; empty when it is not there.
 [[nodiscard]] std::string FindOnPath(const std::string& program);
 
+[[nodiscard]] bool FileExists(const std::string& path);
+// Whether the name itself is a symbolic link, to a file or to nothing.
+[[nodiscard]] bool IsLink(const std::string& path);
+
 // Whether both names are the same regular file.
 [[nodiscard]] bool IsSameFile(const std::string& a, const std::string& b);
 

@@ -3,6 +3,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -50,5 +51,25 @@ SystemCalls sys = {
     .time = ::time,
     .exit = std::exit,
 };
+
+std::size_t WriteSome(int fd, const void* bytes, std::size_t count) {
+  constexpr int kRetries = 20;
+  const char* const from = static_cast<const char*>(bytes);
+  std::size_t done = 0;
+  int retries = 0;
+  while (done < count) {
+    const ssize_t n = sys.write(fd, from + done, count - done);
+    if (n > 0) {
+      done += static_cast<std::size_t>(n);
+      retries = 0;
+    } else if (n == 0) {
+      errno = ENOSPC;
+      break;
+    } else if ((errno != EINTR && errno != EAGAIN) || ++retries > kRetries) {
+      break;
+    }
+  }
+  return done;
+}
 
 }  // namespace tolvane

@@ -47,4 +47,8 @@ struct SystemCalls {
 
 extern SystemCalls sys;
 
+// Writes as much as it can and returns how many bytes that was; errno tells what stopped it. An
+// interrupted write is tried again.
+[[nodiscard]] std::size_t WriteSome(int fd, const void* bytes, std::size_t count);
+
 }  // namespace tolvane

@@ -2,11 +2,13 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
 #include <memory>
 
 #include "datarep/charset.h"
 #include "platform/console.h"
+#include "platform/system_calls.h"
 #include "platform/trace.h"
 #include "state/options.h"
 #include "state/run.h"
@@ -22,10 +24,22 @@ struct CloseFile {
   void operator()(std::FILE* file) const { std::fclose(file); }
 };
 
-// A side file: its suffix, how it is opened, what is said of it then, and its name in messages.
+std::string NameOfReport(const char* suffix) {
+  return (run.report_name.empty() ? opt.outfile : run.report_name) + suffix;
+}
+
+void AnnounceReport(bool opened, const char* announcement, const char* noun,
+                    const std::string& name) {
+  if (opened) {
+    PrintOutput("\n%s '%s'\n\n", announcement, name.c_str());
+  } else {
+    PrintError("Could not open %s file '%s'; error:%d\n", noun, name.c_str(), errno);
+  }
+}
+
+// A report: its suffix, what is said when it is opened, and its name in messages.
 struct SideFile {
   const char* suffix;
-  const char* mode;
   const char* announcement;
   const char* noun;
   std::unique_ptr<std::FILE, CloseFile> file = nullptr;
@@ -34,21 +48,48 @@ struct SideFile {
   std::FILE* Open() {
     if (before_message != nullptr) before_message();  // the output has what the entry speaks of
     if (file != nullptr) return file.get();
-    const std::string name = opt.outfile + suffix;
-    file.reset(std::fopen(name.c_str(), mode));
-    if (file == nullptr) {
-      PrintError("Could not open %s file '%s'; error:%d\n", noun, name.c_str(), errno);
-    } else {
-      PrintOutput("\n%s '%s'\n\n", announcement, name.c_str());
-    }
+    const std::string name = NameOfReport(suffix);
+    file.reset(std::fopen(name.c_str(), "w"));
+    AnnounceReport(file != nullptr, announcement, noun, name);
     return file.get();
   }
 };
 
-SideFile duplicates{".dups", "ab", "Duplicate records are written to:", "Duplicate message"};
-SideFile binary_data{".rpt", "w", "Binary data in output file, see", "binary report"};
-SideFile non_matching{".bad", "w", "Non matching records in output file, see",
+SideFile binary_data{".rpt", "Binary data in output file, see", "binary report"};
+SideFile non_matching{".bad", "Non matching records in output file, see",
                       "non-matching (bad) report"};
+
+// The duplicates file, which holds records that are nowhere else: each goes out at once, and what
+// a failed write left of one is cut off again.
+class DuplicatesFile {
+ public:
+  void File(const std::string& line) {
+    if (opt.sw_dupsfound == 0) Open();
+    if (fd_ >= 0 && WriteSome(fd_, line.data(), line.size()) == line.size()) {
+      end_ += static_cast<off_t>(line.size());
+      return;
+    }
+    const int error = errno;
+    if (fd_ >= 0) (void)sys.ftruncate(fd_, end_);  // the failure that counts is the write's
+    if (fd_ >= 0 && unfiled_ == 0) processError(error, opt.outfile);
+    ++unfiled_;
+  }
+  [[nodiscard]] std::int64_t unfiled() const { return unfiled_; }
+
+ private:
+  void Open() {
+    const std::string name = NameOfReport(".dups");
+    fd_ = sys.open(name.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
+    if (fd_ >= 0) end_ = sys.lseek(fd_, 0, SEEK_END);
+    AnnounceReport(fd_ >= 0, "Duplicate records are written to:", "Duplicate message", name);
+  }
+
+  off_t end_ = 0;
+  int fd_ = -1;  // open until the end of the process
+  std::int64_t unfiled_ = 0;
+};
+
+DuplicatesFile duplicates;
 
 // The bytes of a key, as far as the record has them, `most` at the most.
 std::span<const Byte> KeyBytes(const KeyEntry& key, std::span<const Byte> record,
@@ -84,20 +125,19 @@ void EndEntry(std::FILE* file, std::span<const Byte> record, bool translate) {
 
 void FileDuplicate(std::span<const Byte> record) {
   TRACE_FRAME();
-  if (std::FILE* const file = duplicates.Open(); file != nullptr) {
-    const auto size = static_cast<std::size_t>(std::max(opt.gblRecSize, 0));
-    std::string line(size, ' ');
-    std::copy_n(record.begin(), std::min(size, record.size()), line.begin());
-    line += '\n';
-    if (std::fwrite(line.data(), 1, line.size(), file) != line.size() || std::fflush(file) != 0)
-      processError(errno, opt.outfile);
-  }
+  if (before_message != nullptr) before_message();  // the output has the record it repeats
+  const auto size = static_cast<std::size_t>(std::max(opt.gblRecSize, 0));
+  std::string line(size, ' ');
+  std::copy_n(record.begin(), std::min(size, record.size()), line.begin());
+  duplicates.File(line + '\n');
   opt.sw_dupsfound = 1;
   std::string key = "Attempt to write duplicate record. Key:";
   for (const Byte byte : KeyBytes(KeyOf(1), record, kShownDuplicateBytes))
     key += static_cast<char>(byte);
   PrintOutput("%s\n", key.c_str());
 }
+
+std::int64_t UnfiledDuplicates() { return duplicates.unfiled(); }
 
 void WriteErrorMessageOnBinaryData(std::span<const Byte> record, std::size_t offset) {
   std::FILE* const file = binary_data.Open();
@@ -115,11 +155,11 @@ void writeBadMsg(std::span<const Byte> record) {
 }
 
 void FlushReports() {
-  for (const SideFile* side : {&duplicates, &binary_data, &non_matching}) {
+  for (const SideFile* side : {&binary_data, &non_matching}) {
     if (side->file == nullptr) continue;
     errno = 0;
     if (std::fflush(side->file.get()) != 0 || std::ferror(side->file.get()) != 0)
-      processError(errno != 0 ? errno : EIO, opt.outfile + side->suffix);
+      processError(errno != 0 ? errno : EIO, NameOfReport(side->suffix));
   }
 }
 

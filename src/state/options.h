@@ -145,9 +145,16 @@ struct LastingOptions {
   Switch sw_nodupsecondary = 0;  // a unique alternate key is built with the file
   Switch sw_merge = 0;           // records go into the existing file
   Switch sw_logidel = 0;         // the file uses logical deletion
+  std::string settled_name;      // the name that -g was last asked for and left as it was
 };
 
 extern LastingOptions lasting;
+
+// Whether the data has bytes of 9 bits, in 36-bit words.
+[[nodiscard]] inline bool IsWordData() { return opt.sw_sdf != 0 || lasting.bCopyGFlag != 0; }
+
+// Whether the platform file is an indexed one, which it is unless the options say otherwise.
+[[nodiscard]] inline bool IsIndexedFile() { return opt.sw_relative == 0 && opt.sw_sequential == 0; }
 
 // The prime key's entry.
 [[nodiscard]] inline KeyEntry& KeyOf(std::int32_t number) {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 namespace tolvane {
 
@@ -13,6 +14,7 @@ struct Run {
   std::int64_t nCurrOutputRec = 0;   // records handed to the output
   std::int64_t nCurrSkippedRec = 0;  // SDF records skipped
   bool sw_a2e = false;               // records are translated from ASCII to EBCDIC
+  std::string report_name;           // the side files' name without suffix; empty: opt.outfile
 };
 
 extern Run run;

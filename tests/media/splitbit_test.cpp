@@ -95,5 +95,20 @@ TEST(SplitBit, FullWordCountsItsTopBitsAsHigherPowers) {
   EXPECT_EQ(splitFull(Bytes("FF FF FF 0F FF FF FF FF").data()), 268435455.0);
 }
 
+TEST(SplitBit, QuartersOfGroupsArePackedAgain) {
+  const std::vector<Byte> packed{0x80, 0x7F, 0x01, 0xFE, 0x55, 0xAA, 0x33, 0xCC, 0x0F,
+                                 0x00, 0xFF, 0x10, 0xEF, 0x20, 0xDF, 0x30, 0xCF, 0xF1};
+  std::vector<std::uint16_t> quarters(16);
+  UnpackQuarters(packed.data(), 2, quarters.data());
+  for (std::size_t group = 0; group < 2; ++group) {
+    const SplitQuarters split = splitBits(&packed[group * kGroupBytes], 72);
+    for (std::size_t i = 0; i < kGroupQuarters; ++i)
+      EXPECT_EQ(quarters[group * kGroupQuarters + i], split.quarter[i]) << group << " " << i;
+  }
+  std::vector<Byte> again(packed.size());
+  PackQuarters(quarters.data(), 2, again.data());
+  EXPECT_EQ(again, packed);
+}
+
 }  // namespace
 }  // namespace tolvane

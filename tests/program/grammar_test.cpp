@@ -68,7 +68,7 @@ TEST_F(GrammarFile, StatementsDoWhatTheySay) {
       {flat, "C1C2 C3C4", "C1C2 C3C4"},
       {"zorva file is = relative Record Size Is = 2", "C1C2 C3C4", "C1C2 0A C3C4 0A"},
       {"ZORVA FILE = INDEXED KEY1 0,2 RECORD SIZE = 2", "3334 3132", "3334 0A 3132 0A"},
-      {flat + "TRANSLATE TO ASCII", "C1C2", "4142"},
+      {flat + "COMPILER MF TRANSLATE EBCDIC TRANSLATE TO ASCII", "C1C2", "4142"},
       {ascii + "TRANSLATE EBCDIC COMPILER MF", "4142", "C1C2"},
       {flat + "AUTOMATIC ANSWER TRANSLATE TO EBCDIC", "4142", "C1C2", "Auto answer assuming MF"},
       {flat + "TRANSLATE TO ASCII-SIGNS COMPILER IS MF" + digits, "314B", "3172"},
@@ -112,10 +112,10 @@ TEST_F(GrammarFile, StatementsDoWhatTheySay) {
 }
 
 TEST_F(GrammarFile, VariableRecordsKeepTheirLengths) {
-  for (const char* size : {"RECORD SIZE IS V", "BLOCK SIZE = VARIABLE"}) {
-    Restore(std::string("RECORD SIZE 9 ZORVA FILE SEQUENTIAL TRANSLATE ASCII ") + size +
-                " COPYBOOK IS\n01 R PIC X(9).",
-            "000F0000 00050000C1 00060000C2C3");
+  for (const std::string size : {"RECORD SIZE IS V", "BLOCK SIZE = VARIABLE"}) {
+    const std::string job = "RECORD SIZE 7 ZORVA FILE SEQUENTIAL TRANSLATE ASCII " + size;
+    EXPECT_EQ(Restore(job + " COPYBOOK IS\n01 R PIC X(9).", "000F0000 00050000C1 00060000C2C3").err,
+              "");
     EXPECT_EQ(ToHex(dir_.ReadFile("out").substr(128)), Hex("400141 20 40024243")) << size;
   }
 }
@@ -512,6 +512,10 @@ TEST_F(GrammarFile, CopybooksThatDoNotFitAreRefused) {
     EXPECT_EQ(result.status, kRejected) << c.statements;
     EXPECT_EQ(result.err, c.err) << c.statements;
   }
+  const ProgramResult no = RunGrammar(
+      "RECORD SIZE 5 COMPILER MF OUTPUT o CREATE ZORVA FILE RELATIVE COPYBOOK IS COPY book", "n\n");
+  EXPECT_TRUE(no.out.ends_with("Do you wish to continue (Y/N)  : ")) << no.out;
+  EXPECT_EQ(no.status, kRejected);
 }
 
 // One layout for each kind of record; what matches none is listed and has the first layout.
@@ -569,14 +573,15 @@ TEST_F(GrammarFile, MaskFilesRepeatTheCopybookAsOptions) {
 
 TEST_F(GrammarFile, MaskFilesBreakLinesAndHoldConditions) {
   dir_.WriteFile("book.cpy",
-                 "01 R. 05 A PIC X. 05 B OCCURS 9 PIC 9 COMP-3. 05 C PIC 9. 05 D PIC X.\n"
-                 "05 E REDEFINES D PIC 9 COMP-3.\nID IS A = 'X' USE E.\n");
+                 "01 R. 05 A PIC X. 05 B PIC 9 COMP-3 OCCURS 9. 05 C PIC 9. 05 D PIC X(9).\n"
+                 "05 E REDEFINES D. 10 F PIC 9 COMP-3 OCCURS 9.\nID IS A = 'X' USE E.\n");
   RunGrammar("MASKFILE mask COPYBOOK IS COPY book");
   const std::string mask = dir_.ReadFile("mask");
   EXPECT_EQ(mask.substr(mask.find("-s")),
-            "-s12 \\\n -P1:1 -P2:1 -P3:1 -P4:1 -P5:1 -P6:1 -P7:1 -P8:1 -P9:1 \\\n"
-            " -N10:1 \\\n -I11  " +
-                std::string(49, ' ') + " -P11:1\n");
+            "-s20 \\\n -P1:1 -P2:1 -P3:1 -P4:1 -P5:1 -P6:1 -P7:1 -P8:1 -P9:1 \\\n -N10:1 \\\n"
+            " -I11  " +
+                std::string(49, ' ') +
+                " -P11:1 -P12:1 -P13:1 -P14:1 -P15:1 -P16:1 -P17:1 -P18:1 -P19:1 \\\n\n");
 }
 
 // ---- the report

@@ -86,6 +86,9 @@ TEST_F(Indexed, BackupsGiveTheInputBack) {
   Run({"-b", "-i", "-t", "-P3:3", "-V", "-v100", "-fiout", "-foblocks"});
   Run({"-b", "-i", "-t", "-P3:3", "-y1", "-z2", "-fiout", "-fosome"});
   EXPECT_EQ(dir_.ReadFile("some"), dir_.ReadFile("sorted").substr(6, 12));
+  const ProgramResult heads = Run({"-b", "-i", "-s2", "-fiout", "-foheads"});
+  EXPECT_TRUE(Has(heads.err, "have 6 bytes; the first 2 of each are backed up.\n")) << heads.err;
+  EXPECT_EQ(dir_.ReadFile("heads"), "11122231");
   Run({"-b", "-i", "-u", "-fiout", "-fotext"});
   EXPECT_EQ(dir_.ReadFile("text").substr(0, 7), FromHex("3131 41 00001D 0A"));
 }
@@ -111,6 +114,41 @@ TEST_F(Indexed, DuplicatesAreFiledOrMerged) {
   EXPECT_EQ(Records("out"), Hex("3131 46 00006C 3636 46 00006C"));
 }
 
+TEST_F(Indexed, AMergeFilesWhatAUniqueAlternateKeyRefuses) {
+  dir_.WriteFile("in", FromHex("F1F1 C1 00001D F2F2 C2 00002C"));
+  dir_.WriteFile("job",
+                 "RESTORE CREATE INPUT in OUTPUT out RECORD SIZE IS 6\n"
+                 "KEY1 IS 0,2 PRIME KEY2 IS 2,1 NODUPS\n");
+  const ProgramResult made = Run({"-G", "job"});
+  ASSERT_EQ(Records("out").size(), 2 * 6 * 3 - 1U) << made.out << made.err;
+  dir_.WriteFile("in", FromHex("F9F9 C2 00003C"));
+  const ProgramResult merged = Run({"-G", "job"}, "m\n");
+  EXPECT_TRUE(Has(merged.out, "Duplicate records are written to: 'out.dups'")) << merged.out;
+  EXPECT_EQ(dir_.ReadFile("out.dups").size(), 7U);
+}
+
+// What would read and write the same file is refused before anything is lost.
+TEST_F(Indexed, NoFileIsReadAndWritten) {
+  Restore();
+  const std::string records = Records("out");
+  const std::vector<std::vector<std::string>> runs{
+      {"-b", "-i", "-t", "-fiout", "-foout.dat"},
+      {"-b", "-i", "-t", "-fiout", "-foout.idx"},
+      {"-b", "-i", "-t", "-fiout", "-foout"},
+      {"-r", "-c", "-i", "-s6", "-k1:0,2", "-fiout.dat", "-foout"},
+      {"-r", "-i", "-s6", "-fiout.idx", "-foout"}};
+  for (const auto& arguments : runs) {
+    const ProgramResult result = Run(arguments, "o\n");
+    EXPECT_TRUE(Has(result.err, "Input and output are the same file: ")) << result.out;
+    EXPECT_EQ(Records("out"), records);
+  }
+  for (const char* create : {"-c", "-Q"}) {
+    const ProgramResult flat = Run({"-r", create, "-q", "-s6", "-fiin", "-foout"}, "o\n");
+    EXPECT_TRUE(Has(flat.err, "'out' is the data of an indexed file; ")) << flat.err;
+    EXPECT_EQ(Records("out"), records);
+  }
+}
+
 TEST_F(Indexed, CreationAsksForWhatIsMissing) {
   const ProgramResult asked = Run({"-c", "-i", "-fonew"}, "80\n3\n4\n0\n8\ny\n");
   EXPECT_TRUE(Has(asked.out,
@@ -132,7 +170,7 @@ TEST_F(Indexed, CreationAsksForWhatIsMissing) {
 TEST_F(Indexed, BadFilesAndKeysAreNamed) {
   dir_.WriteFile("flat", "no index");
   const ProgramResult flat = Run({"-c", "-i", "-s9", "-k1:0,3", "-foflat"}, "O\n");
-  EXPECT_TRUE(Has(flat.out, "'flat' is there, 'flat.idx' is missing.\n")) << flat.out;
+  EXPECT_TRUE(Has(flat.out, "'flat' is there, 'flat.idx' is missing. ")) << flat.out;
   EXPECT_EQ(dir_.ReadFile("flat"), "no index");
   Restore();
   dir_.SetByte("out.idx", 0, 0);
@@ -145,6 +183,10 @@ TEST_F(Indexed, BadFilesAndKeysAreNamed) {
     EXPECT_TRUE(Has(result.err, "must lie inside the record of 80 bytes")) << key;
     EXPECT_FALSE(dir_.Exists("badkey.idx"));
   }
+  const ProgramResult beyond = Restore({"-k2:2,5"}, "o\n");  // told before the load
+  EXPECT_TRUE(Has(beyond.err, "Key 2 of 'out' (location 2, length 5) must lie inside"))
+      << beyond.err;
+  EXPECT_FALSE(Has(beyond.out, "TOTAL"));
   const ProgramResult longer = Run({"-r", "-i", "-e", "-s3", "-fiin", "-foout"});
   EXPECT_TRUE(Has(longer.err, "The records of 'out' have 6 bytes, those to restore 3\n"));
 }

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "media/labels.h"
+#include "media/splitbit.h"
 #include "media/tape_image.h"
 
 namespace {
@@ -29,6 +30,9 @@ constexpr const char* kHelp =
     "                                               (32760), then a tape mark; two at the end\n"
     "       tapeimg unpack IMAGE FOLDER             the data between tape marks as plain files\n"
     "                                               FOLDER/file-001, file-002, ...\n"
+    "       tapeimg header VOLUME                   the header file with which tolvane writes a "
+    "COPYG\n"
+    "                                               volume like VOLUME, an image or a plain file\n"
     "IMAGE is a name that ends in .tap or .aws, or has the prefix tap: or aws:.\n"
     "Exit status: 0 done, 1 the image is damaged, 2 it cannot be used.\n";
 
@@ -44,11 +48,16 @@ struct Image {
   std::string path;
 };
 
-std::optional<Image> FindImage(const std::string& name) {
+std::optional<Image> ImageOf(const std::string& name) {
   const auto parsed = tolvane::ParseImagePath(name);
   if (parsed.is_image) return Image{parsed.format, parsed.list};
   if (name.ends_with(".tap")) return Image{ImageFormat::kTap, name};
   if (name.ends_with(".aws")) return Image{ImageFormat::kAws, name};
+  return std::nullopt;
+}
+
+std::optional<Image> FindImage(const std::string& name) {
+  if (auto image = ImageOf(name)) return image;
   std::fprintf(stderr, "tapeimg: '%s': name the container with tap: or aws:\n", name.c_str());
   return std::nullopt;
 }
@@ -77,7 +86,7 @@ const char* KindName(const TapeObject& object) {
 // What a label says, in words; empty for any other block.
 std::string DescribeLabel(std::span<const Byte> block) {
   using namespace tolvane;  // NOLINT(google-build-using-namespace)
-  const auto text = block.size() == kLabelSize ? ReadLabel(block) : std::nullopt;
+  const auto text = ReadLabel(block, true);
   if (!text) return "";
   std::string said = LabelField(*text, label::kName);
   if (said == "VOL1") return said + " serial " + LabelField(*text, label::kVolumeSerial);
@@ -197,6 +206,53 @@ int Unpack(const Arguments& arguments, const Image& image) {
   }
 }
 
+// The first `most` bytes of a volume of either sort behind its labels; fewer after a message or
+// when there are no more.
+std::vector<Byte> BeginningOf(const std::string& name, std::size_t most) {
+  std::vector<Byte> bytes;
+  const auto image = ImageOf(name);
+  if (!image) {
+    std::ifstream in(name, std::ios::binary);
+    if (!in) (void)Fail(name);
+    constexpr std::size_t kMostLabels = 10;
+    bytes.resize(most + kMostLabels * tolvane::kLabelSize);
+    in.read(reinterpret_cast<char*>(bytes.data()),  // NOLINT: bytes
+            static_cast<std::streamsize>(bytes.size()));
+    bytes.resize(static_cast<std::size_t>(in.gcount()));
+    while (bytes.size() > tolvane::kLabelSize &&
+           tolvane::ReadLabel(std::span(bytes).first(tolvane::kLabelSize), true))
+      bytes.erase(bytes.begin(), bytes.begin() + tolvane::kLabelSize);
+    return bytes;
+  }
+  tolvane::TapeImageReader reader(image->format);
+  if (!reader.Open(image->path)) (void)Fail(image->path);
+  while (bytes.size() < most) {
+    const TapeObject object = reader.Next();
+    if (object.kind == TapeObject::Kind::kEnd || object.kind == TapeObject::Kind::kDamage) break;
+    if (object.kind == TapeObject::Kind::kBlock && !tolvane::ReadLabel(object.data, true))
+      bytes.insert(bytes.end(), object.data.begin(), object.data.end());
+  }
+  return bytes;
+}
+
+// The half-words of the header, of the first block's head and of the label, 8 octal numbers a line.
+int Header(const std::string& name) {
+  constexpr std::size_t kGroups = 29, kNumbers = 120, kOnLine = 8;
+  const std::vector<Byte> bytes = BeginningOf(name, kGroups * tolvane::kGroupBytes);
+  if (bytes.size() < kGroups * tolvane::kGroupBytes) {
+    std::fprintf(stderr, "tapeimg: '%s' is too short for a COPYG volume\n", name.c_str());
+    return kUnusable;
+  }
+  for (std::size_t i = 0; i < kNumbers; ++i) {
+    const std::size_t group = i / 4;
+    const int half = static_cast<int>(i % 4) + 1;
+    const unsigned number =
+        group < kGroups ? tolvane::splitHalf(&bytes[group * tolvane::kGroupBytes], half) : 0;
+    std::printf("%06o%s", number, i % kOnLine == kOnLine - 1 ? "\n" : "");
+  }
+  return kSound;
+}
+
 std::optional<Arguments> Parse(int argc, char** argv) {
   Arguments arguments;
   for (int i = 1; i < argc; ++i) {
@@ -214,7 +270,8 @@ std::optional<Arguments> Parse(int argc, char** argv) {
   const std::size_t names = arguments.names.size();
   const bool complete = (arguments.command == "list" && names == 1) ||
                         (arguments.command == "pack" && names >= 2) ||
-                        (arguments.command == "unpack" && names == 2);
+                        (arguments.command == "unpack" && names == 2) ||
+                        (arguments.command == "header" && names == 1);
   if (!complete || arguments.block < 1 || arguments.block > kMostInBlock) return std::nullopt;
   return arguments;
 }
@@ -231,6 +288,7 @@ int main(int argc, char** argv) {
     std::fputs(kHelp, stderr);
     return kUnusable;
   }
+  if (arguments->command == "header") return Header(arguments->names[0]);
   const auto image = FindImage(arguments->names[0]);
   if (!image) return kUnusable;
   if (arguments->command == "list") return List(*arguments, *image);
