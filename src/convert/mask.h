@@ -33,6 +33,11 @@ inline constexpr char kRecordNumber = 'X';
 
 inline constexpr std::size_t kConditionValueWidth = 50;
 
+// Whether fields of the type carry their sign in the zone of one of their bytes.
+[[nodiscard]] constexpr bool IsOverpunched(char type) {
+  return type == mask_type::kMfUnpacked || type == mask_type::kMbpUnpacked;
+}
+
 struct ConditionNode;
 
 struct MaskItem {
@@ -58,10 +63,8 @@ struct MaskItem {
   std::shared_ptr<ConditionNode> tree{};  // of an ID IS condition
 
   [[nodiscard]] bool is_condition() const { return type == mask_type::kCondition; }
-  // Whether an occurrence carries its sign in the zone of one of its bytes, and in which.
-  [[nodiscard]] bool has_overpunch() const {
-    return type == mask_type::kMfUnpacked || type == mask_type::kMbpUnpacked;
-  }
+  [[nodiscard]] bool has_overpunch() const { return IsOverpunched(type); }
+  // The byte of an occurrence that carries its sign.
   [[nodiscard]] std::int64_t sign_byte() const { return sign_leading ? 0 : length - 1; }
   // One past the last byte of its last occurrence.
   [[nodiscard]] std::int64_t end() const { return location + length * occurs; }
