@@ -95,12 +95,10 @@ void TranslateTree(ConditionNode& node) {
   for (ConditionNode* part : {node.left.get(), node.right.get(), node.next.get()})
     if (part != nullptr) TranslateTree(*part);
   node.is_ebcdic = true;
-  const bool is_signed =
-      node.type == mask_type::kMfUnpacked || node.type == mask_type::kMbpUnpacked;
-  if (node.value.empty() || (!is_signed && node.type != mask_type::kGroup)) return;
+  if (node.value.empty() || (!node.has_overpunch() && node.type != mask_type::kGroup)) return;
   const auto sign = static_cast<Byte>(node.value[node.sign_byte()]);
   for (char& c : node.value) c = static_cast<char>(asc2ebc[static_cast<Byte>(c)]);
-  if (!is_signed) return;
+  if (!node.has_overpunch()) return;
   // Deliberate: the MBP test is for zone 0xD0, not 0x40.
   const Byte negative = node.type == mask_type::kMfUnpacked ? kMfNegative : kEbcdicNegative;
   const Byte zone = (sign & kZoneMask) == negative ? kEbcdicNegative : kEbcdicPositive;

@@ -35,6 +35,7 @@ struct ConditionNode {
   std::string value;          // the literal in the field's own form
   double number = 0;          // kFloat: the literal
 
+  [[nodiscard]] bool has_overpunch() const { return IsOverpunched(type); }
   [[nodiscard]] std::size_t sign_byte() const { return sign_leading ? 0 : length - 1; }
 };
 

@@ -115,7 +115,7 @@ char SignedUnpackedType() {
   return opt.sw_mf != 0 ? mask_type::kMfUnpacked : '\0';
 }
 
-bool IsOverpunched(const Field& field) {
+bool HasOverpunch(const Field& field) {
   return field.usage == 'D' && field.is_signed && !field.sign_separate;
 }
 
@@ -139,7 +139,7 @@ char MaskTypeOf(const Field& field) {
     case 'R':
       return mask_type::kFloat;
     case 'D':
-      if (IsOverpunched(field)) return SignedUnpackedType();
+      if (HasOverpunch(field)) return SignedUnpackedType();
       return field.is_signed ? '\0' : mask_type::kUnsigned;  // a sign of its own is text
     default:
       return 0;
@@ -174,9 +174,15 @@ bool IsOnList(const Field& field) {
   });
 }
 
+// The item of a record that alone has the name; null: none.
+const Field* FindItem(const SymbolTable& table, const std::string& name) {
+  const Field* const field = table.GetSymHashSubStr(name).Unique();
+  return field == nullptr || field->IsStandalone() ? nullptr : field;
+}
+
 int AddRawFields(const SymbolTable& table) {
   for (const std::string& name : opt.rawfield) {
-    const Field* const field = table.GetSymHashSubStr(name).Unique();
+    const Field* const field = FindItem(table, name);
     if (field == nullptr) {
       PrintError("Can not find unique field %s ", name.c_str());
       return Fail("Adding RAW fields to the mask table\n");
@@ -316,7 +322,7 @@ int IdIs::ReadUse(std::vector<copybook::Identifier>& used) {
     auto name = copybook::ExpressionParser(lexer_, table_, reader_.diagnostics).getExpr();
     if (name == nullptr) return 0;
     const bool is_item = name->kind == copybook::Expression::Kind::kIdentifier &&
-                         !name->identifier.field->IsRenames();
+                         name->identifier.field->IsInRecord();
     if (!is_item) return Fail(kIdentifierExpected);
     used.push_back(std::move(name->identifier));
     if (!lexer_.GetToken().Is(",")) lexer_.UngetToken();
@@ -353,7 +359,7 @@ int ProcessMaskListCandidate(const Field& field) {
   if (type == mask_type::kBinary && field.usage == '1' && !IsRawField(field.name))
     return AddBitBytes(field);
   if (type != 0) return AddSymbolToMaskTable(field, type);
-  if (IsPlain(field) || !IsOverpunched(field)) return 1;
+  if (IsPlain(field) || !HasOverpunch(field)) return 1;
   PrintError("COBOL compiler type unknown \n");
   PrintError("You must specify (MF or MBP) to convert signed numeric data.\n");
   return 0;
@@ -367,7 +373,7 @@ int validateKeys(const SymbolTable& table) {
       break;
     }
     if (key.name == kKeyByPosition) continue;
-    const Field* const field = table.GetSymHashSubStr(key.name).Unique();
+    const Field* const field = FindItem(table, key.name);
     if (field == nullptr) {
       PrintError("Can not find unique field %s for key # %zu", key.name.c_str(), i);
       return Fail("Validating key fields\n");

@@ -36,6 +36,12 @@ inline constexpr std::size_t kConditionValueWidth = 50;
 namespace copybook {
 struct Field;
 }
+
+// Whether fields of the type carry their sign in the zone of one of their bytes.
+[[nodiscard]] constexpr bool IsOverpunched(char type) {
+  return type == mask_type::kMfUnpacked || type == mask_type::kMbpUnpacked;
+}
+
 struct ConditionNode;
 
 struct MaskItem {
@@ -63,10 +69,8 @@ struct MaskItem {
   std::vector<const copybook::Field*> used{};  // what its USE names
 
   [[nodiscard]] bool is_condition() const { return type == mask_type::kCondition; }
-  // Whether an occurrence carries its sign in the zone of one of its bytes, and in which.
-  [[nodiscard]] bool has_overpunch() const {
-    return type == mask_type::kMfUnpacked || type == mask_type::kMbpUnpacked;
-  }
+  [[nodiscard]] bool has_overpunch() const { return IsOverpunched(type); }
+  // The byte of an occurrence that carries its sign.
   [[nodiscard]] std::int64_t sign_byte() const { return sign_leading ? 0 : length - 1; }
   // Whether the group of `condition` takes its place when that holds.
   [[nodiscard]] bool IsReplacedBy(const MaskItem& condition) const {

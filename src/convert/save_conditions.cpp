@@ -32,7 +32,9 @@ struct Number {
 
 std::optional<Number> NumberOf(const Literal& literal) {
   if (literal.figurative && literal.text == "0") return Number{"0"};
-  if (literal.kind != 'N') return std::nullopt;
+  if (literal.kind != 'N' || literal.text.find('E') != std::string::npos ||
+      literal.text.find('e') != std::string::npos)
+    return std::nullopt;
   Number number{literal.text, 0, literal.sign == '-'};
   if (const auto point = number.digits.find_first_of(".,"); point != std::string::npos) {
     number.digits.erase(point, 1);
@@ -108,38 +110,39 @@ bool Fits(std::int64_t value, std::size_t width, bool is_signed) {
   return value < limit && value >= (is_signed ? -limit : 0);
 }
 
+constexpr int kHexadecimal = 16, kOctal = 8, kDecimal = 10;
+
+// The bits of a hexadecimal or octal literal.
+std::int64_t BitsOf(const Literal& literal) {
+  return std::strtoll(literal.text.c_str(), nullptr, literal.kind == 'H' ? kHexadecimal : kOctal);
+}
+
+bool IsNumeric(const Literal& literal) {
+  const bool is_number = literal.kind == 'N' || literal.kind == 'H' || literal.kind == 'O';
+  if (!is_number) PrintError("incompatable literal for Binary field\n");
+  return is_number && !TooLong(literal);
+}
+
+bool StoreFloat(const Literal& literal, ConditionNode& node) {
+  if (!IsNumeric(literal)) return false;
+  node.number = literal.kind == 'N' ? std::strtod(literal.text.c_str(), nullptr)
+                                    : static_cast<double>(BitsOf(literal));
+  if (literal.sign == '-') node.number = -node.number;
+  return true;
+}
+
 bool StoreBinary(const Field& field, const Literal& literal, ConditionNode& node) {
-  const auto number = NumberOf(literal);
-  if (!number && literal.kind != 'H' && literal.kind != 'O') {
-    PrintError("incompatable literal for Binary field\n");
-    return false;
-  }
-  if (TooLong(literal)) return false;
-  constexpr int kHexadecimal = 16, kOctal = 8, kDecimal = 10;
-  if (field.usage == 'R') {
-    const std::string text = (number && number->negative ? "-" : "") + literal.text;
-    node.number =
-        literal.kind == 'N' || literal.figurative
-            ? std::strtod(text.c_str(), nullptr)
-            : static_cast<double>(std::strtoll(literal.text.c_str(), nullptr,
-                                               literal.kind == 'H' ? kHexadecimal : kOctal));
-    return true;
-  }
+  if (!IsNumeric(literal)) return false;
   const std::size_t width = BinaryWidth(field);
   if (width == 0) return false;
-  std::int64_t value = 0;
-  if (number) {
-    constexpr std::size_t kMostScaled = 18;
-    const auto digits = DigitsFor(*number, field.decimals, kMostScaled);
-    if (!digits) return Fail("incompatable literal for Binary field ", field.name, "");
-    value = std::strtoll(digits->c_str(), nullptr, kDecimal);
-    if (number->negative) value = -value;
-  } else {
-    value =
-        std::strtoll(literal.text.c_str(), nullptr, literal.kind == 'H' ? kHexadecimal : kOctal);
-  }
+  constexpr std::size_t kMostScaled = 18;
+  const auto number = NumberOf(literal);
+  const auto digits = number ? DigitsFor(*number, field.decimals, kMostScaled) : std::nullopt;
+  std::int64_t value = digits ? std::strtoll(digits->c_str(), nullptr, kDecimal) : BitsOf(literal);
+  if (number && number->negative) value = -value;
   // Hexadecimal and octal literals are the bits of the field.
-  if (!Fits(value, width, number && field.is_signed))
+  const bool is_number = literal.kind == 'N';
+  if ((is_number && !digits) || !Fits(value, width, is_number && field.is_signed))
     return Fail("incompatable literal for Binary field ", field.name, "");
   node.length = width;
   node.value = BigEndian(value, width);
@@ -249,8 +252,9 @@ char ComparedType(const Field& field) {
 bool StoreLiteral(const Field& field, const Literal& literal, ConditionNode& node) {
   switch (field.usage) {
     case 'B':
-    case 'R':
       return StoreBinary(field, literal, node);
+    case 'R':
+      return StoreFloat(literal, node);
     case 'D':
       return StoreUnpacked(field, literal, node);
     case 'P':
@@ -268,7 +272,8 @@ bool IsCondition(const Expression& expression) {
 std::unique_ptr<ConditionNode> SaveComparison(const Expression& comparison) {
   const bool is_comparison = comparison.op != Operator::kAnd && comparison.op != Operator::kOr;
   if (!is_comparison || comparison.left->kind != Expression::Kind::kIdentifier ||
-      comparison.right->kind != Expression::Kind::kLiteral) {
+      comparison.right->kind != Expression::Kind::kLiteral ||
+      comparison.left->identifier.field->IsStandalone()) {
     PrintError("Invalid condition supplied.\n");
     return nullptr;
   }
@@ -346,11 +351,12 @@ int getSubLoc(const copybook::Identifier& identifier, FieldPlace& place) {
   if (identifier.subscripts.empty()) return 1;
   std::vector<std::int64_t> subscripts;
   for (const copybook::Subscript& subscript : identifier.subscripts) {
-    if (subscript.literal.kind != 'N') {
+    const std::string& text = subscript.literal.text;
+    if (subscript.literal.kind != 'N' || text.find_first_not_of("0123456789") != text.npos) {
       PrintError("Subscripted items must contain a literal.\n");
       return 0;
     }
-    subscripts.push_back(std::strtoll(subscript.literal.text.c_str(), nullptr, 10));  // NOLINT
+    subscripts.push_back(std::strtoll(text.c_str(), nullptr, 10));  // NOLINT
   }
   copybook::TableIndex index(field);
   if (!index.SetSubscripts(subscripts)) {

@@ -22,13 +22,9 @@ constexpr std::size_t kToTheEnd = std::numeric_limits<std::size_t>::max() / 2;
 
 Byte WithZone(Byte byte, Byte zone) { return static_cast<Byte>((byte & kDigitMask) | zone); }
 
-bool IsSigned(char type) {
-  return type == mask_type::kMfUnpacked || type == mask_type::kMbpUnpacked;
-}
-
 Byte NegativeZone(char type) { return type == mask_type::kMfUnpacked ? kMfNegative : kMbpNegative; }
 
-// The last character of a signed field, for the target compiler.
+// The character that carries the sign of a field, for the target compiler.
 Byte ConvertedSign(std::uint16_t character, Byte negative_zone) {
   const Byte byte = asc2ebc[character & 0xFF];
   if (byte == kEbcdicSpace) return kSpace;
@@ -152,10 +148,11 @@ bool SdfConverter::AddField(const MaskItem& item, Op op, Place& at, std::vector<
   if (!AddText(op, at, ops)) return false;
   ops.push_back(op);
   if (op.source_end() > at.source) at = {op.source_end(), op.target + op.stored};
-  if (IsSigned(item.type))
+  const auto sign = static_cast<std::size_t>(item.sign_byte());
+  if (item.has_overpunch())
     ops.push_back({.step = Step::kSign,
-                   .source = op.source_end() - 1,
-                   .target = op.target + op.stored - 1,
+                   .source = op.source + sign,
+                   .target = op.target + sign,
                    .item = &item});
   return true;
 }
@@ -275,8 +272,8 @@ void SdfConverter::ConvertCompared(const Compared& field, std::span<const std::u
   }
   std::transform(from, from + node.length, to,
                  [](std::uint16_t quarter) { return static_cast<Byte>(quarter); });
-  if (IsSigned(node.type))
-    to[node.length - 1] = ConvertedSign(from[node.length - 1], NegativeZone(node.type));
+  if (node.has_overpunch())
+    to[node.sign_byte()] = ConvertedSign(from[node.sign_byte()], NegativeZone(node.type));
 }
 
 void SdfConverter::ConvertGroups(std::span<const std::uint16_t> record, Byte* out) {

@@ -113,8 +113,9 @@ struct Field {
   std::unique_ptr<Attachment> attachment;
 
   [[nodiscard]] bool IsGroup() const { return first_child != nullptr; }
-  [[nodiscard]] bool IsRenames() const { return level == 66; }
-  [[nodiscard]] bool IsStandalone() const { return level == 77; }  // no part of a record
+  [[nodiscard]] bool IsStandalone() const { return level == 77; }
+  // Whether it is a part of a record, and no other name for some.
+  [[nodiscard]] bool IsInRecord() const { return level != 66 && !IsStandalone(); }
 };
 
 // One 01 or 77 entry, or all entries up to the next one where a description begins otherwise.

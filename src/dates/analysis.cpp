@@ -29,7 +29,7 @@ int DigitsOf(const Field& field) {
 }
 
 bool IsCandidate(const Field& field) {
-  if (field.filler || field.IsGroup() || field.IsStandalone()) return false;
+  if (field.IsGroup() || field.IsStandalone()) return false;
   const bool suits = field.usage == 'D' || field.usage == 'P' || field.usage == 'S' ||
                      field.usage == 'B' || field.usage == 'C';
   return suits && DigitsOf(field) >= kFewestDigits && DigitsOf(field) <= kMostDigits;

@@ -29,7 +29,7 @@ bool IsNumberField(const Field& field) {
   return field.usage == 'P' || field.usage == 'S' || field.usage == 'B';
 }
 
-bool IsOverpunched(const Field& field) {
+bool HasOverpunch(const Field& field) {
   return field.usage == 'D' && field.is_signed && !field.sign_separate;
 }
 
@@ -161,8 +161,6 @@ bool IsPlainText(const Field& field) {
 
 // What can not be widened so that the record can be read again.
 int CheckField(const SymbolTable& table, const Field& field, const DateIsStatement& statement) {
-  if (field.IsRenames() || field.IsStandalone())
-    return Refuse(statement, "it is no field of the record.");
   if (!AppliesToSome(table, field))
     return Refuse(statement, "no ID IS statement uses the description that it belongs to.");
   constexpr std::string_view kUsages = "CDPSB";
@@ -171,7 +169,7 @@ int CheckField(const SymbolTable& table, const Field& field, const DateIsStateme
     return Refuse(statement, "its usage can hold no date.");
   if (field.IsGroup() && !IsPlainText(field))
     return Refuse(statement, "a group must hold nothing but characters and unsigned digits.");
-  if (IsOverpunched(field) && field.sign == SignPlace::kLeading)
+  if (HasOverpunch(field) && field.sign == SignPlace::kLeading)
     return Refuse(statement, "its sign is in its first digit.");
   if (!IsNumberField(field)) return 0;
   const auto is_number = [](const std::string& century) {
@@ -193,7 +191,7 @@ const DateIsRecord* DateIsOf(const Field& field) {
 int SaveDateIsField(SymbolTable& table, const DateIsStatement& statement) {
   const char* const name = statement.field.c_str();
   const copybook::Lookup found = table.GetSymHashSubStr(statement.field);
-  if (found.matches == 0) {
+  if (found.matches == 0 || !found.field->IsInRecord()) {
     PrintError("Syntax error. %s is undefined.\n", name);
     return -1;
   }
@@ -275,7 +273,7 @@ void DateExpander::WidenDisplay(const DateField& date, std::span<const Byte> byt
     for (char& c : text) c = static_cast<char>(ebc2asc[static_cast<Byte>(c)]);
   const std::size_t length = FindLayout(date.date->format)->length();
   std::string compared = text.substr(date.at, length);
-  if (IsOverpunched(*date.field) && date.at + length == bytes.size())
+  if (HasOverpunch(*date.field) && date.at + length == bytes.size())
     compared.back() = static_cast<char>((bytes.back() & kDigitMask) | kAsciiPositive);
   const DateWindow* const window = FindWindow(*date.date, compared, YearOf(*date.date, compared));
   text.replace(date.at, length,

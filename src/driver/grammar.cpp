@@ -160,8 +160,10 @@ std::optional<std::int64_t> LeadingNumber(const std::string& text) {
   return std::strtoll(text.substr(0, digits).c_str(), nullptr, 10);  // NOLINT: decimal
 }
 
-std::int32_t ToSize(std::int64_t value) {
-  return static_cast<std::int32_t>(std::min<std::int64_t>(value, INT32_MAX));
+std::optional<std::int32_t> LeadingSize(const std::string& text) {
+  const auto number = LeadingNumber(text);
+  if (!number || *number > INT32_MAX) return std::nullopt;
+  return static_cast<std::int32_t>(*number);
 }
 
 bool Begins(const std::string& word, std::string_view letters) {

@@ -51,9 +51,9 @@ Grammar::Outcome Grammar::processRecBlock(bool record) {
     return Outcome::kNext;
   }
   opt.sw_fixedBR = 1;
-  const auto size = LeadingNumber(value);
+  const auto size = LeadingSize(value);
   if (!size) return Stop("%s size NOT found!\n", record ? "Record" : "Block");
-  (record ? opt.gblRecSize : opt.gblBlkSize) = ToSize(*size);
+  (record ? opt.gblRecSize : opt.gblBlkSize) = *size;
   return Outcome::kNext;
 }
 

@@ -28,7 +28,7 @@ int SmallInteger(const copybook::Token& token) {
 }
 
 // The leading digits of a token of a date; 0 when there are none.
-int ToInt(const std::string& text) { return ToSize(LeadingNumber(text).value_or(0)); }
+int ToInt(const std::string& text) { return LeadingSize(text).value_or(0); }
 
 std::string TwoDigits(int value) {
   const std::string digits = std::to_string(value);

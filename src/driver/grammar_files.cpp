@@ -114,12 +114,14 @@ Grammar::Outcome Grammar::Key() {
 
 // From the location, which is the current token.
 Grammar::Outcome Grammar::KeyByPosition(KeyEntry& key) {
-  key.location = ToSize(*LeadingNumber(token().text));
+  const auto location = LeadingSize(token().text);
+  if (!location) return Invalid();
   if (!LeadingNumber(Next().text)) Next();  // a separator
-  const auto length = LeadingNumber(token().text);
+  const auto length = LeadingSize(token().text);
   if (!length)
     return Stop("INVALID syntax at '%s'. Missing length for KEY.\n", token().text.c_str());
-  key.length = ToSize(*length);
+  key.location = *location;
+  key.length = *length;
   key.name = kKeyByPosition;
   return Outcome::kNext;
 }

@@ -18,7 +18,8 @@ namespace tolvane {
 // Leading digits of a text; nothing when there are none.
 [[nodiscard]] std::optional<std::int64_t> LeadingNumber(const std::string& text);
 
-[[nodiscard]] std::int32_t ToSize(std::int64_t value);
+// The same for sizes and places: nothing beyond 2147483647 either.
+[[nodiscard]] std::optional<std::int32_t> LeadingSize(const std::string& text);
 
 // Whether a word begins with some letters, in any case.
 [[nodiscard]] bool Begins(const std::string& word, std::string_view letters);

@@ -137,7 +137,7 @@ TEST_F(CopybookMask, ItemsKnowTheirFields) {
 TEST_F(CopybookMask, RawFieldsAreCopiedWhateverTheyAre) {
   const std::string book =
       "01 R. 05 A PIC S99. 05 T OCCURS 2. 10 B PIC X(3). 05 G. 10 C PIC X(4). 10 D PIC X(4).\n"
-      "05 H REDEFINES G PIC X(7).";
+      "05 H REDEFINES G PIC X(7).\n77 W PIC X.";
   const struct {
     std::vector<std::string> raw;
     bool words;
@@ -147,6 +147,9 @@ TEST_F(CopybookMask, RawFieldsAreCopiedWhateverTheyAre) {
       {{"G", "A"}, false, "B0:2 B8:8"},
       {{"H", "A"}, true, "B0:2 B8:7"},
       {{"G", "A"}, true, "\nERROR: Can not handle raw fields longer than 7 bytes!!\n"},
+      {{"W", "A"},
+       false,
+       "\nERROR: Can not find unique field W \nERROR: Adding RAW fields to the mask table\n"},
       {{"NONE", "A"},
        false,
        "\nERROR: Can not find unique field NONE \nERROR: Adding RAW fields to the mask table\n"},
@@ -233,9 +236,12 @@ TEST_F(CopybookMask, WrongIdIsStatementsAreNamed) {
       {"ID IS K = 'A' USE A = 1.", "Expecting identifier(s), NOT an expression."},
       {"ID IS K = 'A' USE .", "Expecting identifier(s), NOT an expression."},
       {"ID IS K = 'A' USE L(A1).", "Subscripted items must contain a literal."},
+      {"ID IS K = 'A' USE L(1.5).", "Subscripted items must contain a literal."},
       {"ID IS K = 'A' USE L(3).", "Could not determine address of subscripted item."},
       {"ID IS K = 'A' USE A(1:2).", "Reference Modification NOT supported."},
       {"ID IS K = 'A' USE A", "Missing '.' as 'ID IS' terminator"},
+      {"77 W PIC X.\nID IS W = 'A' USE A.",
+       "Invalid condition supplied.\n\nERROR: Saving conditions"},
       {"ID IS K = 'A' USE A 5.", "Expecting identifier(s), NOT an expression."},
       {"66 Z RENAMES A1.\nID IS K = 'A' USE Z.", "Expecting identifier(s), NOT an expression."},
       {"ID IS K = 'A' USE K, A(1:2).", "Reference Modification NOT supported."},
@@ -286,6 +292,7 @@ TEST_F(CopybookMask, ComparisonsGoByTheKindOfTheField) {
       {"PIC S99", "= 0", {"F0D0", "F0C0"}, {"F0C1"}},
       {"PIC S9 SIGN LEADING SEPARATE", "= -5", {"60F5"}, {"4EF5"}},
       {"COMP-1", "> 1.5", {"41200000", "42100000"}, {"41180000", "C1200000"}},
+      {"COMP-2", "= 1.5E1", {"41F0000000000000"}, {"41F0000100000000"}},
       {"COMP-2", "= -.5", {"C080000000000000"}, {"4080000000000000", "C0800000"}},
       {"PIC X(4)", "= 'AB'", {"C1C24040"}, {"C1C2C340", "C1C2"}},
       {"PIC X(4)", "= SPACES", {"40404040"}, {"20202020"}},
@@ -367,6 +374,7 @@ TEST_F(CopybookMask, LiteralsThatDoNotSuitAreRefused) {
       {"PIC 9(10) COMP", "= 1", "Can not process long literals; see manual.", true},
       {"PIC S9(4) COMP", "= 32768", "incompatable literal for Binary field F"},
       {"PIC 9(4) COMP", "= 65536", "incompatable literal for Binary field F"},
+      {"PIC 9V9(3) COMP", "= 1.5E5", "incompatable literal for Binary field F"},
       {"PIC 9(4) COMP", "= -1", "incompatable literal for Binary field F"},
       {"PIC 9(4) COMP", "= H'10000'", "incompatable literal for Binary field F"},
       {"PIC 99", "= -1", "incompatible literal for Numeric unpacked field"},

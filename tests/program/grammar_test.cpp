@@ -276,6 +276,7 @@ TEST_F(GrammarFile, MostErrorsEndTheReading) {
       {"TRANSLATE TO KLINGON", "Can only translate to EBCDIC or ASCII; not 'KLINGON'"},
       {"RECORD IS 5", "Expecting keyword SIZE.  Found 'IS'"},
       {"RECORD SIZE IS big", "Record size NOT found!"},
+      {"RECORD SIZE 2147483648", "Record size NOT found!"},
       {"BLOCK SIZE big", "Block size NOT found!"},
       {"PROCESS ALL", "INVALID syntax at 'ALL'"},
       {"SKIP ALL", "INVALID syntax at 'ALL'"},
@@ -310,6 +311,7 @@ TEST_F(GrammarFile, MostErrorsEndTheReading) {
   const Message of_keys[] = {
       {"KEY1 IS 0, NODUPS", "INVALID syntax at 'NODUPS'. Missing length for KEY."},
       {"KEY1 0,1 DUPS NODUPS", "INVALID syntax at 'NODUPS'"},
+      {"KEY1 4294967296,1", "INVALID syntax at '4294967296'"},
       {"KEY1 0,1 CHG PRIME NCHG", "INVALID syntax at 'NCHG'"},
       {"KEY1 = 'A'", "INVALID syntax at 'A'"},
       {"KEY1 0,1 PRIME DUPS PRIME", "INVALID syntax at 'PRIME'"},
