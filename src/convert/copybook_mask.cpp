@@ -109,7 +109,8 @@ int AddBitBytes(const Field& field) {
   return 1;
 }
 
-// The type for a signed unpacked field, by the COBOL compiler of the target; 0 when that is unknown.
+// The type for a signed unpacked field, by the COBOL compiler of the target; 0 when that is
+// unknown.
 char SignedUnpackedType() {
   if (opt.sw_mbp != 0) return mask_type::kMbpUnpacked;
   return opt.sw_mf != 0 ? mask_type::kMfUnpacked : '\0';

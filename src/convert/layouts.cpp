@@ -45,9 +45,10 @@ const RecordDescription* ActiveRecord(const SymbolTable& table, const MaskItem* 
   for (const RecordDescription& record : table.records()) {
     if (record.first == nullptr || record.first->IsStandalone()) continue;
     if (active == nullptr) active = &record;
-    const bool used = condition != nullptr &&
-                      std::any_of(condition->used.begin(), condition->used.end(),
-                                  [&record](const Field* field) { return Describes(record, *field); });
+    const bool used =
+        condition != nullptr &&
+        std::any_of(condition->used.begin(), condition->used.end(),
+                    [&record](const Field* field) { return Describes(record, *field); });
     if (used) return &record;
   }
   return active;

@@ -51,7 +51,7 @@ struct MaskItem {
   std::int16_t occurs = 1;    // repeats back to back
   std::int16_t digits = 0;    // digits of the picture; bits of a bit field
   bool is_signed = false;
-  bool sign_leading = false;  // of an unpacked field: overpunched in the first byte, not the last
+  bool sign_leading = false;    // of an unpacked field: overpunched in the first byte, not the last
   bool has_sign_nibble = true;  // of a packed field: the last nibble is no digit (COMP-6: it is)
   char usage = 0;               // the copybook's usage letter, first occurrence only
   std::string name{};
@@ -60,12 +60,12 @@ struct MaskItem {
   std::int8_t destination_bit = 0;
 
   // Condition items.
-  std::int64_t condition_start = 0;       // offset of the compared field
-  std::int64_t condition_end = 0;         // one past it
-  std::string op{};                       // "EQ", "NE", "GT", "GE", "LT" or "LE"
-  std::string value{};                    // the literal of -I
-  bool is_record_number = false;          // location is minus the number that op compares with
-  std::shared_ptr<ConditionNode> tree{};  // of an ID IS condition
+  std::int64_t condition_start = 0;            // offset of the compared field
+  std::int64_t condition_end = 0;              // one past it
+  std::string op{};                            // "EQ", "NE", "GT", "GE", "LT" or "LE"
+  std::string value{};                         // the literal of -I
+  bool is_record_number = false;               // location is minus the number that op compares with
+  std::shared_ptr<ConditionNode> tree{};       // of an ID IS condition
   std::vector<const copybook::Field*> used{};  // what its USE names
 
   [[nodiscard]] bool is_condition() const { return type == mask_type::kCondition; }

@@ -306,9 +306,8 @@ void DateExpander::WidenNumber(const DateField& date, std::span<const Byte> byte
 
 void DateExpander::Report(const Field& field, std::size_t offset, const char* what) {
   if (!reported_.insert(&field).second) return;
-  PrintWarning(
-      "Record %ld: the date %s at offset %zu %s. Further ones are not reported.\n",
-      run.nCurrInputRec, field.name.c_str(), offset, what);
+  PrintWarning("Record %ld: the date %s at offset %zu %s. Further ones are not reported.\n",
+               run.nCurrInputRec, field.name.c_str(), offset, what);
 }
 
 }  // namespace tolvane

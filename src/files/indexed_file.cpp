@@ -129,11 +129,11 @@ int EraseExisting() {
   const char* const name = opt.outfile.c_str();
   const int handle = isopen(name, ISOUTPUT | ISEXCLLOCK);
   if (handle >= 0) (void)isclose(handle);  // it was opened to learn whether it is free
-  if ((handle < 0 && iserrno == EFLOCKED) || iserase(name) != 0) {
-    InterpretIsamError(iserrno, opt.outfile, {});
-    return 0;
-  }
-  return 1;
+  if ((handle >= 0 || iserrno != EFLOCKED) && iserase(name) == 0) return 1;
+  // A link that was left behind stands for nothing.
+  if (iserrno == ENOENT && IsLink(opt.outfile) && sys.unlink(name) == 0) return 1;
+  InterpretIsamError(iserrno, opt.outfile, {});
+  return 0;
 }
 
 // What becomes of a file that exists.

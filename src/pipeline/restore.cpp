@@ -351,8 +351,9 @@ int Restore::RestoreSdfRecord() {
   const std::size_t most = sdf_->MostBytes();
   const std::size_t size = OutputSize(most);
   const std::size_t reshaped = reshape_ ? reshape_->size() : 0;
-  Byte* const out = output_->Room(std::max({size, most, reshaped}),
-                                  static_cast<std::int32_t>((reshape_ ? size : most) + kDescriptorWidth));
+  Byte* const out =
+      output_->Room(std::max({size, most, reshaped}),
+                    static_cast<std::int32_t>((reshape_ ? size : most) + kDescriptorWidth));
   if (reshape_) converted_.resize(most);
   Byte* const to = reshape_ ? converted_.data() : out;
   const std::span<const Byte> converted(to, sdf_->Convert(to));

@@ -40,7 +40,7 @@ void AddLines(std::string text, std::vector<std::string>& lines) {
     const std::size_t next = at == 0 ? std::string::npos : text.find_first_not_of(' ', at);
     if (next == std::string::npos) break;
     lines.push_back(text.substr(0, at));
-    text = kMargin + text.substr(next);
+    text.replace(0, next, kMargin);
   }
   lines.push_back(std::move(text));
 }

@@ -34,16 +34,15 @@ const Field* UsageOwner(const Field& field) {
 std::string WidenedPicture(const Field& field, const FieldChange& change) {
   constexpr std::size_t kShortBinary = 2;
   constexpr std::size_t kShortDigits = 4, kLongDigits = 18;
-  const auto grown = change.date.width - static_cast<std::size_t>(field.aux_length);
+  const std::size_t before =
+      change.explodes() ? ExplodedWidth(change.item) : static_cast<std::size_t>(field.aux_length);
   std::size_t places = change.date.width;
   if (change.date.is_number && field.usage == 'B')
     places = change.date.width == kShortBinary ? kShortDigits : kLongDigits;
   else if (change.date.is_number)
     places = 2 * change.date.width - 1;
-  else if (change.explodes())
-    places = ExplodedWidth(change.item) - (change.date.width - grown);
-  else if (field.usage == 'D')
-    places = static_cast<std::size_t>(field.digits) + grown;
+  else if (field.usage != 'C')  // a sign of its own is no place
+    places = static_cast<std::size_t>(field.digits) + change.date.width - before;
   const char* const symbol = field.usage == 'C' ? "X" : field.is_signed ? "S9" : "9";
   return symbol + ("(" + std::to_string(places)) + ")";
 }
@@ -80,8 +79,8 @@ int ExplodedCopybook::Write() {
   for (const auto& [name, editor] : editors_) {
     if (WriteFile(name, editor) == 0) return 0;
     if (name != main)
-      PrintOutput("Copybook '%s' copies '%s', which became '%s.EXP'.\n", main.c_str(),
-                  name.c_str(), name.c_str());
+      PrintOutput("Copybook '%s' copies '%s', which became '%s.EXP'.\n", main.c_str(), name.c_str(),
+                  name.c_str());
   }
   return 1;
 }
@@ -99,8 +98,8 @@ int ExplodedCopybook::Change(const Field& field, const FieldChange& change) {
   if (change.explodes() && IsPacked(field)) ChangeUsage(*UsageOwner(field), *editor);
   if (change.explodes() && field.is_signed && (opt.sw_expLeading != 0 || opt.sw_expTrailing != 0)) {
     if (field.source.sign.begin.line != 0) editor->Replace(field.source.sign, "");
-    editor->AddClause(field.source.entry, opt.sw_expLeading != 0 ? "SIGN LEADING SEPARATE"
-                                                                 : "SIGN TRAILING SEPARATE");
+    editor->AddClause(field.source.entry,
+                      opt.sw_expLeading != 0 ? "SIGN LEADING SEPARATE" : "SIGN TRAILING SEPARATE");
   }
   if (change.date.date == nullptr) return 1;
   if (field.IsGroup()) {

@@ -41,7 +41,8 @@ std::size_t RecordPlan::MapOffset(std::size_t offset) const {
     --step;
     if (step->length == 0 || offset >= step->from + step->length) continue;
     const std::size_t before = offset - step->from;
-    if (step->change == nullptr || before <= growths_[static_cast<std::size_t>(step - steps_.begin())])
+    if (step->change == nullptr ||
+        before <= growths_[static_cast<std::size_t>(step - steps_.begin())])
       return step->to + before;
     return step->to + step->width - (step->length - before);
   }

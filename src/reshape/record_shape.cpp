@@ -60,8 +60,7 @@ void RecordShape::NoteChange(const SymbolTable& table, const Field& field) {
   if (dated) change.date = MakeDateField(field, exploded);
   change.width = dated ? change.date.width : ExplodedWidth(change.item);
   changes_.emplace(&field, std::move(change));
-  for (const Field* outer = &field; outer != nullptr; outer = outer->parent)
-    touched_.insert(outer);
+  for (const Field* outer = &field; outer != nullptr; outer = outer->parent) touched_.insert(outer);
 }
 
 const FieldChange* RecordShape::ChangeOf(const Field& field) const {

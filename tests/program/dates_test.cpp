@@ -152,9 +152,194 @@ TEST_F(Dates, AnalysisNamesTheDateFields) {
       << report;
   Run("ANALYZE DATES ONLY\nTRANSLATE TO ASCII\nRECORD SIZE IS 15\nFIELD N\nFIELD H\n", book);
   const std::string dates_only = dir_.ReadFile("in.Y2KRPT");
+  (void)RunTolvane(dir_.Path(), {"-d", "-q", "-foout"});
   EXPECT_TRUE(Has(dates_only, "YYMMDD 100\n"));
   EXPECT_FALSE(Has(dates_only, " J "));
   EXPECT_FALSE(Has(dates_only, " N "));
+}
+
+// Records of several layouts: fields behind a redefinition stand at one place in all of them.
+TEST_F(Dates, LayoutsGrowToTheLargestOfThem) {
+  const std::string book =
+      "       01 R.\n          05 K PIC X.\n          05 G1 PIC X(6).\n"
+      "          05 G2 REDEFINES G1.\n             10 N PIC S9(5) COMP-3 OCCURS 2.\n"
+      "          05 G3 REDEFINES G1.\n             10 D PIC X(6).\n          05 T PIC X(3).\n"
+      "       ID IS K = '1' USE G2.\n       ID IS K = '3' USE G3.\n";
+  const std::string records = "1" + FromHex("12345C 54321D") + "end" + "2abcdefEND" + "3991231End";
+  const struct {
+    const char* statements;
+    const char* out;
+  } cases[] = {
+      {"EXPLODE SIGN LEADING", "1+12345-54321end2abcdef      END3991231      End"},
+      {"DATE IS D FORMAT YYMMDD", nullptr},
+      {"EXPLODE\nDATE IS D FORMAT YYMMDD", "1+12345-54321end2abcdef      END319991231    End"},
+  };
+  for (const auto& c : cases) {
+    dir_.WriteFile("in", records);
+    const ProgramResult result = Run(kRestore + std::string(c.statements), book);
+    if (c.out != nullptr) {
+      EXPECT_EQ(dir_.ReadFile("out"), c.out) << result.out << result.err;
+    } else {
+      EXPECT_EQ(dir_.ReadFile("out"),
+                "1" + FromHex("12345C 54321D") + "  end" + "2abcdef  END" + "319991231End");
+    }
+  }
+  (void)RunTolvane(dir_.Path(), {"-d", "-q", "-foout"});
+  EXPECT_TRUE(
+      Has(Run(kRestore + std::string("KEY1 IS T\nEXPLODE"), book, "ZORVA FILE IS INDEXED").out,
+          "expanded record size: 16"));
+  EXPECT_TRUE(Has(RunTolvane(dir_.Path(), {"-x", "-foout"}).out, "KEY1:0013,0003"));
+  const ProgramResult unused = Run(kRestore + std::string("DATE IS D FORMAT YYMMDD"),
+                                   book.substr(0, book.find("       ID IS K = '3'")));
+  EXPECT_TRUE(Has(unused.err, "DATE IS D: no ID IS statement uses the description")) << unused.err;
+}
+
+// An exploded date is widened as the digits that it has become.
+TEST_F(Dates, ExplodedDatesAreWidened) {
+  const struct {
+    const char* picture;
+    const char* statements;
+    const char* in;
+    const char* out;
+  } cases[] = {
+      {"9(6) COMP-3", "EXPLODE", "0991231F", "19991231z"},
+      {"S9(6) COMP-3", "EXPLODE", "0991231D", "-19991231z"},
+      {"S9(6) COMP-3", "EXPLODE SIGN TRAILING", "0991231C", "19991231+z"},
+      {"S9(6)", "EXPLODE", "393931323371", "-19991231z"},
+      {"S9(6)", "", "393931323371", "1999123qz"},
+      {"S9(7) COMP-3", "EXPLODE", "0991231C", "+019991231z"},
+      {"X(8)", "EXPLODE", "3939313233312020", "19991231  z"},
+      {"S9(6) SIGN LEADING SEPARATE", "", "2D393931323331", "-19991231z"},
+  };
+  for (const auto& c : cases) {
+    dir_.WriteFile("in", FromHex(c.in) + "z");
+    const ProgramResult result =
+        Run(std::string(kRestore) + c.statements + "\nDATE IS D FORMAT YYMMDD\n",
+            std::string("       01 R.\n           05 D PIC ") + c.picture +
+                ".\n           05 Z PIC X.\n");
+    const std::string out = dir_.ReadFile("out");
+    EXPECT_EQ(out, c.out) << c.picture << result.out << result.err;
+    if (std::string(c.statements).empty()) continue;
+    // The copybook of the new records describes them to the byte.
+    dir_.WriteFile("in", out);
+    const ProgramResult again = Run(kRestore, dir_.ReadFile("book.cpy.EXP"));
+    EXPECT_TRUE(Has(again.out, "record size: " + std::to_string(out.size()) + " ===="))
+        << again.out;
+    EXPECT_EQ(dir_.ReadFile("out"), out) << dir_.ReadFile("book.cpy");
+  }
+}
+
+TEST_F(Dates, CenturiesFollowTheWindows) {
+  const struct {
+    const char* picture;
+    const char* format;
+    const char* windows;
+    const char* in;
+    const char* out;
+  } cases[] = {
+      {"X(5)", "YMMDD", "IF YY < 8 THEN CC = 20 ELSE CC = 19", "3531323331", "3230303531323331"},
+      {"X(5)", "YMMDD", "IF YY < 8 THEN CC = 20 ELSE CC = 19", "3831323331", "3139393831323331"},
+      {"X(2)", "YY", "IF YY = '8' THEN CC = 20 ELSE CC = 19", "3038", "32303038"},
+      {"S9(6)", "MMDDYY", "IF YY < 50 THEN CC = 20 ELSE CC = 19", "313233313071",
+       "3132333132303071"},
+      {"9(6) COMP-3", "YYMMDD", "IF ALL 0 THEN CC = HIGH-VALUES ELSE CC = 19", "0000000F",
+       "FFFFFFFFFF"},
+      {"9(6) COMP-3", "YYMMDD", "IF ALL 9 THEN CC = 9 ELSE CC = 19", "0999999F", "099999999F"},
+      {"9(6) COMP-3", "MMDDYY", "IF YY < 50 THEN CC = 20 ELSE CC = 19", "AAAAAAAA", "00AAAAAAAA"},
+      {"9(6) COMP-3", "MMDDYY", "IF SPACES THEN CC = SPACES ELSE CC = 19", "20202020",
+       "2020202020"},
+      {"9(6) COMP", "YYMMDD", "IF ALL 0 THEN CC = SPACE ELSE CC = 19", "00000000",
+       "2020202020202020"},
+  };
+  for (const auto& c : cases) {
+    dir_.WriteFile("in", FromHex(c.in));
+    const ProgramResult result =
+        Run(std::string(kRestore) + "DATE IS D FORMAT " + c.format + " " + c.windows + "\n",
+            std::string("       01 R.\n           05 D PIC ") + c.picture + ".\n");
+    EXPECT_EQ(Out(), Hex(c.out)) << c.picture << c.windows << result.out << result.err;
+  }
+  const ProgramResult letters =
+      Run(std::string(kRestore) + "DATE IS D FORMAT YY IF YY < 50 THEN CC = 'AB' ELSE CC = 19\n",
+          "       01 R.\n           05 D PIC 9(2) COMP-3.\n");
+  EXPECT_TRUE(Has(letters.err, "the century of a packed or binary field must be a number.\n"));
+}
+
+TEST_F(Dates, GrownRecordsKeepTheirLengthsAndKeys) {
+  const std::string book =
+      "       01 R.\n           05 K PIC X(2).\n           05 A PIC 9(6).\n           05 Z PIC "
+      "XX.\n";
+  const std::string date = "DATE IS A FORMAT MMDDYY\n";
+  // Prefixes of variable records tell what follows them.
+  dir_.WriteFile("in", FromHex("0022 0000 000E 0000") + "ab123199zz" + FromHex("0010 0000") +
+                           "cd1231" + "00zz##");
+  Run(kRestore + date + "RECORD SIZE IS V\n", book);
+  EXPECT_EQ(dir_.ReadFile("out").substr(128),
+            FromHex("400C") + "ab12311999zz  " + FromHex("400C") + "cd12311900zz  ");
+  (void)RunTolvane(dir_.Path(), {"-d", "-q", "-foout"});
+  // Aged and widened in one run, no byte is lost; the key over the year grows, that over the day
+  // stays.
+  dir_.WriteFile("in", "ab123199zz");
+  Run(kRestore + date +
+          "AGE A FORMAT MMDDYY FROM 01/01/2000 TO 01/02/2000\nKEY1 IS 6,2\nKEY2 IS 4,2\n",
+      book, "ZORVA FILE IS INDEXED");
+  EXPECT_EQ(dir_.ReadFile("out.dat").substr(0, 12), "ab01011900zz");
+  const std::string shown = RunTolvane(dir_.Path(), {"-x", "-foout"}).out;
+  EXPECT_TRUE(Has(shown, "KEY1:0006,0004")) << shown;
+  EXPECT_TRUE(Has(shown, "KEY2:0004,0002")) << shown;
+  (void)RunTolvane(dir_.Path(), {"-d", "-i", "-foout"});
+  // A copybook named behind the grammar file takes the DATE IS statements over.
+  dir_.WriteFile("in", "ab123199zz");
+  Run(kRestore + date, book);
+  dir_.WriteFile("other.cpy", book);
+  (void)RunTolvane(dir_.Path(), {"-G", "job.gra", "-Q", "-Cother.cpy"});
+  EXPECT_EQ(dir_.ReadFile("out"), "ab12311999zz");
+}
+
+// Each clause that changes is found in its line, and everything else stays where it was.
+TEST_F(Dates, TheExplodedCopybookKeepsItsLines) {
+  const std::string book =
+      "000100 01 R.                                                            SEQ00001\n"
+      "000200     05 A PIC S9(3) COMP-3. 05 B PIC S9(3). 05 C PIC 9 COMP-3.    SEQ00002\n"
+      "000300     05 G USAGE                                                   SEQ00003\n"
+      "000400*    a comment                                                    SEQ00004\n"
+      "000500        IS COMP-3.                                                SEQ00005\n"
+      "000600        10 D PIC 9(3).                                            SEQ00006\n"
+      "000700        10 FILLER PIC 9(3).                                       SEQ00007\n"
+      "000800     05 H PIC X(2).                                               SEQ00008\n"
+      "000900     05 J REDEFINES H PIC S9(3) COMP-3.                           SEQ00009\n";
+  dir_.WriteFile("in", FromHex("123C 343574 1F 456F 789F") + "hh");
+  Run(std::string(kRestore) + "EXPLODE", book);
+  const std::string out = dir_.ReadFile("out");
+  EXPECT_EQ(out, "+123-4541456" + FromHex("789F") + "hh");
+  const std::string exploded = dir_.ReadFile("book.cpy.EXP");
+  EXPECT_EQ(exploded,
+            "000100 01 R.                                                            SEQ00001\n"
+            "000200     05 A PIC S9(3) DISPLAY                                       SEQ00002\n"
+            "           SIGN LEADING SEPARATE.\n"
+            "           05 B PIC S9(3)\n"
+            "           SIGN LEADING SEPARATE.\n"
+            "           05 C PIC 9 DISPLAY.\n"
+            "000300     05 G                                                         SEQ00003\n"
+            "000400*    a comment                                                    SEQ00004\n"
+            "000500                 .                                                SEQ00005\n"
+            "000600        10 D PIC 9(3).                                            SEQ00006\n"
+            "000700        10 FILLER PIC 9(3)                                        SEQ00007\n"
+            "           COMP-3.\n"
+            "000800     05 H PIC X(2).                                               SEQ00008\n"
+            "000900     05 J REDEFINES H PIC S9(3) COMP-3.                           SEQ00009\n");
+  dir_.WriteFile("in", out);
+  Run(kRestore, exploded);
+  EXPECT_EQ(dir_.ReadFile("out"), out);
+}
+
+TEST_F(Dates, AnalysisTakesWhatNoNumberHolds) {
+  dir_.WriteFile("in", std::string(25, '9') + FromHex("999999999999999999 9C"));
+  const ProgramResult result =
+      Run("ANALYZE\nFIELD X\nFIELD P\n",
+          "       01 R.\n           05 X PIC X(25).\n           05 P PIC S9(18) COMP-3.\n");
+  EXPECT_TRUE(Has(result.out, "TOTAL records analysed                 : 1\n")) << result.err;
+  EXPECT_TRUE(Has(dir_.ReadFile("in.Y2KRPT"), "UNKNOWN 100")) << dir_.ReadFile("in.Y2KRPT");
+  EXPECT_TRUE(Has(dir_.ReadFile("in.Y2KRPT"), "Copybook :\t\tbook.cpy\n"));
 }
 
 }  // namespace
