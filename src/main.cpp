@@ -7,6 +7,7 @@
 #include <clocale>
 #include <csignal>
 #include <cstdlib>
+#include <new>
 #include <string>
 
 #include "convert/mask.h"
@@ -108,4 +109,11 @@ int Main(int argc, char** argv) {
 }  // namespace
 }  // namespace tolvane
 
-int main(int argc, char** argv) { return tolvane::Main(argc, argv); }
+int main(int argc, char** argv) {
+  try {
+    return tolvane::Main(argc, argv);
+  } catch (const std::bad_alloc& error) {
+    tolvane::PrintError("Memory allocation error: %s\n", error.what());
+    return tolvane::kRejected;
+  }
+}

@@ -66,7 +66,7 @@ std::size_t isCompEntries(const Index& index, const Byte* entries, int count, By
 void isCompScan(const Index& index, const Byte* node, std::size_t used,
                 std::vector<Byte>& entries) {
   const std::size_t tail = index.entry_size - index.length;
-  std::vector<Byte> key(index.length);
+  Byte key[kMostTarget] = {};
   bool repeats = false, first = true;
   entries.clear();
   for (std::size_t at = layout::tree_node::kFirst; at < used; first = false) {
@@ -78,12 +78,12 @@ void isCompScan(const Index& index, const Byte* node, std::size_t used,
         isFatal("iscomp.c", __LINE__);
       const std::size_t middle = index.length - leading - trailing;
       if (at + middle + tail > used) isFatal("iscomp.c", __LINE__);
-      std::copy_n(node + at, middle, key.begin() + static_cast<std::ptrdiff_t>(leading));
-      std::fill(key.end() - static_cast<std::ptrdiff_t>(trailing), key.end(), PadOf(index));
+      std::memcpy(key + leading, node + at, middle);
+      std::memset(key + leading + middle, PadOf(index), trailing);
       at += middle;
     }
     if (at + tail > used) isFatal("iscomp.c", __LINE__);
-    entries.insert(entries.end(), key.begin(), key.end());
+    entries.insert(entries.end(), key, key + index.length);
     entries.insert(entries.end(), node + at, node + at + tail);
     at += tail;
     Byte& mark = entries[entries.size() - layout::tree_node::kPointerWidth];

@@ -65,10 +65,12 @@ struct File {
   std::vector<std::pair<std::uint32_t, const void*>> record_locks;  // record, handle
 
   // Work space, taken once: for a record, and for a node, that is not read from a mapping; for a
-  // node about to be stored; for the entries of a compressed node, and of one about to be stored.
+  // node about to be stored; for the entries of a compressed node; for those of nodes that change,
+  // by the level of the path. What a change may need of them is taken before its first store.
   std::vector<Byte> scratch;
   Buffer node_scratch, image;
-  std::vector<Byte> entries_scratch, entries_changed;
+  std::vector<Byte> entries_scratch;
+  std::vector<std::vector<Byte>> entry_lists;
 
   [[nodiscard]] std::size_t slot_length() const {
     return record_length + layout::slot::kStatusWidth +

@@ -1,6 +1,7 @@
 // How a tree grows and shrinks.
 
 #include <algorithm>
+#include <array>
 
 #include "isam/isnode.h"
 
@@ -24,17 +25,29 @@ Target EntryForChild(const Index& index, const Byte* last, std::uint32_t child) 
   return entry;
 }
 
-// The entries of a node with one more at `at`.
-std::vector<Byte> WithEntry(const Index& index, const Node& node, int at, const Byte* entry) {
-  std::vector<Byte> entries;
-  entries.reserve(static_cast<std::size_t>(node.count + 1) * index.entry_size);
-  entries.assign(node.entries, node.entry(index, at));
-  entries.insert(entries.end(), entry, entry + index.entry_size);
-  entries.insert(entries.end(), node.entry(index, at), node.entry(index, node.count));
-  return entries;
+}  // namespace
+
+void Tree::ReserveLists(int depth) {
+  if (depth == 0) depth = Load(index_.root, -1).level + 1;
+  const std::size_t levels = static_cast<std::size_t>(depth) + 1;  // the root may move up
+  if (levels <= index_.listed_levels) return;
+  // A compressed entry takes no less than its counter and pointer.
+  const std::size_t least = index_.entry_size - (index_.is_compressed() ? index_.length : 0);
+  const std::size_t bytes = (file_.limit() / least + 2) * index_.entry_size;
+  if (file_.entry_lists.size() < levels) file_.entry_lists.resize(levels);
+  for (std::vector<Byte>& list : file_.entry_lists) list.reserve(bytes);
+  file_.entries_scratch.reserve(bytes);
+  index_.listed_levels = levels;
 }
 
-}  // namespace
+// The entries of a node with one more at `at`.
+const std::vector<Byte>& Tree::WithEntry(int level, const Node& node, int at, const Byte* entry) {
+  std::vector<Byte>& entries = file_.entry_lists[static_cast<std::size_t>(level)];
+  entries.assign(node.entries, node.entry(index_, at));
+  entries.insert(entries.end(), entry, entry + index_.entry_size);
+  entries.insert(entries.end(), node.entry(index_, at), node.entry(index_, node.count));
+  return entries;
+}
 
 void Tree::isTreeInsert(Target& target, std::uint32_t record, Path& path) {
   if (path.depth == 0) (void)FindPlace(target, path);
@@ -47,7 +60,7 @@ void Tree::InsertAt(Path& path, int level, int at, const Byte* entry) {
   const Node node = Load(number, -1);
   if (!index_.is_compressed() && node.used + index_.entry_size < file_.limit())
     return flatins(number, node, at, entry);
-  StoreEntries(path, level, WithEntry(index_, node, at, entry), node.level, LowerShare(node, at));
+  StoreEntries(path, level, WithEntry(level, node, at, entry), node.level, LowerShare(node, at));
 }
 
 void Tree::flatins(std::uint32_t number, const Node& node, int at, const Byte* entry) {
@@ -125,9 +138,10 @@ void Tree::StoreEntries(Path& path, int level, const std::vector<Byte>& entries,
   const std::uint32_t upper_node = NewNode();
   StoreNode(upper_node, entry_at(lower), count - lower, node_level);
   const Target for_upper = EntryForChild(index_, entry_at(count - 1), upper_node);
-  std::vector<Byte> root(for_lower.bytes.data(), for_lower.bytes.data() + index_.entry_size);
-  root.insert(root.end(), for_upper.bytes.data(), for_upper.bytes.data() + index_.entry_size);
-  StoreNode(number, root.data(), 2, node_level + 1);
+  Byte root[2 * kMostTarget];
+  std::memcpy(root, for_lower.bytes.data(), index_.entry_size);
+  std::memcpy(root + index_.entry_size, for_upper.bytes.data(), index_.entry_size);
+  StoreNode(number, root, 2, node_level + 1);
 }
 
 // Enters a new lower node before the node that it was split off. The last entry of a level, which
@@ -139,7 +153,8 @@ void Tree::InsertSeparator(Path& path, int level, const Target& for_lower, const
   const bool behind =
       step.at + 1 == node.count && isTargetCmp(index_, node.entry(index_, step.at), upper_last) < 0;
   if (!behind) return InsertAt(path, level, step.at, for_lower.bytes.data());
-  auto entries = WithEntry(index_, node, step.at, for_lower.bytes.data());
+  (void)WithEntry(level, node, step.at, for_lower.bytes.data());
+  std::vector<Byte>& entries = file_.entry_lists[static_cast<std::size_t>(level)];
   std::memcpy(&entries[entries.size() - index_.entry_size], upper_last,
               index_.entry_size - n::kPointerWidth);
   StoreEntries(path, level, entries, node.level, LowerShare(node, step.at));
@@ -153,7 +168,8 @@ void Tree::RemoveAt(Path& path, int level) {
   const std::size_t size = index_.entry_size;
   const std::size_t at = static_cast<std::size_t>(step.at) * size;
   const std::size_t all = static_cast<std::size_t>(node.count) * size;
-  std::vector<Byte> entries(node.entries, node.entries + all);
+  std::vector<Byte>& entries = file_.entry_lists[static_cast<std::size_t>(level)];
+  entries.assign(node.entries, node.entries + all);
   if (node.level > 0 && at > 0 && at + size == all)
     std::memcpy(&entries[at - size], &entries[at], size - n::kPointerWidth);
   const auto begin = entries.begin() + static_cast<std::ptrdiff_t>(at);
@@ -172,15 +188,16 @@ void Tree::isTreeDelete(const Target& target, std::uint32_t record, Path& path) 
     throw Failure{EBADFILE};
   // Nodes that become empty go, up to the first one that keeps an entry.
   int level = path.depth - 1;
-  std::vector<std::uint32_t> emptied;
-  while (level > 0 && path.step(level).count == 1) emptied.push_back(path.step(level--).node);
+  std::array<std::uint32_t, kMostDepth> emptied;
+  std::size_t count = 0;
+  while (level > 0 && path.step(level).count == 1) emptied[count++] = path.step(level--).node;
   const Path::Step& step = path.step(level);
   if (level == 0 && step.count == 1) {
     StoreNode(step.node, nullptr, 0, 0);
   } else {
     RemoveAt(path, level);
   }
-  for (const std::uint32_t node : emptied) isPutFree(file_, FreeKind::kNode, node);
+  for (std::size_t i = 0; i < count; ++i) isPutFree(file_, FreeKind::kNode, emptied[i]);
 }
 
 std::uint32_t Tree::MostCounter() const {
@@ -202,6 +219,7 @@ std::uint32_t Tree::NextCounter(const Byte* key, Path& path) {
 }
 
 std::uint32_t Tree::Renumber(const Byte* key, bool store) {
+  if (!store) ReserveLists(0);
   if (store) index_.edge.depth = 0;
   std::uint32_t next = 0;
   RenumberBelow(index_.root, -1, key, store, next);
@@ -213,7 +231,8 @@ void Tree::RenumberBelow(std::uint32_t number, int level, const Byte* key, bool 
   const Node node = Load(number, level);
   const std::size_t size = index_.entry_size;
   const int count = node.count, node_level = node.level;
-  std::vector<Byte> entries(node.entries, node.entries + static_cast<std::size_t>(count) * size);
+  std::vector<Byte>& entries = file_.entry_lists[static_cast<std::size_t>(node_level)];
+  entries.assign(node.entries, node.entries + static_cast<std::size_t>(count) * size);
   const Target first = MakeTarget(index_, key, 0);
   const int considered = node_level > 0 ? count - 1 : count;
   for (int i = isNodeMatch(node, considered, first.bytes.data()); i < count; ++i) {

@@ -25,7 +25,8 @@ struct Index {
   bool bytewise = false;               // the order is that of the bytes
   std::uint32_t described_in = 0;      // key-description node and offset there
   std::size_t described_at = 0;
-  Path edge;  // behind the last entry; cached, as far as depth is not 0
+  Path edge;                      // behind the last entry; cached, as far as depth is not 0
+  std::size_t listed_levels = 0;  // for so many the file's entry lists are large enough
 
   [[nodiscard]] bool has(int flag) const { return (key.k_flags & flag) != 0; }
   [[nodiscard]] bool is_compressed() const { return has(COMPRESS); }

@@ -66,6 +66,10 @@ class Tree {
 
   // ---- changing (isgrow.cpp)
 
+  // Makes room in memory for a change along a path of this depth (0: not known yet), so that none
+  // of the calls below needs any.
+  void ReserveLists(int depth);
+
   // The place of a target among the entries: where it is, or where it is to be inserted, which may
   // be behind the last entry of a leaf. True when it is there.
   [[nodiscard]] bool FindPlace(const Target& target, Path& path);
@@ -103,6 +107,8 @@ class Tree {
   [[nodiscard]] int comphalf(const Byte* entries, int count) const;
   [[nodiscard]] int LowerShare(const Node& node, int at) const;
   [[nodiscard]] bool Fits(const Byte* entries, int count) const;
+  [[nodiscard]] const std::vector<Byte>& WithEntry(int level, const Node& node, int at,
+                                                   const Byte* entry);
   void StoreEntries(Path& path, int level, const std::vector<Byte>& entries, int node_level,
                     int lower);
   void InsertSeparator(Path& path, int level, const Target& for_lower, const Byte* upper_last);

@@ -108,12 +108,17 @@ std::vector<Change>& Plan(File& file, const Step& step) {
   return changes;
 }
 
-// Makes sure of the index nodes that a plan may need: every node on a path may be split, also by a
-// removal where keys are compressed, the root in three, and a list of free numbers may need a node.
+// Makes sure of the memory and the index nodes that a plan may need: every node on a path may be
+// split, also by a removal where keys are compressed, the root in three, and a list of free numbers
+// may need a node.
 void ReserveNodes(File& file, const std::vector<Change>& changes) {
   std::uint64_t nodes = 1;
-  for (const Change& change : changes)
-    if (change.adds || (change.removes && change.index->is_compressed())) nodes += kMostDepth;
+  for (const Change& change : changes) {
+    if (!change.adds && !change.removes) continue;
+    Tree(file, *change.index)
+        .ReserveLists(std::max(change.place.depth, change.removed_place.depth));
+    if (change.adds || change.index->is_compressed()) nodes += kMostDepth;
+  }
   file.index.Reserve(file.node_offset(file.free_nodes.highest) + (nodes + 1) * file.node_size);
 }
 

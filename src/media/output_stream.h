@@ -41,8 +41,8 @@ class OutputStream {
   }
   // The unit that was built in the room is complete with its first `bytes` bytes.
   void Commit(std::size_t bytes) {
+    ends_.push_back(have_ + bytes);
     have_ += bytes;
-    ends_.push_back(have_);
     if (have_ - start_ >= piece_limit_) Flush();
   }
 

@@ -11,7 +11,12 @@
 namespace tolvane {
 namespace {
 
-int Open(const char* path, int flags, mode_t mode) { return ::open(path, flags, mode); }
+int Open(const char* path, int flags, mode_t mode) {
+  int fd = -1;
+  do fd = ::open(path, flags, mode);
+  while (fd < 0 && errno == EINTR);
+  return fd;
+}
 
 void* Map(std::size_t bytes, int protection, int flags, int fd, off_t offset) {
   return ::mmap(nullptr, bytes, protection, flags, fd, offset);
