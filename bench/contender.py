@@ -3,10 +3,23 @@
 import filecmp
 import glob
 import os
+import shutil
 import statistics
 import subprocess
 import sys
 import time
+
+
+def built_cobol(programs, name):
+    """The path of a COBOL peer, built beside the programs; None without a compiler."""
+    if shutil.which("cobc") is None:
+        return None
+    target = programs("cobol_" + name)
+    here = os.path.dirname(os.path.abspath(__file__))
+    source = os.path.join(here, "cobol", name + ".cob")
+    if not os.path.exists(target) or os.path.getmtime(target) < os.path.getmtime(source):
+        subprocess.run(["cobc", "-x", "-O2", "-o", target, source], check=True)
+    return target
 
 
 class Contender:

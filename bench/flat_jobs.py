@@ -1,25 +1,12 @@
 """Jobs from flat files, tape images and 36-bit words to flat files."""
 
-import os
 import shutil
 import subprocess
 
-from contender import Contender, Job
+from contender import Contender, Job, built_cobol
 from material import FIELDS, RECORD
 
-HERE = os.path.dirname(os.path.abspath(__file__))
 RESTORE = f"-r -c -q -e -MF -s{RECORD} -foout".split() + FIELDS
-
-
-def built_cobol(name, programs):
-    """The path of a COBOL peer, built beside the programs; None without a compiler."""
-    if shutil.which("cobc") is None:
-        return None
-    target = os.path.join(programs, "cobol_" + name)
-    source = os.path.join(HERE, "cobol", name + ".cob")
-    if not os.path.exists(target) or os.path.getmtime(target) < os.path.getmtime(source):
-        subprocess.run(["cobc", "-x", "-O2", "-o", target, source], check=True)
-    return target
 
 
 def with_and_without_progress(command):
@@ -35,7 +22,7 @@ def flat(programs, _records):
     if shutil.which("iconv"):
         contenders.append(Contender("iconv", ["iconv", "-f", "IBM037", "-t", "ISO-8859-1", "-o",
                                               "out", "in"], peer=True))
-    cobol = built_cobol("flat", os.path.dirname(programs("tolvane")))
+    cobol = built_cobol(programs, "flat")
     if cobol:
         contenders.append(Contender("GnuCOBOL", [cobol], peer=True, output="out",
                                     environment={"IN": "in", "OUT": "out", "TABLE": "table"}))

@@ -4,20 +4,24 @@ import glob
 import os
 import subprocess
 
-from contender import Contender, Job
+from contender import Contender, Job, built_cobol
 from material import FIELDS, KEY, RECORD
 
-NAMES = {"isam": "engine", "bdb": "Berkeley DB", "sqlite": "SQLite", "lmdb": "LMDB"}
+NAMES = {"isam": "engine", "bdb": "Berkeley DB", "sqlite": "SQLite", "lmdb": "LMDB",
+         "cobol": "GnuCOBOL"}
 
 
 def stores(programs, shared=False):
-    """The installed stores, the engine first."""
+    """The installed stores, the engine first and GnuCOBOL last."""
     listed = subprocess.run([programs("isam_bench"), "stores"], check=True, text=True,
                             stdout=subprocess.PIPE).stdout
-    return [line.split()[0] for line in listed.splitlines() if not shared or "shared" in line]
+    names = [line.split()[0] for line in listed.splitlines() if not shared or "shared" in line]
+    return names if shared or not built_cobol(programs, "indexed") else names + ["cobol"]
 
 
 def engine_job(programs, store, *words):
+    if store == "cobol":
+        return [programs("cobol_indexed"), *words]
     return [programs("isam_bench"), "--store", store, *words]
 
 
@@ -43,7 +47,7 @@ def load_job(title, source, alternate):
 def base(programs, store, source):
     """The name of a loaded store, made once."""
     name = f"{source}.{store}"
-    if not glob.glob(glob.escape(name) + ".*"):
+    if not glob.glob(glob.escape(name) + "*"):
         subprocess.run(engine_job(programs, store, "load", source + ".local", name), check=True,
                        stdout=subprocess.DEVNULL)
     return name
