@@ -2,7 +2,8 @@
 //
 //   FAULT_CALL   the name of the call
 //   FAULT_AT     which of them, from 1 on; 0: none
-//   FAULT_ERROR  the errno that it fails with; 0: a read or write moves only half of its bytes
+//   FAULT_ERROR  the errno that it fails with; 0: a read or write moves only half of its bytes;
+//                -1: the process is killed instead
 //   FAULT_COUNT  a file that receives the number of calls made
 //
 // Calls are counted from the program's first fcntl on, with which it looks after its standard
@@ -14,6 +15,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -57,7 +59,9 @@ __attribute__((destructor)) void WriteCount() {
 // Whether this call is the one; counts it.
 bool IsChosen(const char* call) {
   if (!is_started || plan.call == nullptr || std::strcmp(call, plan.call) != 0) return false;
-  return ++calls == plan.at;
+  if (++calls != plan.at) return false;
+  if (plan.error == -1) (void)std::raise(SIGKILL);
+  return true;
 }
 
 bool Fails(const char* call) {
