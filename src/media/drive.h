@@ -32,7 +32,8 @@ class Drive {
   };
   [[nodiscard]] virtual Block ReadBlock(std::size_t most) = 0;
 
-  // False with errno set; ENOSPC at the end of the medium, when labels and marks still fit.
+  // False with errno set; ENOSPC at the end of the medium, when labels and marks still fit, EIO
+  // behind what is lost.
   [[nodiscard]] virtual bool WriteBlock(std::span<const Byte> block, bool is_label) = 0;
   [[nodiscard]] virtual bool WriteMark() = 0;
 
@@ -49,6 +50,8 @@ class Drive {
 
   // What was written of the volume so far, for those who look.
   virtual void Flush() {}
+  // Blocks and marks taken that turned out not to be written; this has been reported.
+  [[nodiscard]] virtual std::int64_t lost() const { return 0; }
   // Whether marks can be written and stepped over without losing the place.
   [[nodiscard]] virtual bool keeps_place() const { return true; }
 };

@@ -63,16 +63,18 @@ class ImageDrive : public Drive {
   bool TakeMounted() override { return Open(); }
   bool Close() override {
     if (!writer_ || writer_->Close()) return true;
-    if (writer_->lost() > 0) errno = ENOSPC;
+    if (writer_->lost() > 0) errno = EIO;
     return false;
   }
   void Flush() override {
     if (writer_) writer_->Flush();
   }
+  [[nodiscard]] std::int64_t lost() const override { return writer_ ? writer_->lost() : 0; }
 
  private:
   [[nodiscard]] const Volume& volume() const { return volumes_[current_]; }
   [[nodiscard]] bool WasWritten() const;
+  [[nodiscard]] bool IsWhole() const;
   Block Report(const TapeObject& object, const std::string& what);
 
   ImageFormat format_;
@@ -130,12 +132,16 @@ Drive::Block ImageDrive::ReadBlock(std::size_t most) {
   }
 }
 
+// False with errno set when something is missing: nothing may follow that.
+bool ImageDrive::IsWhole() const {
+  if (lost() == 0) return true;
+  errno = EIO;
+  return false;
+}
+
 bool ImageDrive::WriteBlock(std::span<const Byte> block, bool is_label) {
+  if (!IsWhole()) return false;
   if (!is_label && writer_->size() + block.size() > volume().capacity) {
-    errno = ENOSPC;
-    return false;
-  }
-  if (writer_->lost() > 0) {  // nothing may follow what is missing
     errno = ENOSPC;
     return false;
   }
@@ -144,13 +150,17 @@ bool ImageDrive::WriteBlock(std::span<const Byte> block, bool is_label) {
 }
 
 bool ImageDrive::WriteMark() {
+  if (!IsWhole()) return false;
   writer_->WriteMark();
   return true;
 }
 
 bool ImageDrive::LoadNextVolume() {
   if (current_ + 1 == volumes_.size()) return false;
-  if (writer_ && !writer_->Close()) return false;
+  if (!Close()) {
+    PrintError("Closing tape image '%s': %s\n", volume().path.c_str(), std::strerror(errno));
+    return false;
+  }
   ++current_;
   if (Open()) return true;
   PrintError("Opening tape image '%s': %s\n", volume().path.c_str(), std::strerror(errno));

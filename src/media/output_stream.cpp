@@ -42,7 +42,7 @@ void OutputStream::Flush() {
   if (flushing_) return;  // a message of LoseUnit brings us here again
   flushing_ = true;
   std::size_t unit = 0;  // the first one not yet written
-  while (start_ < have_) {
+  while (start_ < have_ && !HasStopped()) {
     const std::size_t written = WriteSome(fd_, piece_.data() + start_, have_ - start_);
     const int error = errno;
     const std::size_t reached = start_ + written;
@@ -52,6 +52,8 @@ void OutputStream::Flush() {
     LoseUnit(unit, reached - start_, error);
     start_ = ends_[unit++];
   }
+  lost_ += static_cast<std::int64_t>(ends_.size() - unit);  // none, unless it has stopped
+  start_ = have_;
   handed_out_ += static_cast<std::int64_t>(ends_.size());
   ends_.clear();
   flushing_ = false;
@@ -63,7 +65,8 @@ void OutputStream::LoseUnit(std::size_t unit, std::size_t written, int error) {
     (void)sys.lseek(fd_, position_, SEEK_SET);  // cannot fail on a regular file
   if (++lost_ > 1) return;
   const auto number = handed_out_ + static_cast<std::int64_t>(unit) + 1;
-  PrintError("%s %ld could not be written; the run goes on with the next one.\n", noun_, number);
+  PrintError("%s %ld could not be written; %s.\n", noun_, number,
+             HasStopped() ? "nothing is written behind it" : "the run goes on with the next one");
   processError(error, path_);
 }
 

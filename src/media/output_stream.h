@@ -4,7 +4,8 @@
 // message, the end). What is no regular file gets each unit at once.
 //
 // A unit that cannot be written is reported, the first with its number; the units after it are
-// tried all the same. What a failed write left of a unit is cut off again.
+// tried all the same, or, where they would cover what is missing, are lost with it. What a failed
+// write left of a unit is cut off again.
 #pragma once
 
 #include <sys/types.h>
@@ -18,10 +19,13 @@
 
 namespace tolvane {
 
+enum class AfterLoss { kGoOn, kStop };
+
 class OutputStream {
  public:
   // `noun` names a unit in messages: "Record", "Block".
-  explicit OutputStream(const char* noun) : noun_(noun) {}
+  explicit OutputStream(const char* noun, AfterLoss after_loss = AfterLoss::kGoOn)
+      : noun_(noun), after_loss_(after_loss) {}
   ~OutputStream();
   OutputStream(const OutputStream&) = delete;
   OutputStream& operator=(const OutputStream&) = delete;
@@ -56,8 +60,10 @@ class OutputStream {
  private:
   void MakeRoom(std::size_t bytes);
   void LoseUnit(std::size_t unit, std::size_t written, int error);
+  [[nodiscard]] bool HasStopped() const { return lost_ > 0 && after_loss_ == AfterLoss::kStop; }
 
   const char* noun_;
+  AfterLoss after_loss_;
   std::string path_;
   int fd_ = -1;
   bool is_regular_ = false;

@@ -40,19 +40,32 @@ bool putLabel(TapeOut& tape, const Label& ebcdic) {
 
 bool putTapeMark(TapeOut& tape) { return !tape.is_tape() || tape.drive->WriteMark(); }
 
+// Sends out what is held back. False with errno set when something is missing on the volume, which
+// has been reported.
+bool IsWhole(TapeOut& tape) {
+  FlushTapeOut(tape);
+  if (LostBlocks(tape) == 0) return true;
+  errno = EIO;
+  return false;
+}
+
 bool addTapeLabel(TapeOut& tape) {
   return putLabel(tape, MakeVol1(tape.volume_serial)) &&
          putLabel(tape,
                   MakeHdr1(tape.file_label, tape.volume_serial, tape.volume_number, LocalNow())) &&
-         putLabel(tape, MakeHdr2("HDR2", FormatOf(tape))) && putTapeMark(tape);
+         putLabel(tape, MakeHdr2("HDR2", FormatOf(tape))) && putTapeMark(tape) && IsWhole(tape);
 }
 
-// The labels behind the data: "EOF" at the end of the file, "EOV" at the end of a volume.
-bool addTrailer(TapeOut& tape, const std::string& kind) {
+// The mark behind the data and, on a labelled volume, the labels: "EOF" at the end of the file,
+// "EOV" at the end of a volume. They would make what is missing look whole: then there are none.
+bool EndData(TapeOut& tape, const std::string& kind) {
+  if (!IsWhole(tape) || !putTapeMark(tape)) return false;
+  if (!tape.labelled) return true;
   const std::string first = kind + "1", second = kind + "2";
   return putLabel(tape, MakeEof1(first.c_str(), tape.file_label, tape.volume_serial,
                                  tape.blocks_on_volume, LocalNow())) &&
-         putLabel(tape, MakeHdr2(second.c_str(), FormatOf(tape))) && putTapeMark(tape);
+         putLabel(tape, MakeHdr2(second.c_str(), FormatOf(tape))) && putTapeMark(tape) &&
+         IsWhole(tape);
 }
 
 // Makes the block size what blocks will have: whole records, and at least one.
@@ -97,7 +110,7 @@ void BeginBlock(TapeOut& tape) {
 
 // Ends the full volume and begins the next one. False when there is none.
 bool NextVolume(TapeOut& tape) {
-  if (!putTapeMark(tape) || !addTrailer(tape, "EOV")) return false;
+  if (!EndData(tape, "EOV")) return false;
   PrintOutput("\nReached End of Volume on tape number %d \n", tape.volume_number);
   if (!ChangeVolume(*tape.drive, tape.device, tape.volume_number + 1)) return false;
   ++tape.volume_number;
@@ -111,7 +124,7 @@ bool WriteToTape(TapeOut& tape, std::span<const Byte> block) {
     if (tape.drive->WriteBlock(block, false)) return true;
     const int error = errno;
     if (!tried && error == ENOSPC && tape.labelled && NextVolume(tape)) continue;
-    if (tape.lost == 0)
+    if (LostBlocks(tape) == 0)
       PrintError("Block %d could not be written to '%s': %s\n", tape.blocks_written + 1,
                  tape.device.c_str(), std::strerror(error));
     ++tape.lost;
@@ -239,13 +252,15 @@ std::int32_t closeTapeOut(TapeOut& tape) {
   TRACE_FRAME();
   // A failure has been reported and counted.
   (void)(tape.copyg != nullptr && tape.lost == 0 ? putCopygBlk(tape, {}) : putBlk(tape));
-  const bool trailed = putTapeMark(tape) && (!tape.labelled || addTrailer(tape, "EOF"));
+  const bool ended = EndData(tape, "EOF");
   const bool closed = tape.is_tape() ? tape.drive->Close() : tape.stream.Close();
-  if (!trailed || !closed) processError(errno, tape.device);
+  if (LostBlocks(tape) == 0 && (!ended || !closed)) processError(errno, tape.device);
   return tape.blocks_written;
 }
 
-std::int64_t LostBlocks(const TapeOut& tape) { return tape.lost + tape.stream.lost(); }
+std::int64_t LostBlocks(const TapeOut& tape) {
+  return tape.lost + (tape.is_tape() ? tape.drive->lost() : tape.stream.lost());
+}
 
 void FlushTapeOut(TapeOut& tape) {
   if (tape.is_tape()) {

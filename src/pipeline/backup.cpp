@@ -71,6 +71,7 @@ int Backup::Run() {
     if (SkipRecords() != 0) result = TransferRecords();
     if (file_->Failed()) result = 0;
     Finish();
+    if (tape_->is_tape() && LostBlocks(*tape_) > 0) result = 0;
   }
   DieOfPendingSignal();
   return result;

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -125,6 +126,40 @@ TEST_F(Tape, AFullTapeWithoutSuccessorEndsTheWriting) {
   EXPECT_EQ(Write("tap:" + dir_.Path("v1=290"), {"aaaa", "bbbb", "cccc", "dddd", "eeee"}), -2);
   EXPECT_NE(::testing::internal::GetCapturedStderr().find("Block 2 could not be written to"),
             std::string::npos);
+}
+
+// What the disk still holds; a write beyond is cut and the next one fails.
+off_t disk_room;
+
+// A loss that shows only when the pieces go out, at the end of a volume or of the backup.
+TEST_F(Tape, NothingFollowsABlockThatAnImageHasLost) {
+  sys.write = [](int fd, const void* from, std::size_t count) -> ssize_t {
+    const off_t at = ::lseek(fd, 0, SEEK_CUR);
+    if (at >= disk_room) {
+      errno = ENOSPC;
+      return -1;
+    }
+    return ::write(fd, from, std::min(count, static_cast<std::size_t>(disk_room - at)));
+  };
+  disk_room = 268 + 16 + 5;  // labels, mark, one block and a part of the next
+  const struct {
+    const char* first;
+    std::int64_t result;  // of the writing
+  } cases[] = {{"v1", 4}, {"v1=300", -2}};
+  for (const auto& c : cases) {
+    ::testing::internal::CaptureStderr();
+    EXPECT_EQ(Write(Images("tap:", {c.first, "v2"}),
+                    {"aaaa", "bbbb", "cccc", "dddd", "eeee", "ffff", "gggg"}),
+              c.result);
+    EXPECT_EQ(::testing::internal::GetCapturedStderr(),
+              "\nERROR: Tape object 6 could not be written; nothing is written behind it.\n"
+              "\nERROR: Error 28 on file " +
+                  dir_.Path("v1") + "\n");
+    const Records blocks = Blocks("v1");
+    ASSERT_EQ(blocks.size(), 5U) << c.first;
+    EXPECT_EQ(blocks[4], "aaaabbbb");
+    EXPECT_NE(access(dir_.Path("v2").c_str(), F_OK), 0) << "the next volume was begun";
+  }
 }
 
 TEST_F(Tape, WrongAndMissingVolumesAreAskedFor) {
