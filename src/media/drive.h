@@ -25,12 +25,17 @@ class Drive {
   virtual ~Drive() = default;
 
   // A block of at most `most` bytes, valid until the next call. No data and error 0: a tape mark
-  // or the end. Error ENOMEM: the block is longer, and is passed over.
+  // or the end. Error ENOMEM: the block is longer, and is passed over; where its length is known,
+  // `data` has it.
   struct Block {
     std::span<const Byte> data{};
     int error = 0;
   };
   [[nodiscard]] virtual Block ReadBlock(std::size_t most) = 0;
+  // The same for a tape of blocks of `size` bytes, of which a device may give parts. A little more
+  // is asked for, so that a longer block shows up.
+  static constexpr std::size_t kMore = 8;
+  [[nodiscard]] virtual Block ReadFixedBlock(std::size_t size) { return ReadBlock(size + kMore); }
 
   // False with errno set; ENOSPC at the end of the medium, when labels and marks still fit, EIO
   // behind what is lost.
@@ -54,6 +59,10 @@ class Drive {
   [[nodiscard]] virtual std::int64_t lost() const { return 0; }
   // Whether marks can be written and stepped over without losing the place.
   [[nodiscard]] virtual bool keeps_place() const { return true; }
+  // Whether closing leads back to the beginning, wherever reading has ended.
+  [[nodiscard]] virtual bool rewinds() const { return true; }
+  // Whether ReadBlock may give part of a block, which only ReadFixedBlock puts together.
+  [[nodiscard]] virtual bool gives_parts() const { return false; }
 };
 
 enum class DriveUse { kRead, kWrite };

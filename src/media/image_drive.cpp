@@ -126,7 +126,7 @@ Drive::Block ImageDrive::ReadBlock(std::size_t most) {
         return {};
       case TapeObject::Kind::kBlock:
         if (object.read_error) return Report(object, "this block was read with an error");
-        if (object.data.size() > most) return {.error = ENOMEM};
+        if (object.data.size() > most) return {.data = object.data, .error = ENOMEM};
         return {.data = object.data};
     }
   }

@@ -45,7 +45,7 @@ class Tape : public ::testing::Test {
     ::testing::internal::CaptureStderr();
     Records records;
     if (auto tape = openTapeIn({.path = path,
-                                .record_size = 4,
+                                .record_size = record_size_,
                                 .block_size = block_size_,
                                 .kind = kind_,
                                 .fixed = fixed})) {
@@ -61,6 +61,19 @@ class Tape : public ::testing::Test {
     said_ = ::testing::internal::GetCapturedStdout();
     complained_ = ::testing::internal::GetCapturedStderr();
     return records;
+  }
+  // Makes the image "t" of blocks, "*" for a mark.
+  void WriteObjects(const std::vector<std::string>& objects) {
+    TapeImageWriter writer(ImageFormat::kTap);
+    EXPECT_TRUE(writer.Open(dir_.Path("t")));
+    for (const std::string& object : objects) {
+      if (object == "*") {
+        writer.WriteMark();
+      } else {
+        writer.WriteBlock({reinterpret_cast<const Byte*>(object.data()), object.size()});
+      }
+    }
+    EXPECT_TRUE(writer.Close());
   }
   // The blocks of an image: labels in ASCII, "*" for a mark.
   Records Blocks(const std::string& name) {
@@ -87,7 +100,7 @@ class Tape : public ::testing::Test {
   test::TempDir dir_;
   test::SavedSystem saved_;
   std::string said_, complained_;
-  std::int32_t block_size_ = 8;
+  std::int32_t record_size_ = 4, block_size_ = 8;
   InputKind kind_ = InputKind::kTape;
 };
 
@@ -177,18 +190,7 @@ TEST_F(Tape, WrongAndMissingVolumesAreAskedFor) {
 }
 
 TEST_F(Tape, UnlabelledAndOddTapesAreReadAsFarAsTheyGo) {
-  const auto write = [&](const std::vector<std::string>& objects) {
-    TapeImageWriter writer(ImageFormat::kTap);
-    EXPECT_TRUE(writer.Open(dir_.Path("t")));
-    for (const std::string& object : objects) {
-      if (object == "*") {
-        writer.WriteMark();
-      } else {
-        writer.WriteBlock({reinterpret_cast<const Byte*>(object.data()), object.size()});
-      }
-    }
-    EXPECT_TRUE(writer.Close());
-  };
+  const auto write = [this](const Records& objects) { WriteObjects(objects); };
   const std::string path = "tap:" + dir_.Path("t");
   const std::string vol1 = Padded("VOL1SER001"),
                     hdr1 = Padded("HDR1FILE" + std::string(19, ' ') + "0001");
@@ -199,8 +201,9 @@ TEST_F(Tape, UnlabelledAndOddTapesAreReadAsFarAsTheyGo) {
   EXPECT_EQ(Read(path), (Records{"aaaa", "bbbb", "cccc"}));
   write({std::string(200, 'a'), "*"});  // longer than a label and than the block size
   EXPECT_EQ(Read(path), Records{});
-  EXPECT_NE(complained_.find("Block 1 of '" + path + "': it is longer than the block size"),
-            std::string::npos);
+  EXPECT_EQ(complained_, "\nERROR: Block 1 of '" + path +
+                             "' has 200 bytes, more than the block size 8 (of BLOCK SIZE IS or the "
+                             "HDR2 label).\n");
   write({vol1, hdr1, hdr2("0000800004"), "*", "aaaabbbb", "*", eof1, eof2, "*"});
   EXPECT_EQ(Read(path), (Records{"aaaa", "bbbb"}));
   write({vol1, hdr1, "*", "aaaa", "*", eof1, eof2, "*"});
@@ -235,19 +238,72 @@ TEST_F(Tape, BrokenHeadersCostNoData) {
       {"user labels", {vol1, hdr1, hdr2, uhl1, "*", data200, "*", eof1, eof2}, 50},
   };
   for (const auto& c : cases) {
-    TapeImageWriter writer(ImageFormat::kTap);
-    ASSERT_TRUE(writer.Open(dir_.Path("t")));
-    for (const std::string& object : c.objects) {
-      if (object == "*") {
-        writer.WriteMark();
-      } else {
-        writer.WriteBlock({reinterpret_cast<const Byte*>(object.data()), object.size()});
-      }
-    }
-    ASSERT_TRUE(writer.Close());
+    WriteObjects(c.objects);
     block_size_ = 200;
     EXPECT_EQ(Read("tap:" + dir_.Path("t")).size(), c.records) << c.name << complained_;
   }
+}
+
+// Nothing that may cost records goes by without a word.
+TEST_F(Tape, WhatDoesNotAgreeWithTheLabelsIsSaid) {
+  const std::string hdr1 = Padded("HDR1FILE" + std::string(19, ' ') + "0001");
+  const std::string second = Padded("HDR1FILE" + std::string(19, ' ') + "0002");
+  const std::string hdr2 = Padded("HDR2F0008000080"), data(80, 'd');
+  const std::string eof1 = Padded("EOF1" + std::string(49, ' ') + "0000002"), eof2 = Padded("EOF2");
+  const std::string more =
+      "More stands behind the tape mark that ends 'PATH'; only what is before it is read.\n";
+  const std::string as_data = "belongs; from there on all is read as data.\n";
+  const struct {
+    Records objects;
+    Records blocks;
+    std::string said;
+  } cases[] = {
+      {{hdr2, hdr1, "*", data},
+       {hdr2, hdr1},
+       "\nWARNING: 'PATH' has a HDR2 label where VOL1 or HDR1 " + as_data + "\nWARNING: " + more},
+      {{Padded("VOL1"), hdr2, "*", eof1, eof2},
+       {hdr2},
+       "\nWARNING: 'PATH' has a HDR2 label where HDR1 " + as_data +
+           "\nWARNING: The EOF1 label of 'PATH' counts 2 blocks; 1 were read.\n"},
+      {{data, "*", data}, {data}, "\nWARNING: " + more},
+      {{data, "*", "*", data}, {data}, ""},
+      {{hdr1, "*", data, data, "*", eof1, eof2, "*"}, {data, data}, ""},
+      {{second, "*", data, data, "*", eof1, eof2},
+       {data, data},
+       "\nWARNING: 'PATH' is tape number 2; what the tapes before it hold is not read.\n"},
+  };
+  const std::string path = "tap:" + dir_.Path("t");
+  block_size_ = 80;
+  for (const auto& c : cases) {
+    WriteObjects(c.objects);
+    std::string read, expected, said = c.said;
+    for (const std::string& record : Read(path)) read += record;
+    for (const std::string& block : c.blocks) expected += block;
+    EXPECT_EQ(read, expected) << c.said;
+    for (auto at = said.find("PATH"); at != std::string::npos; at = said.find("PATH"))
+      said.replace(at, 4, path);
+    EXPECT_EQ(complained_, said);
+  }
+}
+
+TEST_F(Tape, DamageInTheLabelsIsNoEmptyInput) {
+  dir_.WriteFile("t", std::string("\x50\0\0\0VOL1", 8));
+  errno = 0;
+  ::testing::internal::CaptureStderr();
+  EXPECT_EQ(openTapeIn({.path = "tap:" + dir_.Path("t"), .record_size = 4}), nullptr);
+  (void)::testing::internal::GetCapturedStderr();
+  EXPECT_EQ(errno, EIO);
+}
+
+TEST_F(Tape, BlocksOfMegabytesComeBack) {
+  const Records records{std::string(2000000, 'a'), std::string(2000000, 'b')};
+  auto tape = openTapeOut({.path = "tap:" + dir_.Path("t"), .record_size = 2000000});
+  ASSERT_NE(tape, nullptr);
+  for (const std::string& record : records)
+    ASSERT_TRUE(putTapeOut(*tape, reinterpret_cast<const Byte*>(record.data())));
+  EXPECT_EQ(closeTapeOut(*tape), 2);
+  record_size_ = block_size_ = 2000000;
+  EXPECT_EQ(Read("tap:" + dir_.Path("t")), records);
 }
 
 TEST_F(Tape, AVolumeThatThisRunHasWrittenIsNotBegunAgain) {
@@ -266,7 +322,22 @@ TEST_F(Tape, TextLinesRunOnAcrossTheBlocksOfATape) {
     writer.WriteBlock({reinterpret_cast<const Byte*>(block.data()), block.size()});
   ASSERT_TRUE(writer.Close());
   kind_ = InputKind::kUnixText;
-  EXPECT_EQ(Read("tap:" + dir_.Path("t")), (Records{"ab  ", "abcd", "x   ", "    ", "last"}));
+  const Records lines{"ab  ", "abcd", "x   ", "    ", "last"};
+  EXPECT_EQ(Read("tap:" + dir_.Path("t")), lines);
+  EXPECT_EQ(complained_, "");
+  // Between labels, and with another file behind.
+  const std::string hdr1 = Padded("HDR1FILE" + std::string(19, ' ') + "0001");
+  const Records text{"ab\nabc", "d\nx\n\n", "last", "*"};
+  Records labelled{hdr1, "*"}, followed = text;
+  labelled.insert(labelled.end(), text.begin(), text.end());
+  for (const std::string& object : {Padded("EOF1"), Padded("EOF2"), std::string("*")})
+    labelled.push_back(object);
+  WriteObjects(labelled);
+  EXPECT_EQ(Read("tap:" + dir_.Path("t")), lines);
+  EXPECT_EQ(complained_, "");
+  followed.emplace_back("more\n");
+  WriteObjects(followed);
+  EXPECT_EQ(Read("tap:" + dir_.Path("t")), lines);
   kind_ = InputKind::kTape;
 }
 
@@ -380,6 +451,7 @@ class TapeDevice : public Tape {
     };
   }
   ~TapeDevice() override {
+    unsetenv("ZORTAPEREAD");
     unsetenv("ZORTAPE");
     unsetenv("ZORTAPENRWD");
   }
@@ -407,6 +479,32 @@ TEST_F(TapeDevice, TransientErrorsAreTriedAgainSoManyTimes) {
   closeTapeIn(*tape);
   EXPECT_EQ(fake.busy_opens, 0);
   EXPECT_EQ(fake.sleeps, 1 + 1 + 21 * 3);
+}
+
+TEST_F(TapeDevice, ZortapereadPutsBlocksTogetherFromTheirParts) {
+  const std::string eof1 = Padded("EOF1"), eof2 = Padded("EOF2");
+  const std::string hdr1 = Padded("HDR1FILE" + std::string(19, ' ') + "0001");
+  record_size_ = 8;
+  for (const bool labelled : {true, false}) {
+    fake.objects = {"aaaa", "bbbb", "cc", "cc", "cccc", "dd", ""};
+    if (labelled) {
+      fake.objects.insert(fake.objects.begin(), {hdr1, ""});
+      fake.objects.insert(fake.objects.end(), {eof1, eof2, ""});
+    }
+    setenv("ZORTAPEREAD", "f", 1);
+    EXPECT_EQ(Read(""), (Records{"aaaabbbb", "cccccccc", "dd"})) << complained_;
+    EXPECT_EQ(complained_.find("trailer"), std::string::npos) << "the mark behind a short block";
+    unsetenv("ZORTAPEREAD");
+    EXPECT_NE(Read("").size(), 3U);
+  }
+}
+
+TEST_F(TapeDevice, ABlockTooLongForALabelIsReadFromTheStart) {
+  fake.objects = {std::string((1 << 20) + 1, 'x'), ""};
+  EXPECT_EQ(Read(""), Records{});
+  EXPECT_EQ(complained_,
+            "\nERROR: Block 1 of '/dev/fake' is longer than the block size 8 (of BLOCK SIZE IS or "
+            "the HDR2 label).\n");
 }
 
 TEST_F(TapeDevice, EnterWithoutAnotherTapeReadsItsLabelsAgain) {
