@@ -52,8 +52,10 @@ void OutputStream::Flush() {
     LoseUnit(unit, reached - start_, error);
     start_ = ends_[unit++];
   }
-  lost_ += static_cast<std::int64_t>(ends_.size() - unit);  // none, unless it has stopped
-  start_ = have_;
+  if (HasStopped()) {
+    lost_ += static_cast<std::int64_t>(ends_.size() - unit);
+    start_ = have_;
+  }
   handed_out_ += static_cast<std::int64_t>(ends_.size());
   ends_.clear();
   flushing_ = false;

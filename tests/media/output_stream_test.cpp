@@ -48,6 +48,13 @@ TEST_F(OutputStreamTest, ARecordThatDoesNotFitIsCutOffAndTheNextOnesAreTried) {
   EXPECT_EQ(output_.lost(), 2);
 }
 
+TEST_F(OutputStreamTest, EmptyUnitsAreNotLost) {
+  ASSERT_TRUE(output_.Open(dir_.Path("out")));
+  WriteRecord("");
+  ASSERT_TRUE(output_.Close());
+  EXPECT_EQ(output_.lost(), 0);
+}
+
 int writes;
 
 TEST_F(OutputStreamTest, ShortAndInterruptedWritesAreCompleted) {

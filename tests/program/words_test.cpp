@@ -271,6 +271,14 @@ TEST_F(WordData, PrintFilesBecomeLines) {
   const ProgramResult result = Run(Restore("SDF"), "", "");
   EXPECT_EQ(dir_.ReadFile("out"), "ONE TWO\n\n\nLINES\n\fPAGE\n") << result.out << result.err;
   EXPECT_NE(result.out.find("Processing an SDF print file.\n"), std::string::npos);
+  EXPECT_EQ(result.err, "");
+
+  data.pop_back();
+  dir_.WriteFile("in", Pack(CopygHeader("Q", "F")) + CopygBlocks(data));
+  const ProgramResult filled = Run(Restore("COPYG"), "", "");
+  EXPECT_EQ(dir_.ReadFile("out"), "ONE TWO\n\n\nLINES\n\fPAGE\n");
+  EXPECT_NE(filled.err.find("WARNING: 'in' ends without an end-of-file image.\n"),
+            std::string::npos);
 }
 
 // An element of a type with its text, filled up to whole records of 40 words.
@@ -289,19 +297,30 @@ Words Element(const char* name, unsigned type, unsigned characters, const Words&
 TEST_F(WordData, SymbolicElementsBecomeFiles) {
   const Words text = Image({Fieldata("MOVE A"), Fieldata("      ")}) + Words{kEndOfFile};
   const Words nine_bit = Image({Characters("stop")}) + Words{kEndOfFile};
-  const Words cut = Words{std::uint64_t{30} << 24, 0};
+  const Words beyond = Words{std::uint64_t{300} << 24, 0};
+  const Words twice = nine_bit + nine_bit;
   dir_.WriteFile("in", Pack(Element("FIRST ", 1, 0, text) + Element("CODE  ", 5, 0, Words(90, 7)) +
-                            Element("SECOND", 1, 1, nine_bit) + Element("CUT   ", 1, 1, cut)));
+                            Element("CUT   ", 1, 1, beyond) + Element("SECOND", 1, 1, nine_bit) +
+                            Element("FIRST ", 1, 1, twice) + Element("EMPTY ", 1, 1, {})));
   const ProgramResult result =
       Run("RESTORE\nAUTOMATIC ANSWER\nBACKUP FILE IS COPOUT\nINPUT FILE IS in\n"
           "OUTPUT FILE IS texts/x\n",
           "", "");
   EXPECT_EQ(dir_.ReadFile("texts/first"), "MOVE A\n") << result.out << result.err;
   EXPECT_EQ(dir_.ReadFile("texts/second"), "stop\n");
+  EXPECT_EQ(dir_.ReadFile("texts/first~2"), "stop\n");
+  EXPECT_EQ(result.err,
+            "\nWARNING: Element 'CODE' (RELocatable) is skipped: its type can not be restored.\n"
+            "\nERROR: An image of 300 words in block 1 of 'in' runs past the end of its element.\n"
+            "\nWARNING: Element 'CUT' (SYMbolic) is skipped: its text is damaged.\n"
+            "\nWARNING: Element 'FIRST' goes on behind the end-of-file image of its text; that is "
+            "dropped.\n"
+            "\nWARNING: There is more than one element 'first'; this one becomes 'texts/first~2'.\n"
+            "\nWARNING: Input file 'in' was not read to its end; see the message above.\n");
   EXPECT_FALSE(dir_.Exists("texts/code"));
   EXPECT_FALSE(dir_.Exists("texts/cut"));
   EXPECT_NE(result.out.find("Creating  texts/first\n"), std::string::npos);
-  EXPECT_NE(result.out.find("Total SYMbolic elements processed:    2\n"
+  EXPECT_NE(result.out.find("Total SYMbolic elements processed:    4\n"
                             "Total SYMbolic elements skipped:    1\n"
                             "Total RELocatable elements skipped:    1\n"),
             std::string::npos)
