@@ -204,7 +204,10 @@ int SettleRecordSize(const SymbolTable& table) {
     size = std::max(size, record.aux_length);
   }
   if (size == 0) return 1;
-  if (opt.gblRecSize == 0) opt.gblRecSize = static_cast<std::int32_t>(longest);
+  // What a backup to 36-bit words reads are converted records.
+  const bool reads_converted = opt.sw_backup != 0 && IsWordData();
+  if (opt.gblRecSize == 0)
+    opt.gblRecSize = static_cast<std::int32_t>(reads_converted ? size : longest);
   sizes.gblCpySize = static_cast<std::int32_t>(size);
   if (sizes.gblCpySize == opt.gblRecSize) return 1;
   PrintWarning("Copy Book record size : (%d)", sizes.gblCpySize);

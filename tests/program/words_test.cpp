@@ -108,7 +108,7 @@ TEST_F(WordData, CopygRoundTripIsExact) {
       BuiltProgram("tapeimg"), {.arguments = {"header", "in"}, .directory = dir_.Path()});
   dir_.WriteFile("back.hdr", header.out);
   const ProgramResult backed_up =
-      Run("BACKUP\nRECORD SIZE IS 24\nZORVA FILE IS SEQUENTIAL\nCOMPILER IS MF\n"
+      Run("BACKUP\nZORVA FILE IS SEQUENTIAL\nCOMPILER IS MF\n"
           "AUTOMATIC ANSWER\nBACKUP FILE IS COPYG\nINPUT FILE IS out\nOUTPUT FILE IS back\n");
   EXPECT_TRUE(dir_.ReadFile("back") == volume) << backed_up.out << backed_up.err;
   EXPECT_NE(backed_up.out.find("OPENING back.hdr\n"), std::string::npos);
@@ -259,6 +259,10 @@ TEST_F(WordData, TheOutputIsNamedLikeTheVolume) {
                     .environment = {{"ZORHOMEDATA", dir_.Path("accounts")}},
                     .directory = dir_.Path()});
   EXPECT_EQ(dir_.ReadFile("accounts/accounts/daily-1"), Restored(0));
+  const ProgramResult unset = RunProgram(BuiltProgram("tolvane"), {.arguments = {"-G", "job"},
+                                                                   .environment = {{"ZORHOMEDATA", ""}},
+                                                                   .directory = dir_.Path()});
+  EXPECT_NE(unset.out.find("Restoring accounts/daily-1 from in.\n"), std::string::npos) << unset.out;
 }
 
 TEST_F(WordData, PrintFilesBecomeLines) {
