@@ -1,5 +1,6 @@
 // A drive over tape images. The path lists its volumes, separated by commas; "=SIZE" behind a name
-// (bytes, or with K, M or G) is the capacity of a volume that is written.
+// (bytes, or with K, M or G) is the capacity of a volume that is written; of one that is read it is
+// part of the name.
 
 #include <algorithm>
 #include <cerrno>
@@ -38,10 +39,11 @@ Volume ParseVolume(const std::string& text) {
   return {text.substr(0, equals), number << shift};
 }
 
-std::vector<Volume> ParseVolumes(const std::string& list) {
+std::vector<Volume> ParseVolumes(const std::string& list, DriveUse use) {
   std::vector<Volume> volumes;
   std::istringstream names(list);
-  for (std::string name; std::getline(names, name, ',');) volumes.push_back(ParseVolume(name));
+  for (std::string name; std::getline(names, name, ',');)
+    volumes.push_back(use == DriveUse::kWrite ? ParseVolume(name) : Volume{name});
   return volumes;
 }
 
@@ -172,7 +174,11 @@ bool ImageDrive::LoadNextVolume() {
 bool ShareFile(const std::string& a, const std::string& b) {
   const auto files = [](const std::string& path) {
     const ImagePath image = ParseImagePath(path);
-    return image.is_image ? ParseVolumes(image.list) : std::vector<Volume>{{path}};
+    if (!image.is_image) return std::vector<Volume>{{path}};
+    std::vector<Volume> volumes = ParseVolumes(image.list, DriveUse::kRead);
+    for (Volume& volume : ParseVolumes(image.list, DriveUse::kWrite))
+      volumes.push_back(std::move(volume));
+    return volumes;
   };
   for (const Volume& x : files(a))
     for (const Volume& y : files(b))
@@ -182,7 +188,7 @@ bool ShareFile(const std::string& a, const std::string& b) {
 
 std::unique_ptr<Drive> OpenImages(const DriveRequest& request) {
   const ImagePath image = ParseImagePath(request.path);
-  std::vector<Volume> volumes = ParseVolumes(image.list);
+  std::vector<Volume> volumes = ParseVolumes(image.list, request.use);
   if (volumes.empty()) {
     errno = ENOENT;
     return nullptr;

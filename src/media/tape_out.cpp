@@ -26,8 +26,13 @@ std::size_t RoomOfRecord(const TapeOut& tape) {
   return tape.is_variable() ? size + kDescriptorWidth : size;
 }
 
+constexpr std::int32_t kLargestInLabel = 99999;
+
+// A length that has no room in the label is not told: only a COPYG volume has records that long,
+// and is read without.
 BlockFormat FormatOf(const TapeOut& tape) {
-  return {tape.is_variable() ? 'V' : 'F', tape.block_size, tape.record_size};
+  return {tape.is_variable() ? 'V' : 'F', tape.block_size,
+          tape.record_size > kLargestInLabel ? 0 : tape.record_size};
 }
 
 bool putLabel(TapeOut& tape, const Label& ebcdic) {
@@ -81,7 +86,6 @@ void SettleBlockSize(TapeOut& tape) {
 // Whether the sizes fit the descriptors, labels and images that must hold them.
 bool SizesFit(const TapeOut& tape) {
   constexpr std::int32_t kLargestDescriptor = 32767;
-  constexpr std::int32_t kLargestInLabel = 99999;
   const std::int64_t block = std::max<std::int64_t>(
       tape.block_size,
       static_cast<std::int64_t>(RoomOfRecord(tape) + (tape.is_variable() ? kDescriptorWidth : 0)));

@@ -132,6 +132,8 @@ TEST_F(Tape, VolumesFollowEachOtherInBothContainers) {
   }
   EXPECT_NE(said_.find("\nReached End of Volume on tape number 1 \n"), std::string::npos);
   EXPECT_EQ(said_.find("Please mount"), std::string::npos);
+  ASSERT_EQ(rename(dir_.Path("v3").c_str(), dir_.Path("v3=10").c_str()), 0);
+  EXPECT_EQ(Read(Images("aws:", {"v1", "v2", "v3=10"}), false), records) << "a size is for writing";
 }
 
 TEST_F(Tape, AFullTapeWithoutSuccessorEndsTheWriting) {
@@ -371,6 +373,8 @@ TEST_F(Tape, FilesInCommonAreFoundBehindThePrefixes) {
   dir_.WriteFile("b", "x");
   const std::string a = dir_.Path("a"), b = dir_.Path("b");
   EXPECT_TRUE(ShareFile(a, "tap:" + b + "," + a + "=10K"));
+  dir_.WriteFile("a=10K", "x");
+  EXPECT_TRUE(ShareFile(dir_.Path("a=10K"), "tap:" + a + "=10K"));
   EXPECT_TRUE(ShareFile("aws:" + a, "tap:" + a));
   EXPECT_FALSE(ShareFile(a, "tap:" + b));
   EXPECT_FALSE(ShareFile(a, dir_.Path("missing")));

@@ -222,6 +222,27 @@ TEST_F(WordData, ConditionsChooseFieldsByConvertedValues) {
       << result.out << result.err;
 }
 
+TEST_F(WordData, AShorterLayoutIsFilledWithBlanks) {
+  const char kLayouts[] =
+      "       01  REC.\n"
+      "           05  KIND     PIC X.\n"
+      "           05  LONG.\n"
+      "               10  N    PIC S9(5) COMP.\n"
+      "               10  U    PIC X.\n"
+      "           05  SHORT REDEFINES LONG.\n"
+      "               10  V    PIC X(3).\n"
+      "           05  REST     PIC X(4).\n"
+      "       ID IS KIND = \"A\" USE LONG.\n"
+      "       ID IS KIND = \"B\" USE SHORT.\n";
+  const Words data = SdfLabel(2, 2) +
+                     Image({Quarters('A', 0, 77, 'u'), Characters("wxyz")}) +
+                     Image({Characters("Babc"), Characters("wxyz")}) + Words{kEndOfFile};
+  dir_.WriteFile("in", Pack(data));
+  const ProgramResult result = Run(Restore("SDF", "ZORVA FILE IS SEQUENTIAL\n"), "", kLayouts);
+  EXPECT_EQ(dir_.ReadFile("out"), "A" + FromHex("0000004D") + "uwxyz" + "Babc  wxyz")
+      << result.out << result.err;
+}
+
 TEST_F(WordData, DatesAreWidenedAndAnalysedInConvertedRecords) {
   const char kDates[] =
       "       01  REC.\n"
