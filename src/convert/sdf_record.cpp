@@ -145,9 +145,10 @@ bool SdfConverter::AddField(const MaskItem& item, Op op, Place& at, std::vector<
   }
   if (item.type == mask_type::kBinary) {
     if (op.length > kMostCompQuarters) {
-      PrintError("Binary field '%s' (-B%d:%zu) of 36-bit data can not be converted: the most is %zu "
-                 "quarter-words.\n",
-                 item.name.c_str(), item.location, op.length, kMostCompQuarters);
+      PrintError(
+          "Binary field '%s' (-B%d:%zu) of 36-bit data can not be converted: the most is %zu "
+          "quarter-words.\n",
+          item.name.c_str(), item.location, op.length, kMostCompQuarters);
       return false;
     }
     op.step = Step::kBinary;

@@ -136,9 +136,7 @@ bool DeviceDrive::Rewind() {
   return ReopenPatiently(names_.rewind, DriveUse::kRead) && CloseDevice();
 }
 
-bool DeviceDrive::Close() {
-  return rewinds() ? Rewind() : CloseDevice();
-}
+bool DeviceDrive::Close() { return rewinds() ? Rewind() : CloseDevice(); }
 
 }  // namespace
 

@@ -134,8 +134,8 @@ bool SdfReader::TakeContinuation(std::vector<std::uint16_t>& record, std::size_t
   while (NextImage(image)) {
     if (!image.is_control) return TakeBounded(image, record, most_words);
     if (EndsRecord(image.type)) {
-      PrintWarning("A continuation in block %ld of '%s' is not followed by data.\n", words_.blocks(),
-                   words_.name().c_str());
+      PrintWarning("A continuation in block %ld of '%s' is not followed by data.\n",
+                   words_.blocks(), words_.name().c_str());
       PutBack(image);
       return true;
     }

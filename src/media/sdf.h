@@ -117,7 +117,7 @@ class SdfReader {
   std::uint64_t limit_;
   std::uint64_t empty_images_ = 0;  // images without words that come next
   Word behind_empty_ = 0;           // the control word behind them; 0: none was read
-  SdfImage ahead_;  // read and not yet used
+  SdfImage ahead_;                  // read and not yet used
   bool has_ahead_ = false;
   bool at_end_ = false;
   bool damaged_ = false;

@@ -76,11 +76,13 @@ Drive::Block ReadTapeBlock(TapeIo& tape) {
 
 // Says why a block could not be read, and ends the input.
 void ReportBlock(TapeIo& tape, const Drive::Block& block) {
-  const std::string length =
-      block.data.empty() ? "is longer" : "has " + std::to_string(block.data.size()) + " bytes, more";
+  const std::string length = block.data.empty()
+                                 ? "is longer"
+                                 : "has " + std::to_string(block.data.size()) + " bytes, more";
   if (block.error == ENOMEM) {
-    PrintError("Block %ld of '%s' %s than the block size %d (of BLOCK SIZE IS or the HDR2 label).\n",
-               tape.blocks_read + 1, tape.device.c_str(), length.c_str(), tape.block_size);
+    PrintError(
+        "Block %ld of '%s' %s than the block size %d (of BLOCK SIZE IS or the HDR2 label).\n",
+        tape.blocks_read + 1, tape.device.c_str(), length.c_str(), tape.block_size);
   } else {
     PrintError("Block %ld of '%s': %s\n", tape.blocks_read + 1, tape.device.c_str(),
                std::strerror(block.error));

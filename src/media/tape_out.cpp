@@ -211,6 +211,7 @@ std::unique_ptr<TapeOut> openTapeOut(const TapeOutRequest& request) {
     return nullptr;
   }
   if (tape->labelled && !addTapeLabel(*tape)) {
+    if (LostBlocks(*tape) > 0) return nullptr;
     PrintError("Writing labels to '%s': %s\n", tape->device.c_str(), std::strerror(errno));
     return nullptr;
   }

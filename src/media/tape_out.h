@@ -70,9 +70,9 @@ struct TapeOut {
 // does, which on such a volume makes a quarter-word of each byte.
 [[nodiscard]] bool putCopygBlk(TapeOut& tape, std::span<const std::uint16_t> record);
 
-// Writes the last block, the trailer labels and tape marks, rewinds a device and closes. A volume on
-// which something is missing gets no trailer. Returns the number of blocks written; LostBlocks then
-// knows all those that could not be.
+// Writes the last block, the trailer labels and tape marks, rewinds a device and closes. A volume
+// on which something is missing gets no trailer. Returns the number of blocks written; LostBlocks
+// then knows all those that could not be.
 std::int32_t closeTapeOut(TapeOut& tape);
 
 // Blocks that could not be written, as far as that is known.

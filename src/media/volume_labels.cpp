@@ -269,8 +269,9 @@ void LookBehindMark(TapeIo& tape) {
   if (!tape.drive->rewinds()) return;
   const Drive::Block block = tape.drive->ReadBlock(MostBytes(tape));
   if (block.error != 0 || !block.data.empty())
-    PrintWarning("More stands behind the tape mark that ends '%s'; only what is before it is read.\n",
-                 tape.device.c_str());
+    PrintWarning(
+        "More stands behind the tape mark that ends '%s'; only what is before it is read.\n",
+        tape.device.c_str());
 }
 
 }  // namespace

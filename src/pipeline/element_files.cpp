@@ -254,8 +254,9 @@ void ElementFile::PassRest(const Element& element, std::uint64_t end) {
   bool is_blank = true;
   for (Word word; words_.position() < end && words_.Next(word);) is_blank = is_blank && word == 0;
   if (!is_blank)
-    PrintWarning("Element '%s' goes on behind the end-of-file image of its text; that is dropped.\n",
-                 element.name.c_str());
+    PrintWarning(
+        "Element '%s' goes on behind the end-of-file image of its text; that is dropped.\n",
+        element.name.c_str());
 }
 
 // The file of an element. A name that has come before in this run is made another one.

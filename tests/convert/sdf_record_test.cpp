@@ -117,9 +117,10 @@ TEST_F(SdfRecord, FieldsThatCanNotBePlacedAreRefused) {
   items_ = {{.type = mask_type::kBinary, .length = 8, .location = 4, .name = "FILLER"}};
   ::testing::internal::CaptureStderr();
   EXPECT_EQ(Convert({}), "refused");
-  EXPECT_EQ(::testing::internal::GetCapturedStderr(),
-            "\nERROR: Binary field 'FILLER' (-B4:8) of 36-bit data can not be converted: the most is "
-            "7 quarter-words.\n");
+  EXPECT_EQ(
+      ::testing::internal::GetCapturedStderr(),
+      "\nERROR: Binary field 'FILLER' (-B4:8) of 36-bit data can not be converted: the most is "
+      "7 quarter-words.\n");
   items_ = {{.type = mask_type::kFloat, .length = 4, .name = "F"}};
   ::testing::internal::CaptureStderr();
   EXPECT_EQ(Convert({}), "refused");

@@ -105,7 +105,8 @@ TEST(Sdf, RecordsEndWhereTheyShould) {
   const Words a = test::Image({Characters("AAAA")}), b = test::Image({Characters("BBBB")});
   const Words bypass{Octal("510100000000"), 0}, continued{test::kContinued};
   const Words end{test::kEndOfFile}, end_of_record{test::kEndOfRecord};
-  const std::string cut = "\nWARNING: A continuation in block 1 of 'tape' is not followed by data.\n";
+  const std::string cut =
+      "\nWARNING: A continuation in block 1 of 'tape' is not followed by data.\n";
   const struct {
     const char* name;
     Words words;

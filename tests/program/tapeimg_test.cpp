@@ -66,8 +66,7 @@ TEST_F(Tapeimg, UnpackKeepsTheNumbersOfFilesAndTellsOfReadErrors) {
   dir_.WriteFile("x.tap", Block("one") + kMark + kMark + Block("three", '\x80') + kMark + kMark);
   const ProgramResult result = Run({"unpack", "x.tap", "to"});
   EXPECT_EQ(result.status, 1);
-  EXPECT_EQ(result.err,
-            "tapeimg: to/file-003: the block at offset 20 was read with an error\n");
+  EXPECT_EQ(result.err, "tapeimg: to/file-003: the block at offset 20 was read with an error\n");
   EXPECT_EQ(dir_.ReadFile("to/file-002"), "");
   EXPECT_EQ(access(dir_.Path("to/file-002").c_str(), F_OK), 0);
   EXPECT_EQ(dir_.ReadFile("to/file-003"), "three");

@@ -234,8 +234,7 @@ TEST_F(WordData, AShorterLayoutIsFilledWithBlanks) {
       "           05  REST     PIC X(4).\n"
       "       ID IS KIND = \"A\" USE LONG.\n"
       "       ID IS KIND = \"B\" USE SHORT.\n";
-  const Words data = SdfLabel(2, 2) +
-                     Image({Quarters('A', 0, 77, 'u'), Characters("wxyz")}) +
+  const Words data = SdfLabel(2, 2) + Image({Quarters('A', 0, 77, 'u'), Characters("wxyz")}) +
                      Image({Characters("Babc"), Characters("wxyz")}) + Words{kEndOfFile};
   dir_.WriteFile("in", Pack(data));
   const ProgramResult result = Run(Restore("SDF", "ZORVA FILE IS SEQUENTIAL\n"), "", kLayouts);
@@ -280,10 +279,11 @@ TEST_F(WordData, TheOutputIsNamedLikeTheVolume) {
                     .environment = {{"ZORHOMEDATA", dir_.Path("accounts")}},
                     .directory = dir_.Path()});
   EXPECT_EQ(dir_.ReadFile("accounts/accounts/daily-1"), Restored(0));
-  const ProgramResult unset = RunProgram(BuiltProgram("tolvane"), {.arguments = {"-G", "job"},
-                                                                   .environment = {{"ZORHOMEDATA", ""}},
-                                                                   .directory = dir_.Path()});
-  EXPECT_NE(unset.out.find("Restoring accounts/daily-1 from in.\n"), std::string::npos) << unset.out;
+  const ProgramResult unset = RunProgram(
+      BuiltProgram("tolvane"),
+      {.arguments = {"-G", "job"}, .environment = {{"ZORHOMEDATA", ""}}, .directory = dir_.Path()});
+  EXPECT_NE(unset.out.find("Restoring accounts/daily-1 from in.\n"), std::string::npos)
+      << unset.out;
 }
 
 TEST_F(WordData, PrintFilesBecomeLines) {
