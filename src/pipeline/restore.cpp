@@ -10,6 +10,7 @@
 #include "convert/copybook_source.h"
 #include "dates/age_record.h"
 #include "dates/analysis.h"
+#include "files/apart.h"
 #include "files/fileio.h"
 #include "pipeline/element_files.h"
 #include "pipeline/output_in_use.h"
@@ -241,7 +242,9 @@ int Restore::CheckMaskFits() const {
 int Restore::SettleOutput() {
   if (opt.sw_restore == 0) return 1;
   if (opt.sw_create == 0)
-    return VerifyZorFileName(opt.outfile) != 0 && CheckApart(opt.infile, opt.outfile) != 0 ? 1 : 0;
+    return VerifyZorFileName(opt.outfile) != 0 && CheckRestoreApart(opt.infile, opt.outfile) != 0
+               ? 1
+               : 0;
   if (CreateOutFile() != 0) return 1;
   PrintOutput("Failed creating output file\n");
   return 0;
@@ -459,16 +462,17 @@ int Restore::Fail() {
   return 0;
 }
 
+// The output is closed before the totals, so that they know of every loss.
 void Restore::Finish() {
   OutputInUse::Flush();
   if (tape_->is_tape()) PrintOutput("\nRewinding tape, please wait.\n");
   if (tape_->damaged)
     PrintWarning("Input file '%s' was not read to its end; see the message above.\n",
                  opt.infile.c_str());
+  (void)output_->Close();  // it has reported
   PrintTotals();
   FlushReports();
   closeTapeIn(*tape_);
-  (void)output_->Close();  // it has reported
   const bool indexes_follow =
       opt.sw_indexed != 0 && opt.sw_create != 0 && lasting.sw_nodupsecondary == 0;
   if (indexes_follow && lasting.nKeysNo > 1 && InterruptScope::Pending() != 0)

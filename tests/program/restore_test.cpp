@@ -186,7 +186,8 @@ TEST_F(RestoreFlat, OutputsThatCannotBeWrittenAreNamed) {
   const ProgramResult full = Run({"-r", "-q", "-s2", "-fiin", "-fo/dev/full"});
   EXPECT_EQ(full.err,
             "\nERROR: Record 1 could not be written; the run goes on with the next one.\n"
-            "\nERROR: Error 28 on file /dev/full\n");
+            "\nERROR: Error 28 on file /dev/full\n"
+            "\nERROR: Records 1 to 3 could not be written.\n");
   EXPECT_NE(full.out.find("TOTAL records that could not be written: 3\n"), std::string::npos);
 }
 
