@@ -56,7 +56,7 @@ int BuildUniqueKeys() {
 int TakeFromCatalogue(std::string& name) {
   constexpr std::size_t kLogicalNameWidth = 80;
   const std::string logical = name.substr(0, std::min(name.find(' '), kLogicalNameWidth));
-  if (ReadSystemRecord(logical, name) != 0) return 1;
+  if (const int found = ReadSystemRecord(logical, name); found != 0) return found > 0 ? 1 : 0;
   const std::string question = "'" + logical + "' not found in Zorva catalogue, continue?  (Y/N)?>";
   const std::string answer =
       Ask({question.c_str(), "\nAuto answer assuming Yes. Processing continues.\n", "Y", "N"},

@@ -48,6 +48,7 @@ struct TapeIo {
   std::int32_t tape_marks = 0;   // tape marks met
   std::int64_t blocks_read = 0;
   std::int64_t counted_from = 0;  // ... before those that the volume's trailer label counts
+  std::int64_t bytes_read = 0;    // of a file of fixed blocks
   std::int64_t records = 0;       // records handed out
 
   bool fixed_blocked = false;

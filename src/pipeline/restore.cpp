@@ -69,6 +69,7 @@ class Restore {
   void RestoreRecords();
   void RestoreSdfRecords();
   int RestoreRecord(const TapeRecord& record);
+  int StopAtBinaryData() const;
   int RestoreSdfRecord();
   int FinishRecord(std::span<const Byte> record, std::size_t size);
   std::int64_t ConvertRecord(std::span<const Byte> record, Byte* out);
@@ -219,6 +220,13 @@ int Restore::SettleRecordSize() {
     if (tape_->record_size < 0) return 0;
   }
   if (tape_->block_size < 1) tape_->block_size = tape_->record_size;
+  if (tape_->block_size < tape_->record_size && !tape_->variable_blocked && !tape_->is_text() &&
+      !tape_->in_words) {
+    PrintError("The block size %d of '%s' is smaller than its record size %d.\n", tape_->block_size,
+               opt.infile.c_str(), tape_->record_size);
+    return 0;
+  }
+  if (tape_->labelled) opt.gblBlkSize = tape_->block_size;
   request_.record_size = tape_->record_size;
   opt.gblRecSize = tape_->record_size;
   return 1;
@@ -333,15 +341,23 @@ int Restore::RestoreRecord(const TapeRecord& record) {
       output_->Room(std::max({size, reshaped, record.data.size() + growth}), descriptor);
   if (reshape_) {
     converted_.resize(record.data.size() + growth + kBehindPlainCopy);
-    if (ConvertRecord(record.data, converted_.data()) < 0) return 0;
+    if (ConvertRecord(record.data, converted_.data()) < 0) return StopAtBinaryData();
     reshape_->Run(reshape_->ConditionOf(record.data),
                   std::span(converted_).first(record.data.size() + growth), out);
     return FinishRecord(record.data, size);
   }
   const std::int64_t converted = ConvertRecord(record.data, out);
-  if (converted < 0) return 0;
+  if (converted < 0) return StopAtBinaryData();
   if (static_cast<std::size_t>(converted) < size) std::fill(out + converted, out + size, Byte{' '});
   return FinishRecord(record.data, size);
+}
+
+int Restore::StopAtBinaryData() const {
+  PrintWarning(
+      "The restore stopped at record %ld of '%s', which has a byte that is no text; describe its "
+      "field, or let RELAXED pass it.\n",
+      tape_->records, opt.infile.c_str());
+  return 0;
 }
 
 // The same for an SDF file, whose records are skipped only after they were converted.
@@ -417,7 +433,8 @@ bool Restore::IsVariable() const {
 // Bytes of the record as it is written, without prefix, marker and padding.
 std::size_t Restore::OutputSize(std::size_t own_size) const {
   if (reshape_ && !sizes.sw_use_booksize) return reshape_->size();
-  return IsVariable() ? own_size : static_cast<std::size_t>(sizes.gblCpySize);
+  const bool keeps_size = IsVariable() && opt.sw_relative == 0;
+  return keeps_size ? own_size : static_cast<std::size_t>(sizes.gblCpySize);
 }
 
 void Restore::ShowProgress() const {
