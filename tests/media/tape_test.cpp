@@ -370,6 +370,22 @@ TEST_F(Tape, BlockSizesAreSettledBeforeTheyAreLabelled) {
   EXPECT_EQ(Blocks("t").size(), 8U) << "a refused size must not empty the image";
 }
 
+TEST_F(Tape, ALengthWithoutRoomInItsLabelIsNotTold) {
+  std::string header;
+  for (int line = 0; line < 15; ++line) header += std::string(48, '0') + "\n";
+  dir_.WriteFile("t.hdr", header);
+  auto tape = openTapeOut({.path = "tap:" + dir_.Path("t"),
+                           .record_size = 100000,
+                           .volume_serial = "S",
+                           .file_label = "L",
+                           .kind = InputKind::kCopyg});
+  ASSERT_NE(tape, nullptr);
+  (void)closeTapeOut(*tape);
+  const std::string hdr2 = Blocks("t")[2];
+  EXPECT_EQ(ReadLabel({reinterpret_cast<const Byte*>(hdr2.data()), hdr2.size()}, true),
+            Padded("HDR2F0807300000"));
+}
+
 TEST_F(Tape, FilesStandBehindThePrefixes) {
   using Paths = std::vector<std::string>;
   EXPECT_EQ(FilesOfVolume("tap:b,a=10K", DriveUse::kWrite), (Paths{"b", "a"}));
