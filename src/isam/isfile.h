@@ -65,7 +65,8 @@ struct File {
   struct RecordLock {
     std::uint32_t record;  // 0: all
     const void* handle;
-    bool expires;  // with the operation at hand
+    bool automatic;  // ends with the next operation of its handle
+    bool expires;    // ... which is the one at hand
   };
   std::vector<RecordLock> record_locks;
 
@@ -164,12 +165,14 @@ void isLockRead(File& file);
 void isLockWrite(File& file);
 void isDropLock(File& file);
 // Locks a record for a handle (0: all). False when somebody else has it.
-[[nodiscard]] bool isLockData(File& file, const void* handle, std::uint32_t record, bool wait);
+[[nodiscard]] bool isLockData(File& file, const void* handle, std::uint32_t record, bool wait,
+                              bool automatic);
 // Whether nobody else has a record locked.
 [[nodiscard]] bool isLockTest(File& file, const void* handle, std::uint32_t record);
 void isDropData(File& file, const void* handle, std::uint32_t record);
 void isDropDall(File& file, const void* handle);
-// The locks of a handle end with the operation at hand, but for those that it takes again.
+// The automatic locks of a handle end with the operation at hand, but for those that it takes
+// again.
 void isExpireLocks(File& file, const void* handle);
 void isDropExpired(File& file);
 

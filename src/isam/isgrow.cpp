@@ -138,7 +138,7 @@ void Tree::StoreEntries(Path& path, int level, const std::vector<Byte>& entries,
   const std::uint32_t upper_node = NewNode();
   StoreNode(upper_node, entry_at(lower), count - lower, node_level);
   const Target for_upper = EntryForChild(index_, entry_at(count - 1), upper_node);
-  Byte root[2 * kMostTarget];
+  Byte root[2 * kMostEntry];
   std::memcpy(root, for_lower.bytes.data(), index_.entry_size);
   std::memcpy(root + index_.entry_size, for_upper.bytes.data(), index_.entry_size);
   StoreNode(number, root, 2, node_level + 1);

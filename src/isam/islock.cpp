@@ -35,12 +35,14 @@ auto Find(File& file, const void* handle, std::uint32_t record) {
   });
 }
 
-// Whether the handle holds the record already, by itself or with all others; it keeps it then.
-bool Keeps(File& file, const void* handle, std::uint32_t record) {
+// Whether the handle holds the record already, by itself or with all others; it keeps it then, as
+// long as it is asked to.
+bool Keeps(File& file, const void* handle, std::uint32_t record, bool automatic) {
   auto lock = Find(file, handle, record);
   if (lock == file.record_locks.end()) lock = Find(file, handle, 0);
   if (lock == file.record_locks.end()) return false;
   lock->expires = false;
+  lock->automatic = lock->automatic && automatic;
   return true;
 }
 
@@ -85,8 +87,8 @@ void isDropLock(File& file) {
   }
 }
 
-bool isLockData(File& file, const void* handle, std::uint32_t record, bool wait) {
-  if (Keeps(file, handle, record)) return true;
+bool isLockData(File& file, const void* handle, std::uint32_t record, bool wait, bool automatic) {
+  if (Keeps(file, handle, record, automatic)) return true;
   if (HeldByOther(file, handle, record)) {
     file.holder = static_cast<int>(getpid());
     return false;
@@ -94,7 +96,7 @@ bool isLockData(File& file, const void* handle, std::uint32_t record, bool wait)
   if (!file.exclusive && !SetLock(file, RecordOffset(record), RecordLength(record),
                                   wait ? LockRequest::kExclusiveWait : LockRequest::kExclusive))
     return false;
-  file.record_locks.push_back({record, handle, false});
+  file.record_locks.push_back({record, handle, automatic, false});
   return true;
 }
 
@@ -122,7 +124,7 @@ void isDropDall(File& file, const void* handle) {
 
 void isExpireLocks(File& file, const void* handle) {
   for (File::RecordLock& lock : file.record_locks)
-    if (lock.handle == handle) lock.expires = true;
+    if (lock.handle == handle) lock.expires = lock.automatic;
 }
 
 void isDropExpired(File& file) {

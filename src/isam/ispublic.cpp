@@ -289,7 +289,8 @@ int isprecious(int number, int flag) {
 int islockrec(int number, std::int32_t record_number, int wait) {
   return WrapDone(number, [&](Handle& handle) {
     if (record_number < 0) throw Failure{EBADARG};
-    if (!isLockData(*handle.file, &handle, static_cast<std::uint32_t>(record_number), wait != 0))
+    if (!isLockData(*handle.file, &handle, static_cast<std::uint32_t>(record_number), wait != 0,
+                    false))
       throw Failure{ELOCKED};
   });
 }

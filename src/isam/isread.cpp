@@ -276,7 +276,8 @@ void isRead(Handle& handle, Byte* record, int mode) {
   if (plain > ISGTEQ) throw Failure{EBADARG};
   if (handle.file->record_length == 0 && ((mode & ISLOCK) != 0 || handle.index < 0))
     throw Failure{EBADARG};
-  const bool locks = (mode & ISLOCK) != 0 || (handle.mode & ISAUTOLOCK) != 0;
+  const bool automatic = (handle.mode & ISAUTOLOCK) != 0;
+  const bool locks = (mode & ISLOCK) != 0 || automatic;
   Position before;
   std::uint32_t wanted = 0;  // the record waited for
   for (;;) {
@@ -287,7 +288,7 @@ void isRead(Handle& handle, Byte* record, int mode) {
       if (wanted != 0 && (!found || handle.record != wanted))
         isDropData(*handle.file, &handle, wanted);
       if (!found) throw NotFound(plain);
-      if (!locks || isLockData(*handle.file, &handle, handle.record, false)) {
+      if (!locks || isLockData(*handle.file, &handle, handle.record, false, automatic)) {
         CopyRecord(handle, record, handle.record);
         handle.standing = Standing::kOn;
         handle.recnum = static_cast<std::int32_t>(handle.record);
@@ -299,12 +300,13 @@ void isRead(Handle& handle, Byte* record, int mode) {
     // lock, so that its holder can work; what is there then may be another one.
     wanted = handle.record;
     static_cast<Position&>(handle) = before;
-    if ((mode & ISWAIT) == 0 || !isLockData(*handle.file, &handle, wanted, true))
+    if ((mode & ISWAIT) == 0 || !isLockData(*handle.file, &handle, wanted, true, automatic))
       throw Failure{ELOCKED};
   }
 }
 
 int isScan(Handle& handle, Byte* records, int most, std::int32_t* numbers) {
+  if (handle.file->record_length == 0) throw Failure{EBADARG};  // there is nothing to copy
   Operation operation(handle, Operation::Kind::kRead);
   if (!MoveHandle(handle, records, ISNEXT)) throw NotFound(ISNEXT);
   handle.standing = Standing::kOn;

@@ -266,7 +266,8 @@ void isWrite(Handle& handle, const Byte* record, AfterWrite after) {
     if (number <= highest && !isDelCheck(file, number)) throw Failure{EBADFILE};  // it lives
     file.data.Reserve(file.slot_offset(number) + file.slot_length());
   }
-  if (after == AfterWrite::kLock && !isLockData(file, &handle, number, false))
+  if (after == AfterWrite::kLock &&
+      !isLockData(file, &handle, number, false, (handle.mode & ISAUTOLOCK) != 0))
     throw Failure{ELOCKED};
   operation.BeginStores();
   if (file.record_length > 0) isPutData(file, record, number);

@@ -156,7 +156,7 @@ extern LastingOptions lasting;
 // Whether the platform file is an indexed one, which it is unless the options say otherwise.
 [[nodiscard]] inline bool IsIndexedFile() { return opt.sw_relative == 0 && opt.sw_sequential == 0; }
 
-// The prime key's entry.
+// The entry of a key.
 [[nodiscard]] inline KeyEntry& KeyOf(std::int32_t number) {
   return opt.keyDescr[static_cast<std::size_t>(number - 1)];
 }

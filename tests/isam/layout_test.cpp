@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 #include <isam.h>
+#include <isam_ext.h>
 
 #include <cstdlib>
 #include <string>
@@ -199,6 +200,9 @@ TEST_F(Layout, RecordsOfAFileWithoutDataLiveByTheirEntries) {
   EXPECT_EQ(iserrno, ENOREC);
   EXPECT_EQ(isrewrec(handle_, 2, Record(2, kLength).data()), 0);
   EXPECT_EQ(isrewrec(handle_, 2, Record(4, kLength).data()), 0);
+  char records[kLength];
+  EXPECT_EQ(isscan(handle_, records, 1, nullptr), -1);
+  EXPECT_EQ(iserrno, EBADARG);
   ASSERT_EQ(isclose(handle_), 0);
 }
 

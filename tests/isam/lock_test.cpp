@@ -180,11 +180,26 @@ TEST_F(Locks, AnAutomaticLockIsKeptForTheCallThatFollows) {
   for (int i = 0; i < 50; ++i) {
     ASSERT_EQ(Read(handle, ISEQUAL, 2), 0);
     other.Begin(Do::kRead, ISEQUAL | ISLOCK | ISWAIT, 2);
-    while (other.Answers(1)) FAIL() << "the record is locked";
+    ASSERT_FALSE(other.Answers(1)) << "the record is locked";
     ASSERT_EQ(isrewrite(handle, Record(2, kLength, 'x').data()), 0) << iserrno;
     ASSERT_EQ(other.Answer(), 0);
     ASSERT_EQ(other.Now(Do::kRelease, 0, 0), 0);
   }
+  isclose(handle);
+}
+
+TEST_F(Locks, AnExplicitLockOutlivesAutomaticOnes) {
+  OtherProcess other(name_, kLength);
+  const int handle = Open(ISINOUT | ISAUTOLOCK);
+  ASSERT_EQ(other.Now(Do::kOpen, ISINOUT | ISMANULOCK), 0);
+  ASSERT_EQ(Read(handle, ISEQUAL, 2), 0);
+  ASSERT_EQ(islockrec(handle, 2, 0), 0);
+  ASSERT_EQ(islockrec(handle, 4, 0), 0);
+  ASSERT_EQ(Read(handle, ISEQUAL, 3), 0);
+  ASSERT_EQ(Read(handle, ISEQUAL, 5), 0);
+  for (const int key : {2, 4, 5})
+    EXPECT_EQ(other.Now(Do::kRead, ISEQUAL | ISLOCK, key), ELOCKED) << key;
+  EXPECT_EQ(other.Now(Do::kRead, ISEQUAL | ISLOCK, 3), 0);
   isclose(handle);
 }
 

@@ -36,8 +36,8 @@ struct Shape {
 
 void PrintTo(const Shape& shape, std::ostream* out) { *out << shape.name; }
 
-constexpr int kRecordLength = 200;
-constexpr int kSecondKey = 100;
+constexpr int kRecordLength = 320;
+constexpr int kSecondKey = 160;
 
 keydesc Key(int start, int length, int flags) {
   keydesc key{};
@@ -199,12 +199,17 @@ class Model : public testing::TestWithParam<Shape> {
   std::map<std::int32_t, std::string> records_;
   std::map<std::string, int> primary_count_, second_count_;  // records of each key
   int used_up_ = 0;                                          // writes refused for that
-  std::mt19937 random_{20240229};
+  // MODEL_SEED repeats a run, or makes another one.
+  const char* const asked_seed_ = std::getenv("MODEL_SEED");
+  const unsigned seed_ =
+      asked_seed_ == nullptr ? 20240229U : static_cast<unsigned>(std::atol(asked_seed_));
+  std::mt19937 random_{seed_};
 };
 
 TEST_P(Model, AgreesAfterRandomOperations) {
   // MODEL_STEPS asks for longer runs than the ordinary ones.
   const char* const asked = std::getenv("MODEL_STEPS");
+  SCOPED_TRACE("MODEL_SEED=" + std::to_string(seed_));
   constexpr int kRounds = 12, kSteps = 250;
   constexpr std::size_t kMany = 2000;
   const int steps = asked == nullptr ? kSteps : std::atoi(asked) / kRounds;
@@ -242,6 +247,8 @@ INSTANTIATE_TEST_SUITE_P(
                           Keys::kNumbers, false},
                     Shape{"long_pads", ISNODESIZE(1), ISDUPS | LCOMPRESS | TCOMPRESS,
                           ISDUPS | COMPRESS, 90, 5000, Keys::kPads},
+                    Shape{"longest_keys", ISNODESIZE(1) | ISDUPWIDTH(4), ISDUPS, ISDUPS | COMPRESS,
+                          MAXKEYSIZE, 300},
                     Shape{"compressed", ISNODESIZE(1), COMPRESS, ISDUPS | COMPRESS, 16, 4000},
                     Shape{"compressed_duplicates", ISNODESIZE(1), ISDUPS | COMPRESS,
                           ISDUPS | DCOMPRESS, 16, 60},

@@ -83,7 +83,9 @@ TEST_F(Indexed, BackupsGiveTheInputBack) {
       << plain.out;
   EXPECT_TRUE(Has(plain.out, "TOTAL records written to backup file: 4\n"));
   EXPECT_EQ(dir_.ReadFile("back"), dir_.ReadFile("sorted"));
-  Run({"-b", "-i", "-t", "-P3:3", "-V", "-v100", "-fiout", "-foblocks"});
+  const ProgramResult blocks = Run({"-b", "-i", "-t", "-P3:3", "-v100", "-fiout", "-foblocks"});
+  EXPECT_TRUE(Has(blocks.out, "==== block size: 96  input record size: 6 ====")) << blocks.out;
+  EXPECT_EQ(dir_.ReadFile("blocks"), dir_.ReadFile("sorted"));
   Run({"-b", "-i", "-t", "-P3:3", "-y1", "-z2", "-fiout", "-fosome"});
   EXPECT_EQ(dir_.ReadFile("some"), dir_.ReadFile("sorted").substr(6, 12));
   const ProgramResult heads = Run({"-b", "-i", "-s2", "-fiout", "-foheads"});

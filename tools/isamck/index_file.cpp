@@ -47,19 +47,16 @@ std::size_t ReadFile::ReadAt(std::uint64_t offset, Byte* to, std::size_t bytes) 
 
 namespace {
 
-bool IsReadable(const std::string& path) {
-  const int fd = sys.open(path.c_str(), O_RDONLY | O_CLOEXEC, 0);
-  if (fd >= 0) sys.close(fd);
-  return fd >= 0;
-}
+bool IsReadable(const std::string& path) { return sys.access(path.c_str(), R_OK) == 0; }
 
 // The first line of the link file, its line feed included, as the engine reads it.
 std::string FollowLink(const std::string& base) {
   ReadFile link;
   if (!link.Open(base + ".lnk", false)) return base;
-  char line[1601];
+  char line[1600];
   const std::size_t got =
       link.ReadAt(0, reinterpret_cast<Byte*>(line), sizeof line - 1);  // NOLINT: text as bytes
+  if (got == 0) return base;
   const std::string text(line, got);
   const auto end = text.find('\n');
   return text.substr(0, end == std::string::npos ? end : end + 1);
@@ -138,7 +135,6 @@ std::optional<Header> ReadDictionary(const ReadFile& index, std::string& why) {
 std::optional<Key> ParseKeyEntry(const Byte* entry, std::size_t length, std::size_t record_length,
                                  std::string& why) {
   namespace k = layout::key_entry;
-  constexpr std::size_t kUnits[] = {1, 2, 4, 8, 4, 2, 4, 1};
   constexpr unsigned kTypeMask = 0x3F, kDescending = 0x80;
   Key key;
   if (length <= k::kNoPartsMost) return key;
@@ -162,7 +158,7 @@ std::optional<Key> ParseKeyEntry(const Byte* entry, std::size_t length, std::siz
                  .descending = (*type & kDescending) != 0,
                  .null_byte = key.has(kNullKey) ? type[-1] : Byte{0}};
     const unsigned code = *type & kTypeMask;
-    if (code >= std::size(kUnits) || bytes % kUnits[code] != 0 ||
+    if (code >= kTypes || bytes % UnitOf(static_cast<KeyType>(code)) != 0 ||
         (record_length > 0 && part.start + bytes > record_length)) {
       why = "a key part of type " + std::to_string(*type) + ", " + std::to_string(bytes) +
             " bytes at " + std::to_string(part.start);

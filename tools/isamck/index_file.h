@@ -45,6 +45,13 @@ struct FileNames {
 [[nodiscard]] FileNames FindFiles(const std::string& name);
 
 enum class KeyType { kChar, kInt, kLong, kDouble, kFloat, kMachineInt, kMachineLong, kString };
+inline constexpr std::size_t kTypes = 8;
+
+// Bytes of a value of a type; parts hold whole ones.
+constexpr std::size_t UnitOf(KeyType type) {
+  constexpr std::size_t kUnits[kTypes] = {1, 2, 4, 8, 4, 2, 4, 1};
+  return kUnits[static_cast<std::size_t>(type)];
+}
 
 struct KeyPart {
   std::size_t start = 0;  // in the record
@@ -61,6 +68,8 @@ inline constexpr unsigned kLCompress = 4;
 inline constexpr unsigned kTCompress = 8;
 inline constexpr unsigned kPadNull = 16;
 inline constexpr unsigned kNullKey = 32;
+// ... that say how keys are stored.
+inline constexpr unsigned kStorageFlags = 30;
 inline constexpr std::size_t kMostKeyBytes = 150;
 inline constexpr std::size_t kMostParts = 8;
 

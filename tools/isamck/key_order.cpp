@@ -45,9 +45,7 @@ int CompareNative(const Byte* a, const Byte* b) {
 // Two parts that differ first at byte `at` of the part.
 int ComparePart(const KeyPart& part, const Byte* a, const Byte* b, std::size_t at) {
   // Parts may hold several units of a numeric type; the one that differs decides.
-  constexpr std::size_t kUnits[] = {1, 2, 4, 8, 4, 2, 4, 1};
-  const std::size_t unit =
-      at / kUnits[static_cast<int>(part.type)] * kUnits[static_cast<int>(part.type)];
+  const std::size_t unit = at / UnitOf(part.type) * UnitOf(part.type);
   switch (part.type) {
     case KeyType::kChar:
     case KeyType::kString:

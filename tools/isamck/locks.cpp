@@ -18,8 +18,8 @@ bool Lock(int fd, int command, short type, std::int64_t start, std::int64_t leng
   do {
     result = tolvane::sys.lock(fd, command, &region);
   } while (result != 0 && errno == EINTR);
-  // Read-only descriptors and file systems without locks: checked unlocked.
-  return result == 0 || errno == EBADF || errno == ENOLCK || errno == ENOTSUP;
+  // File systems without locks: unlocked.
+  return result == 0 || errno == ENOLCK || errno == ENOTSUP;
 }
 
 }  // namespace

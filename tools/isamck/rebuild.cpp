@@ -197,7 +197,7 @@ int Rebuilder::ReadOld() {
   std::string why = "no record length and keys were given";
   if (old_index_.Open(names_.index, true)) {
     if (!LockForRebuild(old_index_.fd(), names_.index))
-      return Complain(names_.index, "the file is in use; nothing was changed");
+      return Complain(names_.index, "it is in use or may not be written; nothing was changed");
     if (auto header = ReadDictionary(old_index_, why)) {
       Report ignored(names_.base);
       const bool complete = ReadKeys(old_index_, *header, ignored, nullptr);
@@ -470,8 +470,8 @@ int Rebuilder::Finish() {
 }  // namespace
 
 std::optional<Key> ParseKeyOption(const std::string& text) {
-  constexpr const char* kTypes[] = {"char",  "int",  "long",  "double",
-                                    "float", "mint", "mlong", "string"};
+  constexpr const char* kTypeNames[] = {"char",  "int",  "long",  "double",
+                                        "float", "mint", "mlong", "string"};
   Key key;
   std::istringstream parts(text);
   for (std::string part_text; std::getline(parts, part_text, '+');) {
@@ -487,20 +487,22 @@ std::optional<Key> ParseKeyOption(const std::string& text) {
     if (list.size() < 2 || !number(list[0]) || !number(list[1])) return std::nullopt;
     KeyPart part{.start = *number(list[0]), .length = *number(list[1])};
     for (std::size_t i = 2; i < list.size(); ++i) {
-      const auto type = std::find(std::begin(kTypes), std::end(kTypes), list[i]);
-      if (type != std::end(kTypes)) {
-        part.type = static_cast<KeyType>(type - std::begin(kTypes));
+      const auto type = std::find(std::begin(kTypeNames), std::end(kTypeNames), list[i]);
+      if (type != std::end(kTypeNames)) {
+        part.type = static_cast<KeyType>(type - std::begin(kTypeNames));
       } else if (list[i] == "desc") {
         part.descending = true;
       } else if (list[i] == "dups") {
         key.flags |= kDuplicates;
       } else if (const auto flags =
                      list[i].starts_with("flags=") ? number(list[i].substr(6)) : std::nullopt) {
-        key.flags |= *flags & 0x1E;
+        if ((*flags & ~kStorageFlags) != 0) return std::nullopt;
+        key.flags |= *flags;
       } else {
         return std::nullopt;
       }
     }
+    if (part.length % UnitOf(part.type) != 0) return std::nullopt;
     key.length += part.length;
     key.parts.push_back(part);
   }
