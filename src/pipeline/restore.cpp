@@ -6,16 +6,16 @@
 #include <memory>
 #include <optional>
 
-#include "convert/convert.h"
 #include "convert/copybook_source.h"
-#include "dates/age_record.h"
 #include "dates/analysis.h"
 #include "files/apart.h"
 #include "files/fileio.h"
 #include "pipeline/element_files.h"
 #include "pipeline/output_in_use.h"
 #include "pipeline/progress.h"
+#include "pipeline/record_conversion.h"
 #include "pipeline/record_sink.h"
+#include "pipeline/restore_input.h"
 #include "pipeline/sdf_input.h"
 #include "platform/clock.h"
 #include "platform/console.h"
@@ -29,19 +29,6 @@
 namespace tolvane {
 namespace {
 
-constexpr std::int64_t kLargestBlock = 32768;  // block sizes stay below
-constexpr int kDefaultBlocking = 10;
-constexpr std::int32_t kElementRecordSize = 180;
-constexpr std::size_t kBehindPlainCopy = 2;  // bytes that a plain copy brings behind a record
-
-// As many records to a block, at most ten, as keep it below the largest block; 0 when none does.
-std::int32_t DefaultBlockSize(std::int64_t record_size) {
-  for (int records = kDefaultBlocking; records > 0; --records)
-    if (records * record_size < kLargestBlock)
-      return static_cast<std::int32_t>(records * record_size);
-  return 0;
-}
-
 class Restore {
  public:
   explicit Restore(const RestoreRequest& request) : request_(request) {}
@@ -52,13 +39,7 @@ class Restore {
   int PrepareRestoreOper();
 
  private:
-  void SettleBlockSize();
-  int OpenInput();
-  int CheckWordsAllow() const;
   int RestoreTexts();
-  int SettleRecordSize();
-  int ConfirmRecordSize();
-  int CheckMaskFits() const;
   static int SettleOutput();
   int OpenOutput();
   void PrintBanner() const;
@@ -72,7 +53,6 @@ class Restore {
   int StopAtBinaryData() const;
   int RestoreSdfRecord();
   int FinishRecord(std::span<const Byte> record, std::size_t size);
-  std::int64_t ConvertRecord(std::span<const Byte> record, Byte* out);
   [[nodiscard]] bool IsVariable() const;
   [[nodiscard]] std::size_t OutputSize(std::size_t own_size) const;
   void ShowProgress() const;
@@ -84,9 +64,8 @@ class Restore {
   std::unique_ptr<TapeIo> tape_;
   std::unique_ptr<RecordSink> output_;
   std::optional<OutputInUse> open_;
-  std::optional<RecordConverter> converter_;
-  std::optional<SdfInput> sdf_;  // 36-bit data
-  std::optional<RecordAger> ager_;
+  std::optional<RecordConversion> conversion_;  // of 8-bit data
+  std::optional<SdfInput> sdf_;                 // 36-bit data
   std::optional<Reshape> reshape_;
   std::vector<Byte> converted_;  // a record that is to be reshaped
 };
@@ -95,11 +74,11 @@ Restore::~Restore() { pTapeIo = nullptr; }
 
 int Restore::PrepareRestoreOper() {
   TRACE_FRAME();
-  SettleBlockSize();
-  if (OpenInput() == 0 || CheckWordsAllow() == 0) return 0;
+  tape_ = OpenRestoreInput(request_);
+  if (tape_ == nullptr) return 0;
+  pTapeIo = tape_.get();
   if (tape_->in_words && tape_->sdf->label.kind != SdfKind::kData) return RestoreTexts();
-  if (SettleRecordSize() == 0) return 0;
-  if (CheckMaskFits() == 0) return 0;
+  if (SettleRecordSize(*tape_, request_) == 0) return 0;
   if (SettleOutput() == 0) return 0;
   SettleCapacity();
   if (OpenOutput() == 0) return 0;
@@ -126,27 +105,6 @@ int Restore::PrepareRestoreOper() {
   return 1;
 }
 
-void Restore::SettleBlockSize() {
-  if (request_.kind == InputKind::kElement)
-    request_.block_size = request_.record_size = kElementRecordSize;
-  else if (request_.block_size < 1)
-    request_.block_size = DefaultBlockSize(request_.record_size);
-}
-
-// What works by the places of fields in the unconverted record has none in 36-bit data.
-int Restore::CheckWordsAllow() const {
-  const struct {
-    bool wanted;
-    const char* what;
-  } operations[] = {{lasting.ageFlag != 0, "AGE"}, {opt.sw_explode != 0, "EXPLODE"}};
-  for (const auto& operation : operations) {
-    if (!tape_->in_words || !operation.wanted) continue;
-    PrintError("%s can not be applied to 36-bit data; restore the file first.\n", operation.what);
-    return 0;
-  }
-  return 1;
-}
-
 // Print and element files, which have lines of text instead of records.
 int Restore::RestoreTexts() {
   run = Run{};
@@ -160,90 +118,6 @@ int Restore::RestoreTexts() {
   closeTapeIn(*tape_);
   DieOfPendingSignal();
   return result;
-}
-
-int Restore::OpenInput() {
-  tape_ = openTapeIn({.path = opt.infile,
-                      .record_size = request_.record_size,
-                      .block_size = request_.block_size,
-                      .kind = request_.kind,
-                      .fixed = opt.sw_fixedBR != 0,
-                      .before_wait = OutputInUse::Flush});
-  if (tape_ != nullptr) {
-    if (opt.sw_fixedBR != 0 && tape_->variable_blocked && !tape_->in_words) {
-      PrintWarning(
-          "'%s' is labelled as variable blocks but read as fixed ones; RECORD SIZE IS V "
-          "reads it as it is.\n",
-          tape_->device.c_str());
-      tape_->fixed_blocked = true;
-      tape_->variable_blocked = false;
-    }
-    if (opt.infile.empty()) opt.infile = tape_->device;
-    pTapeIo = tape_.get();
-    return 1;
-  }
-  if (errno != 0) {
-    PrintError("Opening Input File '%s': %s\n", opt.infile.c_str(), std::strerror(errno));
-  } else {
-    if (opt.sw_create != 0 && opt.sw_restore != 0) (void)CreateOutFile();  // it has reported
-    PrintOutput("Input File: '%s' appears to be empty.\n", opt.infile.c_str());
-  }
-  return 0;
-}
-
-// The volume's record size wins over the one supplied, when the user agrees.
-int Restore::ConfirmRecordSize() {
-  if (tape_->variable_blocked || tape_->in_words || opt.gblRecSize < 1 ||
-      tape_->record_size == opt.gblRecSize)
-    return 1;
-  PrintOutput("Supplied input record size: %d is different from tape record size: %d.\n",
-              opt.gblRecSize, tape_->record_size);
-  PrintOutput("If you continue; the input record size will be %d.\n", tape_->record_size);
-  const std::string answer = Ask({"Do you wish to continue (Y/N) ?>",
-                                  "\nAuto answer assuming Yes. Processing continues.\n", "Y", "N"},
-                                 opt.sw_automatic != 0);
-  return Answers(answer, 'n') ? 0 : 1;
-}
-
-int Restore::SettleRecordSize() {
-  if (ConfirmRecordSize() == 0) return 0;
-  if (tape_->record_size < 1) {
-    PrintOutput("Our record size is %d\n", tape_->record_size);
-    PrintOutput("Please enter the actual record size\n?>");
-    if (opt.sw_automatic != 0) {
-      PrintOutput("Bad record Size. Terminating.\n");
-      return 0;
-    }
-    do {
-      tape_->record_size = GetNumberFromStdin();
-    } while (tape_->record_size == 0);
-    if (tape_->record_size < 0) return 0;
-  }
-  if (tape_->block_size < 1) tape_->block_size = tape_->record_size;
-  if (tape_->block_size < tape_->record_size && !tape_->variable_blocked && !tape_->is_text() &&
-      !tape_->in_words) {
-    PrintError("The block size %d of '%s' is smaller than its record size %d.\n", tape_->block_size,
-               opt.infile.c_str(), tape_->record_size);
-    return 0;
-  }
-  if (tape_->labelled) opt.gblBlkSize = tape_->block_size;
-  request_.record_size = tape_->record_size;
-  opt.gblRecSize = tape_->record_size;
-  return 1;
-}
-
-// Fields given as options must lie inside the records of a file of fixed records.
-int Restore::CheckMaskFits() const {
-  if (tape_->variable_blocked || opt.bCopyBookFlag != 0) return 1;
-  for (const MaskItem& item : mask_list) {
-    const std::int64_t end = item.is_condition() ? item.condition_end : item.end();
-    if (end <= request_.record_size) continue;
-    PrintError("Option -%c%d:%d:%d lies beyond the %d bytes of the records of '%s'\n", item.type,
-               item.location, static_cast<int>(item.length), item.occurs, request_.record_size,
-               opt.infile.c_str());
-    return 0;
-  }
-  return 1;
 }
 
 // Settles the output's name and creates it, if that is asked for.
@@ -292,12 +166,11 @@ void Restore::SettleCapacity() const {
 }
 
 void Restore::CompileConversion() {
-  run.sw_a2e = request_.conversion == Conversion::kToEbcdic || opt.sw_interchange != 0;
-  if (request_.conversion != Conversion::kNone || opt.sw_interchange != 0)
-    converter_.emplace(mask_list, run.sw_a2e);
-  if (lasting.ageFlag != 0) ager_.emplace(mask_list, date_statements.pAgeStruct);
+  const bool to_ebcdic = request_.conversion == Conversion::kToEbcdic;
+  run.sw_a2e = to_ebcdic || opt.sw_interchange != 0;
+  conversion_.emplace(*tape_, request_.conversion);
   if (opt.sw_explode != 0 || opt.expandDateFlag != 0)
-    StartReshape(request_.conversion == Conversion::kToEbcdic && opt.sw_interchange == 0);
+    StartReshape(to_ebcdic && opt.sw_interchange == 0);
 }
 
 void Restore::StartReshape(bool ebcdic) {
@@ -332,23 +205,20 @@ void Restore::RestoreSdfRecords() {
 
 // 1 to go on, 0 when the stop count is reached or the record could not be converted.
 int Restore::RestoreRecord(const TapeRecord& record) {
+  const std::size_t grown = conversion_->Grown(record.data.size());
   const std::size_t size = OutputSize(record.data.size());
-  const std::size_t growth = converter_ ? converter_->growth() : 0;
   const std::size_t reshaped = reshape_ ? reshape_->size() : 0;
   const std::int32_t descriptor =
       reshape_ ? static_cast<std::int32_t>(size + kDescriptorWidth) : record.length;
-  Byte* const out =
-      output_->Room(std::max({size, reshaped, record.data.size() + growth}), descriptor);
+  Byte* const out = output_->Room(std::max({size, reshaped, grown}), descriptor);
+  if (reshape_) converted_.resize(grown + RecordConversion::kBehind);
+  const std::int64_t filled = conversion_->Convert(record.data, reshape_ ? converted_.data() : out);
+  if (filled < 0) return StopAtBinaryData();
   if (reshape_) {
-    converted_.resize(record.data.size() + growth + kBehindPlainCopy);
-    if (ConvertRecord(record.data, converted_.data()) < 0) return StopAtBinaryData();
-    reshape_->Run(reshape_->ConditionOf(record.data),
-                  std::span(converted_).first(record.data.size() + growth), out);
-    return FinishRecord(record.data, size);
+    reshape_->Run(reshape_->ConditionOf(record.data), std::span(converted_).first(grown), out);
+  } else if (static_cast<std::size_t>(filled) < size) {
+    std::fill(out + filled, out + size, Byte{' '});
   }
-  const std::int64_t converted = ConvertRecord(record.data, out);
-  if (converted < 0) return StopAtBinaryData();
-  if (static_cast<std::size_t>(converted) < size) std::fill(out + converted, out + size, Byte{' '});
   return FinishRecord(record.data, size);
 }
 
@@ -396,32 +266,6 @@ int Restore::FinishRecord(std::span<const Byte> record, std::size_t size) {
     analysis.AnalyseRecord(record, request_.conversion == Conversion::kToAscii);
   if (opt.sw_quiet == 0 && run.nCurrOutputRec % kProgressStep == 0) ShowProgress();
   return run.nCurrOutputRec >= request_.stop_count ? 0 : 1;
-}
-
-// Returns how many bytes of `out` are filled, or -1 when the conversion stopped.
-std::int64_t Restore::ConvertRecord(std::span<const Byte> record, Byte* out) {
-  if (ager_) {
-    if (ager_->DoDateAgingOper(record, out) == 0) {
-      PrintOutput("The field[s] above not aged.\n");
-      PrintOutput("Aging record failed : %d\n\n", static_cast<int>(run.nCurrInputRec));
-    }
-    return static_cast<std::int64_t>(record.size());
-  }
-  if (converter_)
-    return converter_->ConvertBinChars(record, out) == 0
-               ? -1
-               : static_cast<std::int64_t>(record.size() + converter_->growth());
-  if (opt.sw_ascii_sign != 0) {
-    ConvertAsciiSigns(record, out);
-    return static_cast<std::int64_t>(record.size());
-  }
-  const auto size = std::min(static_cast<std::size_t>(sizes.gblCpySize), record.size());
-  std::copy_n(record.begin(), size, out);
-  if (record.size() < static_cast<std::size_t>(tape_->record_size))
-    return static_cast<std::int64_t>(size);
-  // Deliberate: a plain copy brings two bytes more than the record, which are zero.
-  out[size] = out[size + 1] = 0;
-  return static_cast<std::int64_t>(size + 2);
 }
 
 // Whether records keep their own lengths. Of 36-bit data labels tell only how the words are
