@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
@@ -15,7 +16,7 @@ namespace {
 class OutputStreamTest : public ::testing::Test {
  protected:
   void WriteRecord(const std::string& record) {
-    std::memcpy(output_.Room(record.size()), record.data(), record.size());
+    std::copy(record.begin(), record.end(), output_.Room(record.size()));
     output_.Commit(record.size());
   }
   test::TempDir dir_;
