@@ -161,7 +161,7 @@ void Tree::InsertSeparator(Path& path, int level, const Target& for_lower, const
 }
 
 // Takes an entry out of a node. Compressed, the next one may need more room then. Above the leaves
-// the bound of a last entry goes to the one before.
+// the bound of a last entry goes to the one before, and down the right edge below it.
 void Tree::RemoveAt(Path& path, int level) {
   const Path::Step& step = path.step(level);
   const Node node = Load(step.node, -1);
@@ -170,13 +170,45 @@ void Tree::RemoveAt(Path& path, int level) {
   const std::size_t all = static_cast<std::size_t>(node.count) * size;
   std::vector<Byte>& entries = file_.entry_lists[static_cast<std::size_t>(level)];
   entries.assign(node.entries, node.entries + all);
-  if (node.level > 0 && at > 0 && at + size == all)
+  Target bound;
+  const bool passes_on = node.level > 0 && at > 0 && at + size == all;
+  if (passes_on) {
+    std::memcpy(bound.bytes.data(), &entries[at], size);
     std::memcpy(&entries[at - size], &entries[at], size - n::kPointerWidth);
+  }
+  const int node_level = node.level;
   const auto begin = entries.begin() + static_cast<std::ptrdiff_t>(at);
   entries.erase(begin, begin + static_cast<std::ptrdiff_t>(size));
   const int left = node.count - 1;
   const int lower = index_.is_compressed() ? comphalf(entries.data(), left) : left;
-  StoreEntries(path, level, entries, node.level, lower);
+  StoreEntries(path, level, entries, node_level, lower);
+  if (passes_on && node_level > 1) RaiseEdge(bound);
+}
+
+// What comes in below a bound that has grown goes under the last entries on the way to it: they
+// take it over, one by one, for each may split its node and those above.
+void Tree::RaiseEdge(const Target& bound) {
+  for (bool raised = true; raised;) {
+    raised = false;
+    Path path;
+    (void)FindPlace(bound, path);
+    for (int level = path.depth - 2; level >= 0 && !raised; --level) {
+      const Path::Step& step = path.step(level);
+      const Node node = Load(step.node, -1);
+      if (step.at + 1 < node.count ||
+          isTargetCmp(index_, node.entry(index_, step.at), bound.bytes.data()) >= 0)
+        continue;
+      std::vector<Byte>& entries = file_.entry_lists[static_cast<std::size_t>(level)];
+      entries.assign(node.entries, node.entry(index_, node.count));
+      std::memcpy(&entries[entries.size() - index_.entry_size], bound.bytes.data(),
+                  index_.entry_size - n::kPointerWidth);
+      const int node_level = node.level, count = node.count;
+      StoreEntries(path, level, entries, node_level,
+                   index_.is_compressed() ? comphalf(entries.data(), count) : count);
+      raised = true;
+    }
+  }
+  index_.edge.depth = 0;
 }
 
 void Tree::isTreeDelete(const Target& target, std::uint32_t record, Path& path) {

@@ -113,6 +113,7 @@ class Tree {
                     int lower);
   void InsertSeparator(Path& path, int level, const Target& for_lower, const Byte* upper_last);
   void RemoveAt(Path& path, int level);
+  void RaiseEdge(const Target& bound);
   void StoreNode(std::uint32_t number, const Byte* entries, int count, int level);
   [[nodiscard]] std::uint32_t NewNode();
   void RenumberBelow(std::uint32_t number, int level, const Byte* key, bool store,

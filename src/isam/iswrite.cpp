@@ -118,7 +118,8 @@ void ReserveNodes(File& file, const std::vector<Change>& changes, bool frees_rec
     if (!change.adds && !change.removes) continue;
     Tree(file, *change.index)
         .ReserveLists(std::max(change.place.depth, change.removed_place.depth));
-    if (change.adds || change.index->is_compressed()) nodes += kMostDepth;
+    if (change.adds) nodes += kMostDepth;
+    if (change.removes && change.index->is_compressed()) nodes += std::uint64_t{2} * kMostDepth;
   }
   if (nodes == 0) return;
   file.index.Reserve(file.node_offset(file.free_nodes.highest) + (nodes + 1) * file.node_size);
