@@ -413,7 +413,7 @@ bool Restore::IsVariable() const {
 
 // Bytes of the record as it is written, without prefix, marker and padding.
 std::size_t Restore::OutputSize(std::size_t own_size) const {
-  if (reshape_ && !sizes.sw_use_booksize) return reshape_->size();
+  if (reshape_) return reshape_->size();
   return IsVariable() ? own_size : static_cast<std::size_t>(sizes.gblCpySize);
 }
 
