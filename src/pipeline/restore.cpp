@@ -276,8 +276,8 @@ void Restore::PrintBanner() const {
 // The most bytes that a record may have, which is what records of one size are filled up to.
 void Restore::SettleCapacity() const {
   const bool grows = opt.sw_explode != 0 || opt.expandDateFlag != 0;
-  if (sizes.gblCpySize < 1) sizes.gblCpySize = grows ? sizes.gblExpRecSize : request_.record_size;
-  if (opt.expandDateFlag != 0) sizes.gblCpySize = sizes.gblExpRecSize;
+  if (grows) sizes.gblCpySize = sizes.gblExpRecSize;
+  if (sizes.gblCpySize < 1) sizes.gblCpySize = request_.record_size;
 }
 
 void Restore::CompileConversion() {

@@ -200,7 +200,8 @@ std::string CopybookEditor::Text(std::uint32_t first, std::uint32_t last) const 
     if (found == edits_.end()) {
       all += line.text + line.ending;
     } else {
-      for (const std::string& edited : Edited(number, found->second)) all += edited + line.ending;
+      for (const std::string& edited : Edited(number, found->second))
+        if (!IsBlank(edited)) all += edited + line.ending;
     }
   }
   return all;

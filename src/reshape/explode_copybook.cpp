@@ -238,22 +238,26 @@ int ExplodedCopybook::Check() {
   if (different == nullptr) return 1;
   const GrownPlace place = shape_.PlaceOf(*different);
   PrintError(
-      "'%s.EXP' would not describe the new records: there '%s' begins with byte %ld and has %ld "
-      "bytes.\n",
-      main_.c_str(), different->filler ? "FILLER" : different->name.c_str(), place.offset,
-      place.length);
+      "'%s.EXP' would not describe the new records, in which '%s' has %ld bytes at offset %ld.\n",
+      main_.c_str(), different->filler ? "FILLER" : different->name.c_str(), place.length,
+      place.offset);
   return 0;
 }
 
-// The first field that the compiled copybook describes in another way; null: there is none.
+// The first field that the compiled copybook describes in another way, a group only when all others
+// are right; null: there is none.
 const Field* ExplodedCopybook::FindDifference(const SymbolTable& compiled) const {
   const Field* found = compiled.First();
+  const Field* group = nullptr;
   for (const Field* field = table_.First(); field != nullptr; field = field->next) {
     if (fillers_.count(field) != 0 && found != nullptr) found = found->next;
-    if (found == nullptr || (field->IsInRecord() && !Describes(*found, *field))) return field;
+    if (found == nullptr) return field;
+    const bool differs = field->IsInRecord() && !Describes(*found, *field);
+    if (differs && !field->IsGroup()) return field;
+    if (differs && group == nullptr) group = field;
     found = found->next;
   }
-  return nullptr;
+  return group;
 }
 
 bool ExplodedCopybook::Describes(const Field& compiled, const Field& field) const {

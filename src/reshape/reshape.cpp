@@ -28,9 +28,18 @@ void Reshape::Run(const MaskItem* condition, std::span<const Byte> record, Byte*
     const auto bytes = record.subspan(step.from, std::min(step.length, record.size() - step.from));
     Rewrite(step, bytes, {out + step.to, step.width});
   }
-  if (record.size() > plan.from() && size_ > plan.to())
-    std::copy_n(record.begin() + static_cast<std::ptrdiff_t>(plan.from()),
-                std::min(record.size() - plan.from(), size_ - plan.to()), out + plan.to());
+  if (record.size() > plan.from()) CopyRest(record.subspan(plan.from()), {out + plan.to(), size_ - plan.to()});
+}
+
+// What the record has behind its description.
+void Reshape::CopyRest(std::span<const Byte> rest, std::span<Byte> out) {
+  std::copy_n(rest.begin(), std::min(rest.size(), out.size()), out.begin());
+  if (rest.size() <= out.size() || is_cut_) return;
+  is_cut_ = true;
+  PrintWarning(
+      "Record %ld: %zu bytes behind what the copybook describes are left out. Further ones are not "
+      "reported.\n",
+      run.nCurrInputRec, rest.size() - out.size());
 }
 
 void Reshape::Rewrite(const PlanStep& step, std::span<const Byte> bytes, std::span<Byte> out) {

@@ -26,6 +26,7 @@ class Reshape {
 
  private:
   void Rewrite(const PlanStep& step, std::span<const Byte> bytes, std::span<Byte> out);
+  void CopyRest(std::span<const Byte> rest, std::span<Byte> out);
   void Explode(const PlanStep& step, std::span<const Byte> bytes, std::span<Byte> out);
 
   RecordShape shape_;
@@ -34,6 +35,7 @@ class Reshape {
   DateExpander dates_;
   std::vector<Byte> exploded_;  // a field that is widened after its explosion
   std::set<const MaskItem*> reported_;  // fields that held no number
+  bool is_cut_ = false;                 // a record that lost bytes was reported
 };
 
 }  // namespace tolvane
