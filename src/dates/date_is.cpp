@@ -290,7 +290,7 @@ void DateExpander::WidenDisplay(const DateField& date, std::span<const Byte> byt
     for (char& c : text) c = static_cast<char>(ebc2asc[static_cast<Byte>(c)]);
   const std::size_t length = FindLayout(date.date->format)->length();
   std::string compared = text.substr(date.at, length);
-  if (HasOverpunch(*date.field) && date.at + length == bytes.size() && 
+  if (HasOverpunch(*date.field) && date.at + length == bytes.size() &&
       CarriesSign(bytes.back(), ebcdic_))
     compared.back() = static_cast<char>((bytes.back() & kDigitMask) | kAsciiPositive);
   const DateWindow* const window = FindWindow(*date.date, compared, YearOf(*date.date, compared));

@@ -95,8 +95,8 @@ Step SizeGrownRecords() {
   const std::int64_t described = LongestRecord(*copybooks.csid, &RecordDescription::length);
   const std::int64_t beyond =
       opt.sw_explode != 0 ? std::max<std::int64_t>(0, opt.gblRecSize - described) : 0;
-  sizes.gblExpRecSize = sizes.gblExpBlkSize = static_cast<std::int32_t>(
-      RecordShape(*copybooks.csid).GetExpandedRecordSize() + beyond);
+  sizes.gblExpRecSize = sizes.gblExpBlkSize =
+      static_cast<std::int32_t>(RecordShape(*copybooks.csid).GetExpandedRecordSize() + beyond);
   return Step::kNext;
 }
 
@@ -200,9 +200,10 @@ Step Register() {
 
 // The steps of the dispatch, in their order.
 constexpr Step (*kSteps[])() = {
-    ShowStatus,    NineToEight, LoadMask,   ReportCopybook,         SetUpAnalysis,
-    SizeGrownRecords,   Reorganise, MoveKeysOfGrownRecords, DeleteFile,
-    CreateFile,    RefuseBoth,  Transfer,   AddAlternateKeys,       Register,
+    ShowStatus,       NineToEight,      LoadMask,   ReportCopybook,
+    SetUpAnalysis,    SizeGrownRecords, Reorganise, MoveKeysOfGrownRecords,
+    DeleteFile,       CreateFile,       RefuseBoth, Transfer,
+    AddAlternateKeys, Register,
 };
 
 }  // namespace

@@ -46,7 +46,8 @@ std::size_t BreakOf(const std::string& text) {
 
 void ExpandTabs(std::string& text) {
   for (std::size_t at = text.find('\t'); at != std::string::npos; at = text.find('\t', at))
-    text.replace(at, 1, std::string(SourceLine{std::string_view(text).substr(0, at + 1)}.Width() - at, ' '));
+    text.replace(
+        at, 1, std::string(SourceLine{std::string_view(text).substr(0, at + 1)}.Width() - at, ' '));
 }
 
 // Appends text as a line, or as several where fixed format has no room for it on one.
@@ -168,7 +169,8 @@ std::vector<std::string> CopybookEditor::Edited(std::uint32_t number, const Edit
   for (const auto& [begin, edit] : edits) {
     current += text.substr(std::min(at, text.size()), begin - at);
     at = std::min(edit.end, text.size());
-    const bool is_begin = IsBlank(std::string_view(current).substr(std::min(margin, current.size())));
+    const bool is_begin =
+        IsBlank(std::string_view(current).substr(std::min(margin, current.size())));
     if (edit.kind == Kind::kWords) {
       current += edit.text;
     } else if (edit.kind == Kind::kEntry && is_begin) {

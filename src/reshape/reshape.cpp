@@ -28,7 +28,8 @@ void Reshape::Run(const MaskItem* condition, std::span<const Byte> record, Byte*
     const auto bytes = record.subspan(step.from, std::min(step.length, record.size() - step.from));
     Rewrite(step, bytes, {out + step.to, step.width});
   }
-  if (record.size() > plan.from()) CopyRest(record.subspan(plan.from()), {out + plan.to(), size_ - plan.to()});
+  if (record.size() > plan.from())
+    CopyRest(record.subspan(plan.from()), {out + plan.to(), size_ - plan.to()});
 }
 
 // What the record has behind its description.

@@ -33,7 +33,7 @@ class Reshape {
   std::size_t size_;
   bool ebcdic_;
   DateExpander dates_;
-  std::vector<Byte> exploded_;  // a field that is widened after its explosion
+  std::vector<Byte> exploded_;          // a field that is widened after its explosion
   std::set<const MaskItem*> reported_;  // fields that held no number
   bool is_cut_ = false;                 // a record that lost bytes was reported
 };
