@@ -15,10 +15,10 @@
        FILE SECTION.
        FD  IN-FILE.
        01  IN-RECORD.
-           05  IN-BYTE             PIC X OCCURS 80.
+           05  IN-BYTE             PIC X OCCURS 100.
        FD  OUT-FILE.
        01  OUT-RECORD.
-           05  OUT-BYTE            PIC X OCCURS 80.
+           05  OUT-BYTE            PIC X OCCURS 100.
        FD  TABLE-FILE.
        01  TABLE-RECORD            PIC X(256).
        WORKING-STORAGE SECTION.
@@ -50,22 +50,21 @@
            CLOSE IN-FILE OUT-FILE
            STOP RUN.
        CONVERT-RECORD.
-           PERFORM VARYING I FROM 1 BY 1 UNTIL I > 47
+           PERFORM VARYING I FROM 1 BY 1 UNTIL I > 100
                MOVE IN-BYTE (I) TO CODE-LOW
                MOVE TABLE-BYTE (CODE-NUMBER + 1) TO OUT-BYTE (I)
            END-PERFORM
-           MOVE IN-BYTE (48) TO CODE-LOW
+           MOVE IN-RECORD (43:16) TO OUT-RECORD (43:16)
+           MOVE IN-RECORD (66:4) TO OUT-RECORD (66:4)
+           MOVE IN-BYTE (76) TO CODE-LOW
            EVALUATE TRUE
                WHEN CODE-NUMBER >= 208 AND CODE-NUMBER < 224
                    SUBTRACT 96 FROM CODE-NUMBER
+               WHEN CODE-NUMBER >= 240
+                   SUBTRACT 192 FROM CODE-NUMBER
                WHEN OTHER
                    SUBTRACT 144 FROM CODE-NUMBER
            END-EVALUATE
-           MOVE CODE-LOW TO OUT-BYTE (48)
+           MOVE CODE-LOW TO OUT-BYTE (76)
            MOVE 0 TO CODE-NUMBER
-           MOVE IN-RECORD (49:15) TO OUT-RECORD (49:15)
-           PERFORM VARYING I FROM 64 BY 1 UNTIL I > 80
-               MOVE IN-BYTE (I) TO CODE-LOW
-               MOVE TABLE-BYTE (CODE-NUMBER + 1) TO OUT-BYTE (I)
-           END-PERFORM
            WRITE OUT-RECORD.

@@ -1,4 +1,5 @@
-// Measures the indexed-file engine, beside the keyed stores that are installed on this machine.
+// One job of a keyed store: of the indexed-file engine or of a peer that is installed. run.py times
+// them beside each other.
 
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -6,14 +7,14 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <iterator>
-#include <random>
+#include <string>
 #include <string_view>
+#include <vector>
 
 #include "datarep/byte_order.h"
 #include "store.h"
@@ -28,19 +29,26 @@ void Fail(const std::string& what, int error) {
 namespace {
 
 constexpr char kUsage[] =
-    "usage: isam_bench [RECORDS [ROUNDS [FOLDER]]]\n"
-    "         every job on every store that is installed, each job in turn on each store, ROUNDS\n"
-    "         times (1000000 records, 3 rounds, a temporary folder): medians, and their ratios\n"
-    "       isam_bench load FLAT BASE\n"
-    "         builds the indexed file BASE from records of 100 bytes, key of 8 bytes at 0\n"
-    "       isam_bench q1 BASE KEYS excl|shared\n"
+    "usage: isam_bench [--store NAME] JOB\n"
+    "       isam_bench stores\n"
+    "         the stores that were installed when this program was built, one a line; behind the\n"
+    "         name 'shared' where several processes can use one file at a time\n"
+    "jobs:  load FLAT BASE\n"
+    "         builds the store BASE from records of 100 bytes, key of 8 bytes at 0\n"
+    "       loadx FLAT BASE\n"
+    "         the same, and adds an index with duplicates on the 10 bytes at 8\n"
+    "       q1 BASE KEYS excl|shared\n"
     "         reads the record of each 8-byte key of KEYS\n"
-    "       isam_bench q2 BASE excl|shared\n"
+    "       q2 BASE excl|shared\n"
     "         reads all records in key order\n"
-    "       isam_bench u1 BASE PAIRS excl|shared\n"
+    "       u1 BASE PAIRS excl|shared\n"
     "         for each pair of 8-byte keys: reads and rewrites the first record; reads, deletes\n"
     "         and writes again the second\n"
-    "The last four print n=COUNT sum=SUM; q1 and q2 sum up the numbers at offset 65.\n";
+    "       dump BASE OUT\n"
+    "         writes all records in key order to a file\n"
+    "A job prints n=COUNT sum=SUM; q1 and q2 sum up the numbers at offset 65. The store is "
+    "'isam',\n"
+    "the engine, unless another is named.\n";
 
 using tolvane::Byte;
 
@@ -85,11 +93,10 @@ Outcome Load(Store& store, const std::string& base, std::string_view records) {
   return {static_cast<std::int64_t>(records.size() / kRecord), 0};
 }
 
-Outcome AddIndex(Store& store, const std::string& base) {
+void AddIndex(Store& store, const std::string& base) {
   store.Open(base, Access::kExclusive);
   store.AddIndex();
   store.Close();
-  return {1, 0};
 }
 
 Outcome PointReads(Store& store, const std::string& base, Access access, std::string_view keys) {
@@ -138,200 +145,112 @@ Outcome Update(Store& store, const std::string& base, Access access, std::string
   return outcome;
 }
 
-// ---- the table of all jobs on all stores
-
-struct Material {
-  std::string ascending, shuffled, keys, pairs;
-};
-
-Material MakeMaterial(std::size_t count) {
-  constexpr std::size_t kGroupSize = 50, kStep = 7;
-  Material made;
-  std::mt19937 random(20000229);
-  std::vector<std::string> records(count);
-  for (std::size_t i = 0; i < count; ++i) {
-    const std::string key = std::to_string(100000000 + (i + 1) * kStep % 100000000);
-    const std::string group = std::to_string(10000000000 + random() % (count / kGroupSize + 1));
-    records[i] = key.substr(1) + group.substr(1);
-    records[i].resize(kRecord, 'x');
-    tolvane::StoreBig(reinterpret_cast<Byte*>(&records[i][kNumberAt]),
-                      static_cast<std::uint32_t>(i));
-    made.ascending += records[i];
-  }
-  std::shuffle(records.begin(), records.end(), random);
-  for (const std::string& record : records) {
-    made.shuffled += record;
-    made.keys += record.substr(0, kKey);
-  }
-  made.pairs = made.keys.substr(0, made.keys.size() / (10 * kKey) * 2 * kKey);
-  return made;
-}
-
-constexpr const char* kJobs[] = {
-    "load ascending", "load shuffled", "add an index", "point reads",   "point reads, shared",
-    "scan",           "scan, shared",  "update",       "update, shared"};
-
-std::vector<Contender> Contenders() {
-  return {
-      {"this engine", MakeIsam, true},
-#ifdef BENCH_BERKELEY_DB
-      {"Berkeley DB", MakeBerkeleyDb, false},
-#endif
-#ifdef BENCH_SQLITE
-      {"SQLite", MakeSqlite, true},
-#endif
-#ifdef BENCH_LMDB
-      {"LMDB", MakeLmdb, true},
-#endif
-  };
-}
-
-void RemoveFiles(const std::string& folder) {
-  for (const auto& entry : std::filesystem::directory_iterator(folder))
-    std::filesystem::remove_all(entry.path());
-}
-
-double BytesOnDisk(const std::string& folder) {
-  double bytes = 0;
-  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-    struct stat status {};
-    if (stat(entry.path().c_str(), &status) == 0)
-      bytes += 512.0 * static_cast<double>(status.st_blocks);
-  }
-  return bytes;
-}
-
-struct Results {
-  std::vector<double> seconds[std::size(kJobs)];
-  double bytes = 0;  // with the index
-};
-
-template <typename Job>
-Outcome Timed(std::vector<double>& seconds, Job job) {
-  const auto begin = std::chrono::steady_clock::now();
-  const Outcome outcome = job();
-  seconds.push_back(
-      std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count());
+Outcome Dump(Store& store, const std::string& base, const std::string& path) {
+  Outcome outcome;
+  std::FILE* const out = std::fopen(path.c_str(), "wb");
+  if (out == nullptr) Fail(path, errno);
+  store.Open(base, Access::kExclusive);
+  store.Scan([&](const char* record) {
+    if (std::fwrite(record, kRecord, 1, out) != 1) Fail(path, errno);
+    ++outcome.count;
+  });
+  store.Close();
+  if (std::fclose(out) != 0) Fail(path, errno);
   return outcome;
 }
 
-void Round(const Contender& contender, const Material& material, const std::string& folder,
-           Results& results) {
-  const std::string base = folder + "/bench";
-  const auto count = static_cast<std::int64_t>(material.keys.size() / kKey);
-  const auto store = contender.make();
-  auto* seconds = results.seconds;
-  Timed(*seconds++, [&] { return Load(*store, base, material.ascending); });
-  RemoveFiles(folder);
-  Timed(*seconds++, [&] { return Load(*store, base, material.shuffled); });
-  for (const Access access : {Access::kExclusive, Access::kShared}) {
-    if (access == Access::kShared && !contender.knows_shared) continue;
-    const int shared = access == Access::kShared ? 1 : 0;
-    const auto read =
-        Timed(seconds[1 + shared], [&] { return PointReads(*store, base, access, material.keys); });
-    const auto scanned = Timed(seconds[3 + shared], [&] { return Scan(*store, base, access); });
-    if (read.count != count || scanned.count != count || read.sum != scanned.sum)
-      Fail(std::string(contender.name) + " lost records", 0);
-    Timed(seconds[5 + shared], [&] { return Update(*store, base, access, material.pairs); });
+// ---- the command line
+
+constexpr Contender kStores[] = {
+    {"isam", MakeIsam, true},
+#ifdef BENCH_BERKELEY_DB
+    {"bdb", MakeBerkeleyDb, false},
+#endif
+#ifdef BENCH_SQLITE
+    {"sqlite", MakeSqlite, true},
+#endif
+#ifdef BENCH_LMDB
+    {"lmdb", MakeLmdb, true},
+#endif
+};
+
+struct Job {
+  const char* name;
+  std::size_t words;
+  bool takes_access;
+  Outcome (*run)(Store&, const std::vector<std::string>&, Access);
+};
+
+using Words = std::vector<std::string>;
+constexpr Job kJobs[] = {
+    {"load", 3, false,
+     [](Store& store, const Words& words, Access) {
+       return Load(store, words[2], MappedFile(words[1]).bytes());
+     }},
+    {"loadx", 3, false,
+     [](Store& store, const Words& words, Access) {
+       const Outcome outcome = Load(store, words[2], MappedFile(words[1]).bytes());
+       AddIndex(store, words[2]);
+       return outcome;
+     }},
+    {"q1", 4, true,
+     [](Store& store, const Words& words, Access access) {
+       return PointReads(store, words[1], access, MappedFile(words[2]).bytes());
+     }},
+    {"q2", 3, true,
+     [](Store& store, const Words& words, Access access) { return Scan(store, words[1], access); }},
+    {"u1", 4, true,
+     [](Store& store, const Words& words, Access access) {
+       return Update(store, words[1], access, MappedFile(words[2]).bytes());
+     }},
+    {"dump", 3, false,
+     [](Store& store, const Words& words, Access) { return Dump(store, words[1], words[2]); }},
+};
+
+const Job* FindJob(const Words& words) {
+  for (const Job& job : kJobs) {
+    const bool access = !job.takes_access || words.back() == "excl" || words.back() == "shared";
+    if (words.size() == job.words && words[0] == job.name && access) return &job;
   }
-  Timed(*seconds, [&] { return AddIndex(*store, base); });
-  results.bytes = BytesOnDisk(folder);
-  RemoveFiles(folder);
+  return nullptr;
 }
 
-double Median(std::vector<double> values) {
-  std::sort(values.begin(), values.end());
-  return values.empty() ? 0 : values[values.size() / 2];
+const Contender* FindStore(const std::string& name) {
+  const auto* const found =
+      std::find_if(std::begin(kStores), std::end(kStores),
+                   [&](const Contender& store) { return name == store.name; });
+  return found == std::end(kStores) ? nullptr : found;
 }
 
-// The median of the rounds' ratios.
-double Ratio(const std::vector<double>& of, const std::vector<double>& to) {
-  std::vector<double> ratios;
-  for (std::size_t i = 0; i < std::min(of.size(), to.size()); ++i) ratios.push_back(of[i] / to[i]);
-  return Median(ratios);
-}
-
-void PrintTable(const std::vector<Contender>& contenders, const std::vector<Results>& results) {
-  std::printf("%-24s", "seconds");
-  for (const Contender& contender : contenders) std::printf("%18s", contender.name);
-  for (std::size_t job = 0; job < std::size(kJobs); ++job) {
-    std::printf("\n%-24s", kJobs[job]);
-    for (std::size_t i = 0; i < contenders.size(); ++i) {
-      const auto& seconds = results[i].seconds[job];
-      if (seconds.empty()) {
-        std::printf("%18s", "-");
-      } else if (i == 0) {
-        std::printf("%18.3f", Median(seconds));
-      } else {
-        std::printf("%10.3f (%4.2f)", Median(seconds), Ratio(results[0].seconds[job], seconds));
-      }
-    }
+int Run(Words words) {
+  std::string store_name = "isam";
+  if (words.size() > 2 && words[0] == "--store") {
+    store_name = words[1];
+    words.erase(words.begin(), words.begin() + 2);
   }
-  std::printf("\n%-24s", "megabytes on disk");
-  for (const Results& result : results) std::printf("%18.1f", result.bytes / 1e6);
-  std::printf("\nIn parentheses: this engine's time to the peer's.\n");
-}
-
-int RunAll(std::size_t records, int rounds, const std::string& under) {
-  std::string folder = (under.empty() ? std::filesystem::temp_directory_path().string() : under) +
-                       "/isam_bench.XXXXXX";
-  if (mkdtemp(folder.data()) == nullptr) Fail("cannot make a folder", errno);
-  const Material material = MakeMaterial(records);
-  const std::vector<Contender> contenders = Contenders();
-  std::vector<Results> results(contenders.size());
-  for (int round = 0; round < rounds; ++round)
-    for (std::size_t i = 0; i < contenders.size(); ++i)
-      Round(contenders[i], material, folder, results[i]);
-  std::filesystem::remove_all(folder);
-  std::printf("%zu records of %zu bytes, key of %zu bytes, %d rounds\n", records, kRecord, kKey,
-              rounds);
-  PrintTable(contenders, results);
-  return 0;
-}
-
-// ---- one job at a time
-
-int RunOne(const std::vector<std::string>& words) {
-  const auto store = MakeIsam();
-  const std::string& job = words[0];
-  const Access access = words.back() == "shared" ? Access::kShared : Access::kExclusive;
-  Outcome outcome;
-  if (job == "load") outcome = Load(*store, words[2], MappedFile(words[1]).bytes());
-  if (job == "q1") outcome = PointReads(*store, words[1], access, MappedFile(words[2]).bytes());
-  if (job == "q2") outcome = Scan(*store, words[1], access);
-  if (job == "u1") outcome = Update(*store, words[1], access, MappedFile(words[2]).bytes());
+  const Contender* const store = FindStore(store_name);
+  const Job* const job = words.empty() ? nullptr : FindJob(words);
+  const Access access =
+      !words.empty() && words.back() == "shared" ? Access::kShared : Access::kExclusive;
+  if (store == nullptr || job == nullptr || (access == Access::kShared && !store->knows_shared)) {
+    std::fputs(kUsage, stderr);
+    return 2;
+  }
+  const Outcome outcome = job->run(*store->make(), words, access);
   std::printf("n=%lld sum=%lld\n", static_cast<long long>(outcome.count),
               static_cast<long long>(outcome.sum));
   return 0;
 }
 
-bool IsOneJob(const std::vector<std::string>& words) {
-  constexpr struct {
-    const char* job;
-    std::size_t words;
-    bool access;
-  } kForms[] = {{"load", 3, false}, {"q1", 4, true}, {"q2", 3, true}, {"u1", 4, true}};
-  return std::any_of(std::begin(kForms), std::end(kForms), [&](const auto& form) {
-    return words.size() == form.words && words[0] == form.job &&
-           (!form.access || words.back() == "excl" || words.back() == "shared");
-  });
-}
-
 }  // namespace
 
-int Main(const std::vector<std::string>& words) {
-  if (IsOneJob(words)) return RunOne(words);
-  const auto number = [&words](std::size_t at, long otherwise) {
-    return words.size() > at ? std::strtol(words[at].c_str(), nullptr, 10) : otherwise;
-  };
-  constexpr long kRecords = 1000000, kRounds = 3;
-  const long records = number(0, kRecords), rounds = number(1, kRounds);
-  if (records >= 10 && rounds >= 1 && words.size() <= 3)
-    return RunAll(static_cast<std::size_t>(records), static_cast<int>(rounds),
-                  words.size() > 2 ? words[2] : "");
-  const bool help = !words.empty() && words[0] == "--help";
-  std::fputs(kUsage, help ? stdout : stderr);
-  return help ? 0 : 2;
+int Main(const Words& words) {
+  const std::string first = words.size() == 1 ? words[0] : "";
+  if (first == "--help") std::fputs(kUsage, stdout);
+  if (first == "stores")
+    for (const Contender& store : kStores)
+      std::printf("%s%s\n", store.name, store.knows_shared ? " shared" : "");
+  return first == "--help" || first == "stores" ? 0 : Run(words);
 }
 
 }  // namespace bench

@@ -12,6 +12,7 @@
 #include "dates/date_is.h"
 #include "driver/mask_file.h"
 #include "driver/nine_to_eight.h"
+#include "files/apart.h"
 #include "files/fileio.h"
 #include "files/indexed_file.h"
 #include "files/platform_records.h"
@@ -55,7 +56,7 @@ Step LoadMask() {
     MaskListEmpty();
     if (LoadMaskList() == 0 || SaveDateIsFields(*copybooks.csid) == 0) return Step::kFailed;
   }
-  if (opt.sw_mask_file != 0) WriteMaskFile();
+  if (opt.sw_mask_file != 0 && WriteMaskFile() == 0) return Step::kFailed;
   return opt.sw_print_mask != 0 ? Step::kDone : Step::kNext;
 }
 
@@ -145,6 +146,8 @@ Step DeleteIndexedFile() {
 Step DeleteFile() {
   if (opt.sw_delete == 0) return Step::kNext;
   if (VerifyZorFileName(opt.outfile) == 0) return Step::kFailed;
+  if ((opt.sw_restore != 0 || opt.sw_backup != 0) && CheckDeletionApart() == 0)
+    return Step::kFailed;
   if (opt.sw_indexed != 0) return DeleteIndexedFile();
   if (opt.sw_sequential == 0 && opt.sw_relative == 0) {
     PrintError("Missing file type: Is the file indexed, sequential or relative?\n");

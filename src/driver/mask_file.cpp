@@ -5,6 +5,7 @@
 
 #include "convert/copybook_source.h"
 #include "convert/mask.h"
+#include "files/apart.h"
 #include "platform/console.h"
 #include "platform/trace.h"
 #include "state/options.h"
@@ -51,12 +52,13 @@ const char* CopybookName() {
 
 }  // namespace
 
-void WriteMaskFile() {
+int WriteMaskFile() {
   TRACE_FRAME();
+  if (CheckTextApart(opt.maskfile) == 0) return 0;
   std::FILE* const file = std::fopen(opt.maskfile.c_str(), "w");
   if (file == nullptr) {
     PrintWarning("Could not write the mask file '%s'.\n", opt.maskfile.c_str());
-    return;
+    return 1;
   }
   std::fprintf(file, "# use the following for input to %s\n", progName);
   std::fprintf(file, "# created from copybook %s\n", CopybookName());
@@ -71,6 +73,7 @@ void WriteMaskFile() {
   const bool failed = std::ferror(file) != 0;
   if (std::fclose(file) != 0 || failed)
     PrintWarning("Could not write the mask file '%s'.\n", opt.maskfile.c_str());
+  return 1;
 }
 
 }  // namespace tolvane

@@ -3,7 +3,8 @@
 
 namespace tolvane {
 
-// Writes opt.maskfile; nothing happens when it cannot be opened, and a warning tells.
-void WriteMaskFile();
+// Writes opt.maskfile; a warning tells when it cannot be written. 0, after a message, when it is a
+// file that the run reads.
+[[nodiscard]] int WriteMaskFile();
 
 }  // namespace tolvane

@@ -5,10 +5,10 @@
 #include <cerrno>
 #include <cstdlib>
 
+#include "files/apart.h"
 #include "files/indexed_file.h"
 #include "files/platform_records.h"
 #include "files/questions.h"
-#include "media/drive.h"
 #include "media/tape_io.h"
 #include "platform/console.h"
 #include "platform/paths.h"
@@ -56,7 +56,7 @@ int BuildUniqueKeys() {
 int TakeFromCatalogue(std::string& name) {
   constexpr std::size_t kLogicalNameWidth = 80;
   const std::string logical = name.substr(0, std::min(name.find(' '), kLogicalNameWidth));
-  if (ReadSystemRecord(logical, name) != 0) return 1;
+  if (const int found = ReadSystemRecord(logical, name); found != 0) return found > 0 ? 1 : 0;
   const std::string question = "'" + logical + "' not found in Zorva catalogue, continue?  (Y/N)?>";
   const std::string answer =
       Ask({question.c_str(), "\nAuto answer assuming Yes. Processing continues.\n", "Y", "N"},
@@ -127,34 +127,13 @@ int VerifyZorFileName(std::string& name) {
   return 1;
 }
 
-int CheckApart(const std::string& volume, const std::string& name) {
-  const struct {
-    bool exists;
-    const char* suffix;
-  } files[] = {
-      {true, ""},
-      {IsIndexedFile(), ".dat"},
-      {IsIndexedFile(), ".idx"},
-      {opt.sw_restore != 0, ".dups"},
-      {opt.sw_restore != 0, ".rpt"},
-      {opt.sw_restore != 0, ".bad"},
-  };
-  for (const auto& file : files) {
-    const std::string path = name + file.suffix;
-    if (!file.exists || !ShareFile(volume, path)) continue;
-    PrintError("Input and output are the same file: '%s'\n", path.c_str());
-    return 0;
-  }
-  return 1;
-}
-
 int CreateOutFile() {
   TRACE_FRAME();
   if (VerifyZorFileName(opt.outfile) == 0) {
     PrintOutput("Illegal file name: %s\n", opt.outfile.c_str());
     return 0;
   }
-  if (opt.sw_restore != 0 && CheckApart(opt.infile, opt.outfile) == 0) return 0;
+  if (opt.sw_restore != 0 && CheckRestoreApart(opt.infile, opt.outfile) == 0) return 0;
   if (opt.sw_indexed == 0 && opt.sw_relative == 0 && opt.sw_sequential == 0) {
     PrintError("Missing file type [ indexed, sequential, relative ].\n");
   } else if (CreateZorFile() == 0 || BuildUniqueKeys() == 0) {
@@ -183,15 +162,6 @@ int CreateZorFile() {
   }
   if (opt.sw_relative != 0 || opt.sw_sequential != 0) return createRelSeq();
   return PrepareIndexedFile();
-}
-
-int CheckNoIndexedFile(const std::string& name) {
-  const std::string data = name + ".dat";
-  const bool is_data = FileExists(data) ? IsSameFile(name, data) : FileExists(name);
-  if (!is_data || !FileExists(name + ".idx")) return 1;
-  PrintError("'%s' is the data of an indexed file; name another output, or delete it with -d -i.\n",
-             name.c_str());
-  return 0;
 }
 
 int createRelSeq() {

@@ -14,19 +14,11 @@ namespace tolvane {
 // from the names on the volume.
 [[nodiscard]] int VerifyZorFileName(std::string& name);
 
-// 1 when a backup volume is none of the files of the platform file `name` and, of a restore, none
-// of the reports beside it; 0 after a message.
-[[nodiscard]] int CheckApart(const std::string& volume, const std::string& name);
-
 // Checks the output file's name and creates the file.
 [[nodiscard]] int CreateOutFile();
 
 // Asks for what the options left open and creates the file.
 [[nodiscard]] int CreateZorFile();
-
-// 1 when a flat file may be written as `name`; 0, after a message, when that name is the data file
-// of an indexed one.
-[[nodiscard]] int CheckNoIndexedFile(const std::string& name);
 
 // Creates a relative or sequential file, empty.
 [[nodiscard]] int createRelSeq();

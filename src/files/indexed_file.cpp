@@ -88,16 +88,28 @@ bool DescribeKey(const KeyEntry& entry, int number, keydesc& key) {
   return true;
 }
 
-// An alternate key that can not be added shall be known before the records are loaded. Those that
-// are to be asked for are left for then.
+// An alternate key that can not be added shall be known before the records are loaded. What can be
+// asked for is left for then.
 bool CheckAlternateKeys() {
   keydesc described;
   for (int number = 1; number <= std::min(lasting.nKeysNo, kKeys); ++number) {
-    const KeyEntry& key = KeyOf(number);
-    if (number == opt.nPrimeKeyNo || key.location < 0 || key.length < 1) continue;
+    KeyEntry& key = KeyOf(number);
+    if (number == opt.nPrimeKeyNo) continue;
+    const KeyWords words = AlternateKeyWords(number);
+    if (opt.sw_automatic != 0 && (AskKeyLocation(key, words) == 0 || AskKeyLength(key, words) == 0))
+      return false;
+    if (key.location < 0 || key.length < 1) continue;
     if (!DescribeKey(key, number, described)) return false;
   }
   return true;
+}
+
+// The number of the key that was given last counts the keys.
+void WarnOfUncountedKeys() {
+  for (int number = lasting.nKeysNo + 1; number <= kKeys; ++number)
+    if (KeyOf(number).length > 0)
+      PrintWarning("Key %d is not made, as key %d was given behind it; give the keys in order.\n",
+                   number, lasting.nKeysNo);
 }
 
 bool WantsBareDataName() {
@@ -174,6 +186,7 @@ int PrepareIndexedFile() {
       return 0;
     }
   }
+  WarnOfUncountedKeys();
   opt.nPrimeKeyNo = std::max(opt.nPrimeKeyNo, 1);
   KeyEntry& prime = KeyOf(opt.nPrimeKeyNo);
   if (AskKeyLocation(prime, PrimeKeyWords()) == 0) return 0;
@@ -242,7 +255,13 @@ int AddIndex(int handle, int number) {
     PrintOutput("KEY%d index successfully created\n", number);
     return 1;
   }
-  PrintError("Error %d adding index\n", iserrno);
+  const int error = iserrno;
+  PrintError("Error %d adding index\n", error);
+  if (error == EDUPL && entry.duplicates && opt.sw_dups_4 == 0)
+    PrintError(
+        "A value of KEY%d stands in more records of '%s' than a counter of two bytes holds; "
+        "give -D.\n",
+        number, opt.outfile.c_str());
   return 0;
 }
 

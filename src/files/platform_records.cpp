@@ -22,9 +22,14 @@ struct Field {
   std::size_t offset, width;
 };
 
+struct PlatformFile {
+  const char* name;
+  std::size_t record_size;
+};
+
 // System record: 512 bytes.
 namespace zorsys {
-constexpr std::size_t kSize = 512;
+constexpr PlatformFile kFile{"zorsys", 512};
 constexpr Field kType{0, 1};           // "F", a file
 constexpr Field kName{1, 8};           // logical file name, upper case
 constexpr Field kNumber{9, 2};         // "00"
@@ -47,7 +52,7 @@ constexpr Field kKeyStart{0, 4}, kKeyLength{4, 3}, kKeyDuplicates{7, 1}, kKeyCha
 
 // Security record: 512 bytes.
 namespace zorsec {
-constexpr std::size_t kSize = 512;
+constexpr PlatformFile kFile{"zorsec", 512};
 constexpr const char* kOwner = "ZOR$Y$";
 constexpr Field kOwnerName{0, 8};
 constexpr Field kType{8, 1}, kName{9, 8};      // "F", logical file name
@@ -60,7 +65,7 @@ constexpr Field kProgram{50, 8};
 
 // Catalogue record: 200 bytes.
 namespace zorcatlg {
-constexpr std::size_t kSize = 200;
+constexpr PlatformFile kFile{"zorcatlg", 200};
 constexpr Field kVolume{0, 6}, kLabel{6, 44}, kName{56, 8}, kPath{65, 64};
 constexpr Field kDate{129, 6}, kProgram{135, 8};
 }  // namespace zorcatlg
@@ -86,16 +91,23 @@ class PlatformRecord {
  public:
   explicit PlatformRecord(std::size_t size) : bytes_(size, ' ') {}
 
-  // Text is cut at the field's width and padded with blanks.
-  void Text(Field field, const std::string& text) {
+  // Text is cut at the field's width, with a warning that names it as `what`, and padded with
+  // blanks.
+  void Text(Field field, const std::string& text, const char* what = nullptr) {
     std::string value = text.substr(0, field.width);
+    if (what != nullptr && value != text)
+      PrintWarning("The %s '%s' is registered as '%s': there is room for %zu characters.\n", what,
+                   text.c_str(), value.c_str(), field.width);
     value.resize(field.width, ' ');
     bytes_.replace(field.offset, field.width, value);
   }
-  void Digits(Field field, std::int64_t value) {
+  void Digits(Field field, std::int64_t value, const char* what = nullptr) {
     mstintuc(
         {reinterpret_cast<Byte*>(&bytes_[field.offset]), field.width},  // NOLINT: text as bytes
         value);
+    if (what != nullptr && GetDigits(field) != value)
+      PrintWarning("The %s %ld is registered as '%s': there is room for %zu digits.\n", what, value,
+                   Get(field).c_str(), field.width);
   }
   void Short(Field field, std::int16_t value) {
     mstshort(reinterpret_cast<Byte*>(&bytes_[field.offset]), value);  // NOLINT: text as bytes
@@ -121,6 +133,7 @@ class PlatformRecord {
   void FillBlank(const Default& row) {
     if (IsBlank(row.field)) Text(row.field, row.text);
   }
+  void Clear() { bytes_.assign(bytes_.size(), ' '); }
   [[nodiscard]] char* data() { return bytes_.data(); }
 
  private:
@@ -139,11 +152,24 @@ void StampTime(PlatformRecord& record, Field time) {
 
 std::string ProgramName() { return std::string(progName) + " "; }
 
+// What looking for a record came to.
+enum class Found { kYes, kNo, kError };
+
 // An open platform file, closed at the end.
 class PlatformFileHandle {
  public:
-  explicit PlatformFileHandle(const char* name)
-      : handle_(isopen((platform_paths.zorvafiles + "/" + name).c_str(), ISOUTPUT | ISAUTOLOCK)) {}
+  explicit PlatformFileHandle(const PlatformFile& file, int mode = ISOUTPUT | ISAUTOLOCK)
+      : path_(platform_paths.zorvafiles + "/" + file.name), handle_(isopen(path_.c_str(), mode)) {
+    dictinfo info{};
+    if (handle_ < 0 || isisaminfo(handle_, &info) != 0 ||
+        info.di_recsize == static_cast<int>(file.record_size))
+      return;
+    PrintError("'%s' has records of %d bytes where the platform's have %zu.\n", path_.c_str(),
+               info.di_recsize, file.record_size);
+    (void)isclose(handle_);
+    handle_ = -1;
+    iserrno = EBADFILE;
+  }
   ~PlatformFileHandle() {
     if (handle_ >= 0) (void)isclose(handle_);  // every record is in the file already
   }
@@ -152,27 +178,32 @@ class PlatformFileHandle {
 
   [[nodiscard]] bool is_open() const { return handle_ >= 0; }
   // Reads the first record whose key begins with the `bytes` bytes that stand in `record`; leaves
-  // it alone when there is none.
-  [[nodiscard]] bool Read(PlatformRecord& record, std::size_t bytes) {
+  // it alone when there is none. An error has been reported.
+  [[nodiscard]] Found Read(PlatformRecord& record, std::size_t bytes) {
     keydesc prime{};
     PlatformRecord found = record;
-    if (isindexinfo(handle_, &prime, 1) != 0) return false;
-    const int length = std::min(static_cast<int>(bytes), static_cast<int>(prime.k_len));
-    if (isstart(handle_, &prime, length, found.data(), ISEQUAL) != 0 ||
-        isread(handle_, found.data(), ISCURR) != 0)
-      return false;
-    record = found;
-    return true;
+    if (isindexinfo(handle_, &prime, 1) == 0) {
+      const int length = std::min(static_cast<int>(bytes), static_cast<int>(prime.k_len));
+      if (isstart(handle_, &prime, length, found.data(), ISEQUAL) == 0 &&
+          isread(handle_, found.data(), ISCURR) == 0) {
+        record = found;
+        return Found::kYes;
+      }
+      if (iserrno == ENOREC || iserrno == EENDFILE) return Found::kNo;
+    }
+    PrintError("Could not read '%s': error %d\n", path_.c_str(), iserrno);
+    return Found::kError;
   }
   [[nodiscard]] int Write(PlatformRecord& record) { return iswrite(handle_, record.data()); }
   [[nodiscard]] int Rewrite(PlatformRecord& record) { return isrewrite(handle_, record.data()); }
 
  private:
+  std::string path_;
   int handle_;
 };
 
 PlatformRecord SystemKey(const std::string& name) {
-  PlatformRecord record(zorsys::kSize);
+  PlatformRecord record(zorsys::kFile.record_size);
   record.Text(zorsys::kType, "F");
   record.Text(zorsys::kName, name);
   record.Text(zorsys::kNumber, "00");
@@ -180,22 +211,27 @@ PlatformRecord SystemKey(const std::string& name) {
 }
 
 PlatformRecord SecurityKey(const std::string& name) {
-  PlatformRecord record(zorsec::kSize);
+  PlatformRecord record(zorsec::kFile.record_size);
   record.Text(zorsec::kOwnerName, zorsec::kOwner);
   record.Text(zorsec::kType, "F");
   record.Text(zorsec::kName, name);
   return record;
 }
 
-// The record of a name, else the platform's template, else blanks.
+// The record of a name, else the platform's template, else blanks; none after an error, which has
+// been reported.
 template <typename MakeKey>
-PlatformRecord FindOrDefault(PlatformFileHandle& file, MakeKey make_key, std::size_t key_bytes,
-                             std::size_t size) {
+std::optional<PlatformRecord> FindOrDefault(PlatformFileHandle& file, MakeKey make_key,
+                                            std::size_t key_bytes) {
+  PlatformRecord record = make_key("");
   for (const std::string& name : {opt.addsysfile, std::string("DEFAULT")}) {
-    PlatformRecord record = make_key(name);
-    if (file.Read(record, key_bytes)) return record;
+    record = make_key(name);
+    const Found found = file.Read(record, key_bytes);
+    if (found == Found::kError) return std::nullopt;
+    if (found == Found::kYes) return record;
   }
-  return PlatformRecord(size);
+  record.Clear();
+  return record;
 }
 
 void FillKeySlots(PlatformRecord& record) {
@@ -204,9 +240,9 @@ void FillKeySlots(PlatformRecord& record) {
     const std::size_t slot = zorsys::kKeySlots + i * zorsys::kKeySlotWidth;
     const auto in_slot = [slot](Field field) { return Field{slot + field.offset, field.width}; };
     // Deliberate: of a key without length only the length is written.
-    record.Digits(in_slot(zorsys::kKeyLength), std::max(key.length, 0));
+    record.Digits(in_slot(zorsys::kKeyLength), std::max(key.length, 0), "key length");
     if (key.length <= 0) continue;
-    record.Digits(in_slot(zorsys::kKeyStart), key.location);
+    record.Digits(in_slot(zorsys::kKeyStart), key.location, "key location");
     record.Text(in_slot(zorsys::kKeyDuplicates), key.duplicates ? "Y" : "N");
     record.Text(in_slot(zorsys::kKeyChanges), key.changes ? "Y" : "N");
   }
@@ -214,7 +250,7 @@ void FillKeySlots(PlatformRecord& record) {
 
 void FillSystemRecord(PlatformRecord& record, SystemFileType type) {
   record.Text(zorsys::kType, "F");
-  record.Text(zorsys::kName, ToUpper(opt.addsysfile.substr(0, zorsys::kName.width)));
+  record.Text(zorsys::kName, ToUpper(opt.addsysfile), "name");
   record.Text(zorsys::kNumber, "00");
   if (record.IsBlank(zorsys::kDescription))
     record.Text(zorsys::kDescription, std::string("created by ") + progName + " utility  ");
@@ -224,7 +260,7 @@ void FillSystemRecord(PlatformRecord& record, SystemFileType type) {
   if (std::isprint(static_cast<unsigned char>(record.Get(zorsys::kUnprintable)[0])) == 0)
     record.Text(zorsys::kUnprintable, " ");
   for (const Default& row : kSystemDefaults) record.FillBlank(row);
-  record.Text(zorsys::kPath, opt.outfile);
+  record.Text(zorsys::kPath, opt.outfile, "path");
   if (record.IsBlank(zorsys::kFileType)) record.Digits(zorsys::kFileType, static_cast<int>(type));
   record.Text(zorsys::kOrganisation, type == SystemFileType::kIndexed    ? "3"
                                      : type == SystemFileType::kRelative ? "2"
@@ -273,38 +309,40 @@ void StoreRecord(PlatformFileHandle& file, PlatformRecord& record, const StoreWo
 
 int AddRecordToSystemFile(SystemFileType type) {
   TRACE_FRAME();
-  PlatformFileHandle file("zorsys");
+  PlatformFileHandle file(zorsys::kFile);
   if (!file.is_open()) {
     PrintError("Opening Zorva control file, error:%d\n", iserrno);
     return 0;
   }
-  PlatformRecord record = FindOrDefault(file, SystemKey, zorsys::kKeyBytes, zorsys::kSize);
-  FillSystemRecord(record, type);
-  StoreRecord(file, record, {"file", "control", "lfn "});
+  auto record = FindOrDefault(file, SystemKey, zorsys::kKeyBytes);
+  if (!record) return 0;
+  FillSystemRecord(*record, type);
+  StoreRecord(file, *record, {"file", "control", "lfn "});
   return 1;
 }
 
 int AddRecordToSecurityFile() {
   TRACE_FRAME();
-  PlatformFileHandle file("zorsec");
+  PlatformFileHandle file(zorsec::kFile);
   if (!file.is_open()) {
     PrintError("Opening Zorva security file, error:%d\n", iserrno);
     return 0;
   }
-  PlatformRecord record = FindOrDefault(file, SecurityKey, zorsec::kKeyBytes, zorsec::kSize);
-  FillSecurityRecord(record);
-  StoreRecord(file, record, {"security", "security", ""});
+  auto record = FindOrDefault(file, SecurityKey, zorsec::kKeyBytes);
+  if (!record) return 0;
+  FillSecurityRecord(*record);
+  StoreRecord(file, *record, {"security", "security", ""});
   return 1;
 }
 
 int AddRecordToZorCatLg() {
   TRACE_FRAME();
-  PlatformFileHandle file("zorcatlg");
+  PlatformFileHandle file(zorcatlg::kFile);
   if (!file.is_open()) {
     PrintOutput("Error opening Zorva zorcatlg file, error:%d\n", iserrno);
     return 0;
   }
-  PlatformRecord record(zorcatlg::kSize);
+  PlatformRecord record(zorcatlg::kFile.record_size);
   record.Text(zorcatlg::kVolume, opt.hmvsn);
   record.Text(zorcatlg::kLabel, opt.hmlbl);
   record.Text(zorcatlg::kName, opt.addsysfile);
@@ -342,13 +380,28 @@ void TakeKeySlots(const PlatformRecord& record) {
   }
 }
 
+// The path of the file, or its name, in the platform's directory unless it says where.
+std::string PathOf(const PlatformRecord& record) {
+  const std::string text =
+      record.Get(record.IsBlank(zorsys::kPath) ? zorsys::kName : zorsys::kPath);
+  const std::string path = text.substr(0, text.find(' '));
+  const bool is_absolute = !record.IsBlank(zorsys::kPath) && path.starts_with('/');
+  return is_absolute ? path : platform_paths.zorvafiles + "/" + path;
+}
+
 }  // namespace
 
 int ReadSystemRecord(const std::string& logical_name, std::string& path) {
   TRACE_FRAME();
-  PlatformFileHandle file("zorsys");
+  PlatformFileHandle file(zorsys::kFile, ISINPUT | ISMANULOCK);
+  if (!file.is_open()) {
+    if (iserrno == ENOENT) return 0;
+    PrintError("Opening Zorva control file, error:%d\n", iserrno);
+    return -1;
+  }
   PlatformRecord record = SystemKey(ToUpper(logical_name.substr(0, zorsys::kName.width)));
-  if (!file.is_open() || !file.Read(record, zorsys::kKeyBytes)) return 0;
+  const Found found = file.Read(record, zorsys::kKeyBytes);
+  if (found != Found::kYes) return found == Found::kNo ? 0 : -1;
   const std::string organisation = record.Get(zorsys::kOrganisation);
   opt.sw_relative = organisation == "2";
   opt.sw_sequential = organisation == "1";
@@ -368,13 +421,7 @@ int ReadSystemRecord(const std::string& logical_name, std::string& path) {
     lasting.sw_logidel = 1;
     TRACE_LINE("logical deletion, number %s\n", record.Get(zorsys::kLogicalNumber).c_str());
   }
-  const auto first_word = [](const std::string& text) { return text.substr(0, text.find(' ')); };
-  if (record.IsBlank(zorsys::kPath)) {
-    path = platform_paths.zorvafiles + "/" + first_word(record.Get(zorsys::kName));
-  } else {
-    path = first_word(record.Get(zorsys::kPath));
-    if (!path.starts_with('/')) path = platform_paths.zorvafiles + "/" + path;
-  }
+  path = PathOf(record);
   return 1;
 }
 

@@ -23,7 +23,7 @@ enum class SystemFileType { kSequential = 5, kIndexed = 8, kRelative = 9 };
 
 // What -g takes from the system file: finds the record of a logical file name and settles the file
 // type, sizes and keys in the option set. `path` receives the file's path, as far as the record
-// tells. 0 when there is no such record.
+// tells. 0 when there is no such record, -1 after a message when the file could not be read.
 [[nodiscard]] int ReadSystemRecord(const std::string& logical_name, std::string& path);
 
 }  // namespace tolvane

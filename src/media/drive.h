@@ -8,6 +8,7 @@
 #include <memory>
 #include <span>
 #include <string>
+#include <vector>
 
 #include "datarep/byte_order.h"
 
@@ -79,7 +80,7 @@ struct OpenedDrive {
                                                 const DriveRequest& request);
 [[nodiscard]] std::unique_ptr<Drive> OpenImages(const DriveRequest& request);
 
-// Whether two paths, of volumes or files, have a regular file in common.
-[[nodiscard]] bool ShareFile(const std::string& a, const std::string& b);
+// The files that the path of a volume stands for: those of an image list, else the path itself.
+[[nodiscard]] std::vector<std::string> FilesOfVolume(const std::string& path);
 
 }  // namespace tolvane

@@ -159,15 +159,12 @@ bool ImageDrive::LoadNextVolume() {
 
 }  // namespace
 
-bool ShareFile(const std::string& a, const std::string& b) {
-  const auto files = [](const std::string& path) {
-    const ImagePath image = ParseImagePath(path);
-    return image.is_image ? ParseVolumes(image.list) : std::vector<Volume>{{path}};
-  };
-  for (const Volume& x : files(a))
-    for (const Volume& y : files(b))
-      if (IsSameFile(x.path, y.path)) return true;
-  return false;
+std::vector<std::string> FilesOfVolume(const std::string& path) {
+  const ImagePath image = ParseImagePath(path);
+  if (!image.is_image) return {path};
+  std::vector<std::string> files;
+  for (const Volume& volume : ParseVolumes(image.list)) files.push_back(volume.path);
+  return files;
 }
 
 std::unique_ptr<Drive> OpenImages(const DriveRequest& request) {

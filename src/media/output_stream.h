@@ -3,8 +3,11 @@
 // what is held back and is called before whatever lets somebody look (a read that may wait, a
 // message, the end). What is no regular file gets each unit at once.
 //
-// A unit that cannot be written is reported, the first with its number; the units after it are
-// tried all the same. What a failed write left of a unit is cut off again.
+// The death of the process leaves whole units in a regular file, as far as the system allows: units
+// within a page of the file are written together, and one that goes on in the next page by itself.
+//
+// A unit that cannot be written is reported with its number; the units after it are tried all the
+// same. What a failed write left of a unit is cut off again.
 #pragma once
 
 #include <sys/types.h>
@@ -15,13 +18,14 @@
 #include <vector>
 
 #include "datarep/byte_order.h"
+#include "reports/losses.h"
 
 namespace tolvane {
 
 class OutputStream {
  public:
   // `noun` names a unit in messages: "Record", "Block".
-  explicit OutputStream(const char* noun) : noun_(noun) {}
+  explicit OutputStream(const char* noun) : losses_(noun) {}
   ~OutputStream();
   OutputStream(const OutputStream&) = delete;
   OutputStream& operator=(const OutputStream&) = delete;
@@ -51,13 +55,13 @@ class OutputStream {
   [[nodiscard]] bool Close();
 
   // Units that could not be written.
-  [[nodiscard]] std::int64_t lost() const { return lost_; }
+  [[nodiscard]] std::int64_t lost() const { return losses_.count(); }
 
  private:
   void MakeRoom(std::size_t bytes);
+  [[nodiscard]] std::size_t EndOfWrite(std::size_t unit) const;
   void LoseUnit(std::size_t unit, std::size_t written, int error);
 
-  const char* noun_;
   std::string path_;
   int fd_ = -1;
   bool is_regular_ = false;
@@ -68,7 +72,7 @@ class OutputStream {
   std::vector<std::size_t> ends_;  // where each of its units ends
   off_t position_ = 0;             // of the piece in the file
   std::int64_t handed_out_ = 0;    // units in earlier pieces
-  std::int64_t lost_ = 0;
+  Losses losses_;
   bool flushing_ = false;
 };
 

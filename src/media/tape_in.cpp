@@ -94,15 +94,45 @@ std::size_t GetTapeBlock(TapeIo& tape) {
   return 0;
 }
 
+void WarnOfRest(TapeIo& tape, std::int64_t block, std::size_t bytes) {
+  if (!std::exchange(tape.warned_of_rest, true))
+    PrintWarning(
+        "Block %ld of '%s' ends in %zu bytes that are no whole record of %d; such rests are "
+        "passed over.\n",
+        block, tape.device.c_str(), bytes, tape.record_size);
+}
+
+// Takes bytes of a file of fixed blocks, of which it knows by their number which block they are of.
+std::size_t TakePiece(TapeIo& tape, std::span<const Byte> shown, std::size_t length) {
+  tape.block = shown.first(length);
+  tape.stream.Skip(length);
+  tape.bytes_read += static_cast<std::int64_t>(length);
+  tape.blocks_read = (tape.bytes_read + tape.block_size - 1) / tape.block_size;
+  return length;
+}
+
+// Whole records of the fixed blocks of a file: many from a file, from a pipe as many as there are.
+// The rest of a block that is no whole record is passed over when something follows it, else it is
+// a record cut short.
 std::size_t GetFixedBlock(TapeIo& tape) {
+  constexpr std::size_t kPiece = std::size_t{64} << 10;
   const auto block_size = static_cast<std::size_t>(tape.block_size);
-  const auto record_size = static_cast<std::size_t>(tape.record_size);
-  // From a pipe records are taken as they come, not a block at a time.
-  const bool by_records = !tape.regular_file && block_size % record_size == 0;
-  const auto shown = tape.stream.Peek(by_records ? record_size : block_size);
-  std::size_t length = std::min(shown.size(), block_size);
-  if (by_records && length > record_size) length -= length % record_size;
-  return TakeBlock(tape, shown, length);
+  const std::size_t record_size = std::min(static_cast<std::size_t>(tape.record_size), block_size);
+  const std::size_t rest = block_size % record_size;
+  const std::size_t left =
+      block_size - static_cast<std::size_t>(tape.bytes_read) % block_size - rest;
+  if (rest > 0 && left == 0) {
+    const auto shown = tape.stream.Peek(rest + 1);
+    if (shown.size() <= rest) return TakePiece(tape, shown, shown.size());
+    (void)TakePiece(tape, shown, rest);
+    WarnOfRest(tape, tape.blocks_read, rest);
+    return GetFixedBlock(tape);
+  }
+  const std::size_t piece = std::max(kPiece, record_size);
+  const std::size_t most = rest > 0 ? std::min(left, piece) : piece;
+  const auto shown = tape.stream.Peek(tape.regular_file ? most : record_size);
+  const std::size_t length = std::min(shown.size(), most);
+  return TakePiece(tape, shown, length > record_size ? length - length % record_size : length);
 }
 
 std::size_t GetVariableBlock(TapeIo& tape) {
@@ -162,6 +192,19 @@ std::span<const Byte> PeekTapeLine(TapeIo& tape, std::size_t most) {
   }
 }
 
+// A Ctrl-Z ends a text; what stands behind its line is told when it can be seen without waiting.
+void WarnBehindControlZ(TapeIo& tape, std::size_t line) {
+  constexpr std::size_t kLookAhead = 4096;
+  if (!tape.regular_file) return;
+  const auto shown = tape.stream.Peek(line + kLookAhead);
+  const bool text =
+      std::any_of(shown.begin() + static_cast<std::ptrdiff_t>(line), shown.end(),
+                  [](Byte b) { return b != kControlZ && b != '\r' && b != '\n' && b != 0; });
+  if (text)
+    PrintWarning("'%s' has text behind the Ctrl-Z in line %ld; it is not read.\n",
+                 tape.device.c_str(), tape.blocks_read + 1);
+}
+
 // One line, without its end, padded with spaces to the record size. A line of more than a
 // record's bytes goes on in the next record.
 std::size_t GetLine(TapeIo& tape) {
@@ -173,11 +216,14 @@ std::size_t GetLine(TapeIo& tape) {
 
   std::size_t taken = shown.size();
   std::span<const Byte> line = shown;
-  const bool ended = line.back() == '\n';
-  if (ended) line = line.first(line.size() - 1);
+  if (line.back() == '\n') line = line.first(line.size() - 1);
+  const bool ended = line.size() < shown.size() || shown.size() < most;  // or the input ends
   if (ended && tape.msdos_text && !line.empty() && line.back() == '\r')
     line = line.first(line.size() - 1);
-  if (line.size() < 3 && !line.empty() && line.front() == kControlZ) return 0;
+  if (line.size() < 3 && !line.empty() && line.front() == kControlZ) {
+    WarnBehindControlZ(tape, shown.size());
+    return 0;
+  }
   if (line.size() > record_size) {
     line = line.first(record_size);
     taken = record_size;
@@ -228,13 +274,7 @@ bool PassRest(TapeIo& tape) {
     tape.block = tape.rest;
     return !tape.block.empty();
   }
-  if (!tape.rest.empty() && !tape.warned_of_rest) {
-    PrintWarning(
-        "Block %ld of '%s' ends in %zu bytes that are no whole record of %d; such rests are "
-        "passed over.\n",
-        tape.blocks_read - 1, tape.device.c_str(), tape.rest.size(), tape.record_size);
-    tape.warned_of_rest = true;
-  }
+  if (!tape.rest.empty()) WarnOfRest(tape, tape.blocks_read - 1, tape.rest.size());
   return true;
 }
 

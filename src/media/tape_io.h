@@ -47,7 +47,8 @@ struct TapeIo {
   std::int32_t record_size = 0;  // bytes of a record (fixed), last descriptor's length (variable)
   std::int32_t tape_marks = 0;   // tape marks met
   std::int64_t blocks_read = 0;
-  std::int64_t records = 0;  // records handed out
+  std::int64_t bytes_read = 0;  // of a file of fixed blocks
+  std::int64_t records = 0;     // records handed out
 
   bool fixed_blocked = false;
   bool variable_blocked = false;

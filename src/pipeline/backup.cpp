@@ -8,7 +8,9 @@
 #include "convert/convert.h"
 #include "convert/sdf_record.h"
 #include "dates/analysis.h"
+#include "files/apart.h"
 #include "files/fileio.h"
+#include "media/drive.h"
 #include "media/tape_image.h"
 #include "media/tape_out.h"
 #include "pipeline/output_in_use.h"
@@ -129,7 +131,9 @@ int Backup::AskRecordSize() {
 }
 
 int Backup::OpenVolume() {
-  if (CheckApart(opt.outfile, opt.infile) == 0) return 0;
+  if (CheckBackupApart(opt.infile, opt.outfile) == 0) return 0;
+  for (const std::string& file : FilesOfVolume(opt.outfile))
+    if (CheckNoIndexedFile(file) == 0) return 0;
   tape_ = openTapeOut({.path = opt.outfile,
                        .block_size = opt.gblBlkSize,
                        .record_size = opt.gblRecSize,

@@ -6,6 +6,7 @@
 #include <string>
 #include <utility>
 
+#include "files/apart.h"
 #include "files/fileio.h"
 #include "media/output_stream.h"
 #include "pipeline/progress.h"
@@ -79,7 +80,7 @@ class TextFile {
   // Makes `path` the output file. False after a message.
   [[nodiscard]] bool Create(const std::string& path) {
     opt.outfile = path;
-    if (CheckApart(opt.infile, path) == 0 || createRelSeq() == 0) return false;
+    if (CheckRestoreApart(opt.infile, path) == 0 || createRelSeq() == 0) return false;
     if (stream_.Open(path)) return true;
     processError(errno, path);
     return false;

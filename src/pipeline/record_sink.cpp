@@ -6,12 +6,13 @@
 #include <cerrno>
 #include <vector>
 
-#include "files/fileio.h"
+#include "files/apart.h"
 #include "files/indexed_file.h"
 #include "files/status.h"
 #include "media/output_stream.h"
 #include "pipeline/record_format.h"
 #include "platform/console.h"
+#include "reports/losses.h"
 #include "reports/side_reports.h"
 #include "state/options.h"
 #include "state/run.h"
@@ -75,32 +76,31 @@ class IndexedSink : public RecordSink {
   void Put(std::size_t size, std::int64_t number) override {
     if (size < record_length_) std::fill_n(&record_[size], record_length_ - size, Byte{' '});
     const char* const bytes = reinterpret_cast<const char*>(record_.data());  // NOLINT: C interface
-    if (iswrite(handle_, bytes) == 0) return;
+    if (iswrite(handle_, bytes) == 0) return losses_.EndRun();
     int error = iserrno;
     if (error == EDUPL && lasting.sw_merge != 0) {
-      if (isrewrite(handle_, bytes) == 0) return;
+      if (isrewrite(handle_, bytes) == 0) return losses_.EndRun();
       if (iserrno != ENOREC) error = iserrno;  // else it is an alternate key that exists
     }
     const std::span<const Byte> record(record_.data(), record_length_);
     if (error == EDUPL) return InterpretIsamError(EDUPL, opt.outfile, record);
-    if (++lost_ > 1) return;
-    PrintError("Record %ld could not be written; the run goes on with the next one.\n", number);
-    InterpretIsamError(error, opt.outfile, record);
+    if (losses_.Lose(number)) InterpretIsamError(error, opt.outfile, record);
   }
   bool Close() override {
+    losses_.EndRun();
     const int result = isclose(handle_);
     handle_ = -1;
     if (result != 0) InterpretIsamError(iserrno, opt.outfile, {});
     return result == 0;
   }
-  std::int64_t lost() const override { return lost_; }
+  std::int64_t lost() const override { return losses_.count(); }
   std::size_t record_length() const override { return record_length_; }
 
  private:
   int handle_;
   std::size_t record_length_;
   std::vector<Byte> record_;
-  std::int64_t lost_ = 0;
+  Losses losses_{"Record"};
 };
 
 class NullSink : public RecordSink {

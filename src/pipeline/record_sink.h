@@ -1,8 +1,7 @@
 // Where restored records go: a flat file, an indexed file, or nowhere (an analysis). A record is
 // built in the sink's own room, so that a flat one goes from block to file in one pass.
 //
-// A record that cannot be written is reported once, with its number; the run goes on and `lost`
-// counts.
+// A record that cannot be written is reported with its number; the run goes on and `lost` counts.
 #pragma once
 
 #include <cstddef>

@@ -10,6 +10,7 @@
 #include "convert/copybook_source.h"
 #include "dates/age_record.h"
 #include "dates/analysis.h"
+#include "files/apart.h"
 #include "files/fileio.h"
 #include "pipeline/element_files.h"
 #include "pipeline/output_in_use.h"
@@ -68,6 +69,7 @@ class Restore {
   void RestoreRecords();
   void RestoreSdfRecords();
   int RestoreRecord(const TapeRecord& record);
+  int StopAtBinaryData() const;
   int RestoreSdfRecord();
   int FinishRecord(std::span<const Byte> record, std::size_t size);
   std::int64_t ConvertRecord(std::span<const Byte> record, Byte* out);
@@ -218,6 +220,13 @@ int Restore::SettleRecordSize() {
     if (tape_->record_size < 0) return 0;
   }
   if (tape_->block_size < 1) tape_->block_size = tape_->record_size;
+  if (tape_->block_size < tape_->record_size && !tape_->variable_blocked && !tape_->is_text() &&
+      !tape_->in_words) {
+    PrintError("The block size %d of '%s' is smaller than its record size %d.\n", tape_->block_size,
+               opt.infile.c_str(), tape_->record_size);
+    return 0;
+  }
+  if (tape_->labelled) opt.gblBlkSize = tape_->block_size;
   request_.record_size = tape_->record_size;
   opt.gblRecSize = tape_->record_size;
   return 1;
@@ -241,7 +250,9 @@ int Restore::CheckMaskFits() const {
 int Restore::SettleOutput() {
   if (opt.sw_restore == 0) return 1;
   if (opt.sw_create == 0)
-    return VerifyZorFileName(opt.outfile) != 0 && CheckApart(opt.infile, opt.outfile) != 0 ? 1 : 0;
+    return VerifyZorFileName(opt.outfile) != 0 && CheckRestoreApart(opt.infile, opt.outfile) != 0
+               ? 1
+               : 0;
   if (CreateOutFile() != 0) return 1;
   PrintOutput("Failed creating output file\n");
   return 0;
@@ -330,15 +341,23 @@ int Restore::RestoreRecord(const TapeRecord& record) {
       output_->Room(std::max({size, reshaped, record.data.size() + growth}), descriptor);
   if (reshape_) {
     converted_.resize(record.data.size() + growth + kBehindPlainCopy);
-    if (ConvertRecord(record.data, converted_.data()) < 0) return 0;
+    if (ConvertRecord(record.data, converted_.data()) < 0) return StopAtBinaryData();
     reshape_->Run(reshape_->ConditionOf(record.data),
                   std::span(converted_).first(record.data.size() + growth), out);
     return FinishRecord(record.data, size);
   }
   const std::int64_t converted = ConvertRecord(record.data, out);
-  if (converted < 0) return 0;
+  if (converted < 0) return StopAtBinaryData();
   if (static_cast<std::size_t>(converted) < size) std::fill(out + converted, out + size, Byte{' '});
   return FinishRecord(record.data, size);
+}
+
+int Restore::StopAtBinaryData() const {
+  PrintWarning(
+      "The restore stopped at record %ld of '%s', which has a byte that is no text; describe its "
+      "field, or let RELAXED pass it.\n",
+      tape_->records, opt.infile.c_str());
+  return 0;
 }
 
 // The same for an SDF file, whose records are skipped only after they were converted.
@@ -414,7 +433,8 @@ bool Restore::IsVariable() const {
 // Bytes of the record as it is written, without prefix, marker and padding.
 std::size_t Restore::OutputSize(std::size_t own_size) const {
   if (reshape_) return reshape_->size();
-  return IsVariable() ? own_size : static_cast<std::size_t>(sizes.gblCpySize);
+  const bool keeps_size = IsVariable() && opt.sw_relative == 0;
+  return keeps_size ? own_size : static_cast<std::size_t>(sizes.gblCpySize);
 }
 
 void Restore::ShowProgress() const {
@@ -459,16 +479,17 @@ int Restore::Fail() {
   return 0;
 }
 
+// The output is closed before the totals, so that they know of every loss.
 void Restore::Finish() {
   OutputInUse::Flush();
   if (tape_->is_tape()) PrintOutput("\nRewinding tape, please wait.\n");
   if (tape_->damaged)
     PrintWarning("Input file '%s' was not read to its end; see the message above.\n",
                  opt.infile.c_str());
+  (void)output_->Close();  // it has reported
   PrintTotals();
   FlushReports();
   closeTapeIn(*tape_);
-  (void)output_->Close();  // it has reported
   const bool indexes_follow =
       opt.sw_indexed != 0 && opt.sw_create != 0 && lasting.sw_nodupsecondary == 0;
   if (indexes_follow && lasting.nKeysNo > 1 && InterruptScope::Pending() != 0)

@@ -127,8 +127,8 @@ void FileDuplicate(std::span<const Byte> record) {
   TRACE_FRAME();
   if (before_message != nullptr) before_message();  // the output has the record it repeats
   const auto size = static_cast<std::size_t>(std::max(opt.gblRecSize, 0));
-  std::string line(size, ' ');
-  std::copy_n(record.begin(), std::min(size, record.size()), line.begin());
+  std::string line(record.begin(), record.end());
+  line.resize(std::max(size, line.size()), ' ');
   duplicates.File(line + '\n');
   opt.sw_dupsfound = 1;
   std::string key = "Attempt to write duplicate record. Key:";

@@ -17,8 +17,8 @@
 
 namespace tolvane {
 
-// Files a rejected duplicate: the record's first gblRecSize bytes, blank-filled when it is
-// shorter, and a line feed. Shows its prime key.
+// Files a rejected duplicate: the record, filled with blanks up to gblRecSize bytes, and a line
+// feed. Shows its prime key.
 void FileDuplicate(std::span<const Byte> record);
 
 // How many of them did not come into their file.

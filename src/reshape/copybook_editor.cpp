@@ -4,6 +4,7 @@
 #include <fstream>
 #include <iterator>
 #include <limits>
+#include <utility>
 
 #include "copybook/source_lines.h"
 
@@ -177,8 +178,8 @@ std::vector<std::string> CopybookEditor::Edited(std::uint32_t number, const Edit
       AddLines(kMargin + edit.text, fixed, lines);
       own = lines.size();
     } else {
-      if (!is_begin) AddLines(std::move(current), fixed, lines);
-      AddLines((is_begin ? current : kMargin) + edit.text, fixed, lines);
+      if (!is_begin) AddLines(std::exchange(current, kMargin), fixed, lines);
+      AddLines(current + edit.text, fixed, lines);
       at = std::min(text.find_first_not_of(" \t", at), text.size());
       current = kMargin;
     }

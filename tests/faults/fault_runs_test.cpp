@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
+#include <csignal>
 #include <map>
 #include <set>
 #include <sstream>
@@ -64,7 +65,10 @@ const Job kJobs[] = {
      {"-r", "-c", "-j", "-e", "-MF", "-s20", "-P10:10", "-fiin", "-foflat"},
      "",
      {"flat"}},
-    {"variable", {"-r", "-c", "-q", "-V", "-s20", "-fiblocks", "-foflat"}, "", {"flat"}},
+    {"variable",
+     {"-G", "variable.gra", "-r", "-c", "-q", "-s20", "-fiblocks", "-foflat"},
+     "",
+     {"flat"}},
     {"image", {"-r", "-c", "-q", "-s20", "-v200", "-fitap:in.tap", "-foflat"}, "", {"flat"}},
     {"indexed",
      {"-r", "-c", "-i", "-s20", "-k1:0,8", "-k2:8,2", "-fiin", "-fonew"},
@@ -106,6 +110,7 @@ class FaultRuns : public ::testing::TestWithParam<Job> {
     base_.WriteFile("in", Records(1, 300));
     base_.WriteFile("more", Records(kFirstMore, 300));
     base_.WriteFile("blocks", Blocks(Records(1, 100), 20));
+    base_.WriteFile("variable.gra", "RECORD SIZE IS V\n");
     Plain(base_, {"-r", "-c", "-i", "-s20", "-k1:0,8", "-k2:8,2", "-fiin", "-foout"}, "");
     ASSERT_EQ(RunProgram(BuiltProgram("tapeimg"),
                          {.arguments = {"pack", "--block", "200", "tap:in.tap", "in"},
@@ -120,7 +125,8 @@ class FaultRuns : public ::testing::TestWithParam<Job> {
                       {.arguments = std::move(arguments), .typed = typed, .directory = dir.Path()});
   }
   ProgramResult Run(const TempDir& dir, const Fault& fault, long at) {
-    for (const char* name : {"in", "more", "blocks", "in.tap", "out.dat", "out.idx"})
+    for (const char* name :
+         {"in", "more", "blocks", "variable.gra", "in.tap", "out.dat", "out.idx"})
       dir.WriteFile(name, base_.ReadFile(name));
     return RunProgram(BuiltProgram("tolvane"),
                       {.arguments = GetParam().arguments,
@@ -218,6 +224,27 @@ INSTANTIATE_TEST_SUITE_P(Jobs, FaultRuns, ::testing::ValuesIn(kJobs), [](const a
   std::replace(name.begin(), name.end(), ' ', '_');
   return name;
 });
+
+// The death of the process leaves whole records, of which there are several to a page.
+TEST(KilledRuns, AWriteEndsWithARecordAndFillsOnePage) {
+  const TempDir dir;
+  std::string records;
+  for (int i = 0; i < 300; ++i) records += std::string(100, static_cast<char>('a' + i % 26));
+  dir.WriteFile("in", records);
+  const auto run = [&](int at) {
+    return RunProgram(BuiltProgram("tolvane"),
+                      {.arguments = {"-r", "-q", "-Q", "-s100", "-fiin", "-foout"},
+                       .environment = {{"LD_PRELOAD", BuiltProgram("libfault_preload.so")},
+                                       {"FAULT_CALL", "write"},
+                                       {"FAULT_AT", std::to_string(at)},
+                                       {"FAULT_ERROR", "-1"}},
+                       .directory = dir.Path()});
+  };
+  for (const auto& [at, records_written] : {std::pair{1, 0}, {2, 40}, {3, 81}, {8, 286}}) {
+    EXPECT_EQ(run(at).status, 128 + SIGKILL);
+    EXPECT_EQ(dir.ReadFile("out").size(), 100U * static_cast<unsigned>(records_written)) << at;
+  }
+}
 
 }  // namespace
 }  // namespace tolvane::test

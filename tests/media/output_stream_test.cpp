@@ -37,15 +37,18 @@ TEST_F(OutputStreamTest, ARecordThatDoesNotFitIsCutOffAndTheNextOnesAreTried) {
   };
   disk_room = 10;
   ASSERT_TRUE(output_.Open(dir_.Path("out")));
-  for (const char* record : {"aaaa", "bbbb", "cccc", "dd", "eeee"}) WriteRecord(record);
+  for (const char* record : {"aaaa", "bbbb", "cccc", "cccc", "dd", "eeee", "ffff", "gggg"})
+    WriteRecord(record);
   ::testing::internal::CaptureStderr();
   ASSERT_TRUE(output_.Close());
+  const std::string why = "\nERROR: Error 28 on file " + dir_.Path("out") + "\n";
   EXPECT_EQ(::testing::internal::GetCapturedStderr(),
-            "\nERROR: Record 3 could not be written; the run goes on with the next one.\n"
-            "\nERROR: Error 28 on file " +
-                dir_.Path("out") + "\n");
+            "\nERROR: Record 3 could not be written; the run goes on with the next one.\n" + why +
+                "\nERROR: Records 3 to 4 could not be written.\n"
+                "\nERROR: Record 6 could not be written; the run goes on with the next one.\n" +
+                why + "\nERROR: Records 6 to 8 could not be written.\n");
   EXPECT_EQ(dir_.ReadFile("out"), "aaaabbbbdd");
-  EXPECT_EQ(output_.lost(), 2);
+  EXPECT_EQ(output_.lost(), 5);
 }
 
 int writes;

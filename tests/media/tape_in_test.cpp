@@ -65,8 +65,13 @@ TEST_F(TapeIn, TextLinesArePaddedSplitAndEndedByControlZ) {
   Open("ab\r\n\r\nabcdef\r\ncr\rx\r\n\x1A\r\nlost\r\n",
        {.record_size = 4, .kind = InputKind::kMsdosText});
   EXPECT_EQ(ReadAll(), (Records{"ab  ", "    ", "abcd", "ef  ", "cr\rx"}));
-  EXPECT_EQ(said_, Said("\nWARNING: Line 3 of 'NAME' is longer than the record size 4; it goes on "
-                        "in the next record.\n"));
+  EXPECT_EQ(said_,
+            Said("\nWARNING: Line 3 of 'NAME' is longer than the record size 4; it goes on "
+                 "in the next record.\n"
+                 "\nWARNING: 'NAME' has text behind the Ctrl-Z in line 6; it is not read.\n"));
+  Open("abc\r", {.record_size = 3, .kind = InputKind::kMsdosText});
+  EXPECT_EQ(ReadAll(), Records{"abc"});
+  EXPECT_EQ(said_, "");
   Open("abcd\nab\r\nlast", {.record_size = 4, .kind = InputKind::kUnixText});
   EXPECT_EQ(ReadAll(), (Records{"abcd", "ab\r ", "last"}));
   EXPECT_EQ(said_, "");

@@ -260,14 +260,11 @@ TEST_F(Tape, BlockSizesAreSettledBeforeTheyAreLabelled) {
   EXPECT_EQ(Blocks("t").size(), 8U) << "a refused size must not empty the image";
 }
 
-TEST_F(Tape, FilesInCommonAreFoundBehindThePrefixes) {
-  dir_.WriteFile("a", "x");
-  dir_.WriteFile("b", "x");
-  const std::string a = dir_.Path("a"), b = dir_.Path("b");
-  EXPECT_TRUE(ShareFile(a, "tap:" + b + "," + a + "=10K"));
-  EXPECT_TRUE(ShareFile("aws:" + a, "tap:" + a));
-  EXPECT_FALSE(ShareFile(a, "tap:" + b));
-  EXPECT_FALSE(ShareFile(a, dir_.Path("missing")));
+TEST_F(Tape, FilesStandBehindThePrefixes) {
+  using Paths = std::vector<std::string>;
+  EXPECT_EQ(FilesOfVolume("tap:b,a=10K"), (Paths{"b", "a"}));
+  EXPECT_EQ(FilesOfVolume("aws:a"), Paths{"a"});
+  EXPECT_EQ(FilesOfVolume("b,a=10K"), Paths{"b,a=10K"});
 }
 
 TEST_F(Tape, LabelledDiskFilesHaveNoMarks) {

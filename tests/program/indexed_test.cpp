@@ -142,9 +142,29 @@ TEST_F(Indexed, NoFileIsReadAndWritten) {
     EXPECT_TRUE(Has(result.err, "Input and output are the same file: ")) << result.out;
     EXPECT_EQ(Records("out"), records);
   }
-  for (const char* create : {"-c", "-Q"}) {
-    const ProgramResult flat = Run({"-r", create, "-q", "-s6", "-fiin", "-foout"}, "o\n");
-    EXPECT_TRUE(Has(flat.err, "'out' is the data of an indexed file; ")) << flat.err;
+  // A link file leads to the same two files.
+  dir_.WriteFile("link.lnk", "out");
+  const std::string data = dir_.ReadFile("out.dat");
+  for (const auto& arguments :
+       std::vector<std::vector<std::string>>{{"-b", "-i", "-t", "-filink", "-foout.dat"},
+                                             {"-r", "-i", "-s6", "-fiout.dat", "-folink"},
+                                             {"-d", "-b", "-i", "-t", "-fiout", "-foout"}}) {
+    EXPECT_TRUE(Has(Run(arguments).err, "Input and output are the same file: "));
+    EXPECT_EQ(dir_.ReadFile("out.dat"), data);
+  }
+}
+
+TEST_F(Indexed, NoFlatFileTakesItsPlace) {
+  Restore();
+  const std::string records = Records("out");
+  for (const auto& arguments :
+       std::vector<std::vector<std::string>>{{"-r", "-c", "-q", "-s6", "-fiin", "-foout"},
+                                             {"-r", "-Q", "-q", "-s6", "-fiin", "-foout"},
+                                             {"-r", "-c", "-j", "-s6", "-fiin", "-foout.idx"},
+                                             {"-b", "-q", "-s6", "-fiin", "-foout"},
+                                             {"-b", "-q", "-s6", "-fiin", "-fotap:new,out.dat"}}) {
+    const ProgramResult flat = Run(arguments, "o\n");
+    EXPECT_TRUE(Has(flat.err, "is the data of an indexed file; ")) << flat.err;
     EXPECT_EQ(Records("out"), records);
   }
 }
@@ -187,6 +207,13 @@ TEST_F(Indexed, BadFilesAndKeysAreNamed) {
   EXPECT_TRUE(Has(beyond.err, "Key 2 of 'out' (location 2, length 5) must lie inside"))
       << beyond.err;
   EXPECT_FALSE(Has(beyond.out, "TOTAL"));
+  dir_.WriteFile("gap.gra", "AUTOMATIC ANSWER\n");
+  const ProgramResult gap =
+      Run({"-G", "gap.gra", "-r", "-c", "-i", "-s6", "-k1:0,2", "-k3:2,1", "-fiin", "-foout"});
+  EXPECT_TRUE(Has(gap.err, "Unknown location for Key2 . Terminating.\n")) << gap.err;
+  EXPECT_FALSE(Has(gap.out, "TOTAL"));
+  const ProgramResult order = Restore({"-k3:2,1", "-k2:2,1"}, "o\n");
+  EXPECT_TRUE(Has(order.err, "Key 3 is not made, as key 2 was given behind it")) << order.err;
   const ProgramResult longer = Run({"-r", "-i", "-e", "-s3", "-fiin", "-foout"});
   EXPECT_TRUE(Has(longer.err, "The records of 'out' have 6 bytes, those to restore 3\n"));
 }
@@ -218,8 +245,8 @@ TEST_F(Indexed, RegistrationFillsAndKeepsRecords) {
                                                 .environment = {{"ZORROOT", root}},
                                                 .directory = dir_.Path()});
   };
-  const std::vector<std::string> add{"-r",      "-c",      "-i",    "-e",     "-s6",  "-P3:3",
-                                     "-k1:0,2", "-k2:2,1", "-fiin", "-foout", "-apay"};
+  std::vector<std::string> add{"-r",      "-c",      "-i",    "-e",     "-s6",  "-P3:3",
+                               "-k1:0,2", "-k2:2,1", "-fiin", "-foout", "-apay"};
   EXPECT_TRUE(Has(run(add).err, "Opening Zorva control file, error:2\n"));
   run({"-c", "-i", "-s512", "-k1:0,11", "-foroot/zorfiles/zorsys"});
   run({"-c", "-i", "-s512", "-k1:0,26", "-foroot/zorfiles/zorsec"});
@@ -249,6 +276,19 @@ TEST_F(Indexed, RegistrationFillsAndKeepsRecords) {
   ASSERT_EQ(rename(dir_.Path("out.dat").c_str(), (root + "/zorfiles/out.dat").c_str()), 0);
   ASSERT_EQ(rename(dir_.Path("out.idx").c_str(), (root + "/zorfiles/out.idx").c_str()), 0);
   EXPECT_TRUE(Has(run(by_name).out, "TOTAL records written to backup file: 4\n"));
+
+  // A file that is in use or no platform file is an error, not a name that is missing.
+  const int handle = isopen((root + "/zorfiles/zorsys").c_str(), ISINPUT | ISEXCLLOCK);
+  ASSERT_GE(handle, 0);
+  EXPECT_TRUE(Has(run(by_name).err, "Opening Zorva control file, error:113\n"));
+  isclose(handle);
+  run({"-c", "-i", "-s4000", "-k1:0,11", "-foroot/zorfiles/zorsys"}, "o\n");
+  add.back() = "-atoolongname";
+  const ProgramResult larger = run(add);
+  EXPECT_TRUE(
+      Has(larger.err, "zorsys' has records of 4000 bytes where the platform's have 512.\n"));
+  run({"-c", "-i", "-s512", "-k1:0,11", "-foroot/zorfiles/zorsys"}, "o\n");
+  EXPECT_TRUE(Has(run(add, "o\n").err, "The name 'TOOLONGNAME' is registered as 'TOOLONGN': "));
 }
 
 // A signal in the middle of a restore: what the totals say is in the file, and it is sound.

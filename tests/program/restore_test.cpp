@@ -42,6 +42,12 @@ TEST_F(RestoreFlat, SequentialAndRelativeBytes) {
   Run({"-r", "-c", "-j", "-e", "-s5", "-P3:2", "-fiin", "-forel"});
   EXPECT_EQ(ToHex(dir_.ReadFile("rel")), ToHex(FromHex("414243 123D 0A 444546 045C 0A")));
 
+  // Records of a relative file have one size, whatever they had on the volume.
+  dir_.WriteFile("blocks", FromHex("0014 0000 0006 0000 C1C2 0005 0000 C3 0005 0000 C4"));
+  dir_.WriteFile("v.gra", "RESTORE CREATE ZORVA FILE RELATIVE TRANSLATE ASCII RECORD SIZE V\n");
+  Run({"-G", "v.gra", "-fiblocks", "-forelv"}, "4\n");
+  EXPECT_EQ(dir_.ReadFile("relv"), "AB  \nC   \nD   \n");
+
   Run({"-r", "-c", "-q", "-s5", "-fiin", "-foraw"});
   EXPECT_EQ(dir_.ReadFile("raw"), FromHex(kTwoRecords));
 }
@@ -116,7 +122,24 @@ TEST_F(RestoreFlat, TheInputIsSafeFromTheOutputAndItsReports) {
   EXPECT_EQ(image.err, "\nERROR: Input and output are the same file: 'in'\n");
   const ProgramResult nine = Run({"-8", "-fiin", "-foin"});
   EXPECT_EQ(nine.err, "\nERROR: Input and output are the same file: 'in'\n");
+  const ProgramResult deleted = Run({"-d", "-r", "-c", "-q", "-s2", "-fiin", "-fo./in"});
+  EXPECT_EQ(deleted.err, "\nERROR: Input and output are the same file: './in'\n");
   EXPECT_EQ(dir_.ReadFile("in"), "abcd");
+
+  // Nor do copybook and mask file get in each other's way, or in the input's.
+  const std::string copybook = "       01 R.\n           05 A PIC XX.\n";
+  dir_.WriteFile("c.cpy", copybook);
+  for (const char* victim : {"in", "c.cpy"}) {
+    const std::string said = std::string("\nERROR: Input and output are the same file: '") + victim;
+    EXPECT_EQ(Run({"-r", "-c", "-q", "-s2", "-MF", "-Cc.cpy", std::string("-F") + victim, "-fiin",
+                   "-foo"})
+                  .err,
+              said + "'\n");
+  }
+  const ProgramResult over_copybook =
+      Run({"-r", "-c", "-q", "-s2", "-MF", "-Cc.cpy", "-fiin", "-foc.cpy"}, "o\n");
+  EXPECT_EQ(over_copybook.err, "\nERROR: Input and output are the same file: 'c.cpy'\n");
+  EXPECT_EQ(dir_.ReadFile("in") + dir_.ReadFile("c.cpy"), "abcd" + copybook);
 }
 
 TEST_F(RestoreFlat, ClosedStandardStreamsDoNotBecomeDataFiles) {
@@ -186,7 +209,8 @@ TEST_F(RestoreFlat, OutputsThatCannotBeWrittenAreNamed) {
   const ProgramResult full = Run({"-r", "-q", "-s2", "-fiin", "-fo/dev/full"});
   EXPECT_EQ(full.err,
             "\nERROR: Record 1 could not be written; the run goes on with the next one.\n"
-            "\nERROR: Error 28 on file /dev/full\n");
+            "\nERROR: Error 28 on file /dev/full\n"
+            "\nERROR: Records 1 to 3 could not be written.\n");
   EXPECT_NE(full.out.find("TOTAL records that could not be written: 3\n"), std::string::npos);
 }
 
