@@ -62,6 +62,8 @@ const Field* NextOutside(const Field& group) {
   return field;
 }
 
+std::string Characters(std::int64_t count) { return "PIC X(" + std::to_string(count) + ")"; }
+
 class ExplodedCopybook {
  public:
   explicit ExplodedCopybook(const SymbolTable& table) : table_(table), shape_(table) {}
@@ -77,9 +79,10 @@ class ExplodedCopybook {
   void ChangeClauses(const Field& field, const FieldChange& change, CopybookEditor& editor);
   void ChangeUsage(const Field& owner, CopybookEditor& editor);
 
-  int DescribePlaces(const Field* first, std::int64_t at);
+  int DescribeMembers(const Field& group);
+  int DescribePlaces(const Field* first, std::int64_t& at);
   int DescribeLayouts(const Field& base);
-  int AddFiller(const Field& before, const std::string& clauses);
+  int AddFiller(const Field& before, int level, const std::string& clauses);
 
   int Check();
   [[nodiscard]] const Field* FindDifference(const SymbolTable& compiled) const;
@@ -102,10 +105,12 @@ int ExplodedCopybook::Write() {
   if (EditorOf(main_) == nullptr) return 0;  // without a change there is a copy all the same
   for (const Field* field = table_.First(); field != nullptr; field = field->next)
     if (Change(*field) == 0) return 0;
-  for (const RecordDescription& record : table_.records())
+  for (const RecordDescription& record : table_.records()) {
+    std::int64_t at = 0;
     if (record.first != nullptr && !record.first->IsStandalone() &&
-        DescribePlaces(record.first, 0) == 0)
+        DescribePlaces(record.first, at) == 0)
       return 0;
+  }
   if (Check() == 0) return 0;
   for (const auto& [name, editor] : editors_) {
     if (WriteFile(name, editor) == 0) return 0;
@@ -176,11 +181,22 @@ void ExplodedCopybook::ChangeUsage(const Field& owner, CopybookEditor& editor) {
 
 // ---- entries
 
-// Members of a group, which begin at `at`: what no entry of theirs describes gets one.
-int ExplodedCopybook::DescribePlaces(const Field* first, std::int64_t at) {
+// What stands behind the last member can only be described in front of the next entry.
+int ExplodedCopybook::DescribeMembers(const Field& group) {
+  const GrownPlace& place = shape_.PlaceOf(group);
+  std::int64_t at = place.offset;
+  if (DescribePlaces(group.first_child, at) == 0) return 0;
+  const std::int64_t gap = place.offset + place.length - at;
+  const Field* const next = NextOutside(group);
+  if (gap <= 0 || next == nullptr) return 1;
+  return AddFiller(*next, group.first_child->level, Characters(gap));
+}
+
+// Members of a group from `at` on, which becomes their end: what no entry describes gets one.
+int ExplodedCopybook::DescribePlaces(const Field* first, std::int64_t& at) {
   for (const Field* base = first; base != nullptr; base = NextBase(*base)) {
     const std::int64_t gap = shape_.PlaceOf(*base).offset - at;
-    if (gap > 0 && AddFiller(*base, "PIC X(" + std::to_string(gap) + ")") == 0) return 0;
+    if (gap > 0 && AddFiller(*base, base->level, Characters(gap)) == 0) return 0;
     if (DescribeLayouts(*base) == 0) return 0;
     at = shape_.PlaceOf(*base).offset + shape_.ExtentOf(*base).after;
   }
@@ -194,19 +210,19 @@ int ExplodedCopybook::DescribeLayouts(const Field& base) {
   for (const Field* field = &base; field != end; field = field->next_sibling) {
     const GrownPlace& place = shape_.PlaceOf(*field);
     described = std::max(described, place.length * field->occurs.max);
-    if (field->IsGroup() && DescribePlaces(field->first_child, place.offset) == 0) return 0;
+    if (field->IsGroup() && DescribeMembers(*field) == 0) return 0;
   }
   if (described >= size || base.next_sibling == end) return 1;
-  return AddFiller(*base.next_sibling,
-                   "REDEFINES " + base.name + " PIC X(" + std::to_string(size) + ")");
+  return AddFiller(*base.next_sibling, base.level,
+                   "REDEFINES " + base.name + " " + Characters(size));
 }
 
-int ExplodedCopybook::AddFiller(const Field& before, const std::string& clauses) {
+int ExplodedCopybook::AddFiller(const Field& before, int level, const std::string& clauses) {
   CopybookEditor* const editor = EditorOf(before);
   if (editor == nullptr) return 0;
-  const std::string level = std::to_string(before.level);
-  editor->AddEntry(before.source.entry,
-                   (level.size() < 2 ? "0" : "") + level + " FILLER " + clauses + ".");
+  constexpr int kTwoDigits = 10;
+  editor->AddEntry(before.source.entry, (level < kTwoDigits ? "0" : "") + std::to_string(level) +
+                                            " FILLER " + clauses + ".");
   fillers_.insert(&before);
   return 1;
 }

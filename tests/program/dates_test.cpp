@@ -369,6 +369,12 @@ TEST_F(Dates, TheExplodedCopybookSaysWhatNoClauseDoes) {
        "PIC S9(5) COMP-3.\n           05 Z PIC X.\n       ID IS K = 'B' USE B.\n",
        "B" + FromHex("12345D") + "abcz", "B-12345abcz",
        "           05 FILLER REDEFINES A PIC X(9).\n           05 B "},
+      {"EXPLODE",
+       "       01 R.\n           05 T OCCURS 2.\n             10 B PIC 9(4) COMP SYNC.\n"
+       "             10 C PIC X.\n             88 D VALUE 'd'.\n           05 Z PIC 9 COMP-3.\n",
+       FromHex("0001") + "c*" + FromHex("0002") + "d*" + FromHex("7F"),
+       FromHex("0001") + "c*" + FromHex("0002") + "d*7",
+       "VALUE 'd'.\n           10 FILLER PIC X(1).\n           05 Z"},
       {"EXPLODE\nDATE IS D FORMAT YY", "       01 R.\n           05 D PIC 9(2) COMP.\n",
        FromHex("0063"), FromHex("07CF"), "PIC 9(4) COMP."},
       {"EXPLODE\nDATE IS G FORMAT MMDDYY",
