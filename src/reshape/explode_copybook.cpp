@@ -76,8 +76,8 @@ class ExplodedCopybook {
     return EditorOf(table_.files().at(field.source.entry.begin.file));
   }
   int Change(const Field& field);
-  void ChangeClauses(const Field& field, const FieldChange& change, CopybookEditor& editor);
-  void ChangeUsage(const Field& owner, CopybookEditor& editor);
+  int ChangeClauses(const Field& field, const FieldChange& change, CopybookEditor& editor);
+  int ChangeUsage(const Field& owner);
 
   int DescribeMembers(const Field& group);
   int DescribePlaces(const Field* first, std::int64_t& at);
@@ -144,39 +144,45 @@ int ExplodedCopybook::Change(const Field& field) {
     editor->Replace(field.source.picture, "X(" + std::to_string(field.digits) + ")");
     if (field.source.usage.begin.line != 0) editor->Replace(field.source.usage, "");
   }
-  if (change != nullptr) ChangeClauses(field, *change, *editor);
-  return 1;
+  return change == nullptr ? 1 : ChangeClauses(field, *change, *editor);
 }
 
-void ExplodedCopybook::ChangeClauses(const Field& field, const FieldChange& change,
-                                     CopybookEditor& editor) {
-  if (change.explodes() && IsPacked(field)) ChangeUsage(*UsageOwner(field), editor);
+int ExplodedCopybook::ChangeClauses(const Field& field, const FieldChange& change,
+                                    CopybookEditor& editor) {
+  if (change.explodes() && IsPacked(field) && ChangeUsage(*UsageOwner(field)) == 0) return 0;
   if (change.explodes() && field.is_signed && (opt.sw_expLeading != 0 || opt.sw_expTrailing != 0)) {
     if (field.source.sign.begin.line != 0) editor.Replace(field.source.sign, "");
     editor.AddClause(field.source.entry,
                      opt.sw_expLeading != 0 ? "SIGN LEADING SEPARATE" : "SIGN TRAILING SEPARATE");
   }
-  if (!change.is_date() || field.IsGroup()) return;  // of a group, the member with the year changes
+  if (!change.is_date() || field.IsGroup()) return 1;  // of a group, the member with the year does
   const bool is_binary = change.date.is_number && field.usage == 'B';
   if (is_binary || change.explodes() || change.width != static_cast<std::size_t>(field.aux_length))
     editor.Replace(field.source.picture, WidenedPicture(field, change));
+  return 1;
 }
 
 // A usage clause may serve fields that stay packed: each of them then gets one of its own.
-void ExplodedCopybook::ChangeUsage(const Field& owner, CopybookEditor& editor) {
-  if (!owners_.insert(&owner).second) return;
+int ExplodedCopybook::ChangeUsage(const Field& owner) {
+  if (!owners_.insert(&owner).second) return 1;
+  CopybookEditor* const editor = EditorOf(owner);
+  if (editor == nullptr) return 0;
   std::vector<const Field*> packed;
-  for (const Field* field = &owner; field != NextOutside(owner); field = field->next) {
+  const Field* const end = NextOutside(owner);
+  for (const Field* field = &owner; field != end; field = field->next) {
     const FieldChange* const change = shape_.ChangeOf(*field);
     const bool stays = change == nullptr || !change->explodes();
     if (IsPacked(*field) && UsageOwner(*field) == &owner && stays) packed.push_back(field);
   }
-  std::string words = editor.TextOf(owner.source.usage);
+  std::string words = editor->TextOf(owner.source.usage);
   if (words.empty()) words = owner.usage == 'S' ? "COMP-6" : "COMP-3";
-  editor.Replace(owner.source.usage, packed.empty() ? "DISPLAY" : "");
-  for (const Field* field : packed)
-    if (CopybookEditor* const own = EditorOf(*field); own != nullptr)
-      own->AddClause(field->source.entry, words);
+  editor->Replace(owner.source.usage, packed.empty() ? "DISPLAY" : "");
+  for (const Field* field : packed) {
+    CopybookEditor* const own = EditorOf(*field);
+    if (own == nullptr) return 0;
+    own->AddClause(field->source.entry, words);
+  }
+  return 1;
 }
 
 // ---- entries
