@@ -139,9 +139,9 @@ void CopybookEditor::AddClause(const Span& entry, const std::string& clause) {
   Put(entry.end.line, stop, {stop + 1, clause + ".", Kind::kClause});
 }
 
-void CopybookEditor::AddEntry(const Span& before, const std::string& entry) {
-  const std::size_t begin = before.begin.column - 1;
-  Put(before.begin.line, begin, {begin, entry, Kind::kEntry});
+void CopybookEditor::AddEntry(const Place& place, const std::string& entry) {
+  const std::size_t begin = place.column - 1;
+  Put(place.line, begin, {begin, entry, Kind::kEntry});
 }
 
 std::uint32_t CopybookEditor::FindConflict() const {
@@ -168,8 +168,8 @@ std::vector<std::string> CopybookEditor::Edited(std::uint32_t number, const Edit
   std::string current;
   std::size_t at = 0;
   for (const auto& [begin, edit] : edits) {
-    current += text.substr(std::min(at, text.size()), begin - at);
-    at = std::min(edit.end, text.size());
+    if (begin > at) current += text.substr(at, begin - at);
+    at = std::max(at, std::min(edit.end, text.size()));
     const bool is_begin =
         IsBlank(std::string_view(current).substr(std::min(margin, current.size())));
     if (edit.kind == Kind::kWords) {

@@ -25,8 +25,8 @@ class CopybookEditor {
   void Replace(const copybook::Span& clause, const std::string& words);
   // Adds a clause in front of the full stop that ends an entry, on a line of its own.
   void AddClause(const copybook::Span& entry, const std::string& clause);
-  // Adds an entry, with its full stop, in front of another one, on a line of its own.
-  void AddEntry(const copybook::Span& before, const std::string& entry);
+  // Adds an entry, with its full stop, at a place between two others, on a line of its own.
+  void AddEntry(const copybook::Place& place, const std::string& entry);
   // The text of a clause, when it stands on one line; else nothing.
   [[nodiscard]] std::string TextOf(const copybook::Span& clause) const;
 

@@ -83,6 +83,7 @@ class ExplodedCopybook {
   int DescribePlaces(const Field* first, std::int64_t& at);
   int DescribeLayouts(const Field& base);
   int AddFiller(const Field& before, int level, const std::string& clauses);
+  int AddFillerAt(const copybook::Place& place, int level, const std::string& clauses);
 
   int Check();
   [[nodiscard]] const Field* FindDifference(const SymbolTable& compiled) const;
@@ -187,15 +188,20 @@ int ExplodedCopybook::ChangeUsage(const Field& owner) {
 
 // ---- entries
 
-// What stands behind the last member can only be described in front of the next entry.
+// What stands behind the last member is described in front of the next field, behind the conditions
+// of the member; where no field follows, behind a member without conditions.
 int ExplodedCopybook::DescribeMembers(const Field& group) {
   const GrownPlace& place = shape_.PlaceOf(group);
   std::int64_t at = place.offset;
   if (DescribePlaces(group.first_child, at) == 0) return 0;
   const std::int64_t gap = place.offset + place.length - at;
-  const Field* const next = NextOutside(group);
-  if (gap <= 0 || next == nullptr) return 1;
-  return AddFiller(*next, group.first_child->level, Characters(gap));
+  if (gap <= 0) return 1;
+  const int level = group.first_child->level;
+  if (const Field* const next = NextOutside(group); next != nullptr)
+    return AddFiller(*next, level, Characters(gap));
+  const Field* last = &group;
+  while (last->next != nullptr) last = last->next;
+  return last->conditions.empty() ? AddFillerAt(last->source.entry.end, level, Characters(gap)) : 1;
 }
 
 // Members of a group from `at` on, which becomes their end: what no entry describes gets one.
@@ -224,12 +230,17 @@ int ExplodedCopybook::DescribeLayouts(const Field& base) {
 }
 
 int ExplodedCopybook::AddFiller(const Field& before, int level, const std::string& clauses) {
-  CopybookEditor* const editor = EditorOf(before);
+  fillers_.insert(&before);
+  return AddFillerAt(before.source.entry.begin, level, clauses);
+}
+
+int ExplodedCopybook::AddFillerAt(const copybook::Place& place, int level,
+                                  const std::string& clauses) {
+  CopybookEditor* const editor = EditorOf(table_.files().at(place.file));
   if (editor == nullptr) return 0;
   constexpr int kTwoDigits = 10;
-  editor->AddEntry(before.source.entry, (level < kTwoDigits ? "0" : "") + std::to_string(level) +
-                                            " FILLER " + clauses + ".");
-  fillers_.insert(&before);
+  editor->AddEntry(
+      place, (level < kTwoDigits ? "0" : "") + std::to_string(level) + " FILLER " + clauses + ".");
   return 1;
 }
 

@@ -375,6 +375,12 @@ TEST_F(Dates, TheExplodedCopybookSaysWhatNoClauseDoes) {
        FromHex("0001") + "c*" + FromHex("0002") + "d*" + FromHex("7F"),
        FromHex("0001") + "c*" + FromHex("0002") + "d*7",
        "VALUE 'd'.\n           10 FILLER PIC X(1).\n           05 Z"},
+      {"EXPLODE",
+       "       01 R.\n           05 T OCCURS 2.\n             10 B PIC 9(4) COMP SYNC.\n"
+       "             10 C PIC S9. *> the last\n",
+       FromHex("0001") + "q*" + FromHex("0002") + "2*",
+       FromHex("0001") + "-1*" + FromHex("0002") + "+2*",
+       "SIGN LEADING SEPARATE.\n           10 FILLER PIC X(1).\n           *> the last\n"},
       {"EXPLODE\nDATE IS D FORMAT YY", "       01 R.\n           05 D PIC 9(2) COMP.\n",
        FromHex("0063"), FromHex("07CF"), "PIC 9(4) COMP."},
       {"EXPLODE\nDATE IS G FORMAT MMDDYY",
