@@ -79,7 +79,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t cou
   CheckOptions();
   opt.maskfile = fuzz::ScratchPath("mask");
   opt.sw_matchId = 0;  // reports grow without bound
-  WriteMaskFile();
+  (void)WriteMaskFile();
   const std::string record = input.substr(std::min(end + 1, input.size()));
   ConvertRecord(record, true);
   for (MaskItem& item : mask_list)

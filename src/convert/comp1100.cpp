@@ -39,8 +39,10 @@ Comp1100 Comp1100Of(int digits) {
 
 bool process1100Comp(Comp1100 field, bool is_signed, const std::uint16_t* from, Byte* to) {
   std::array<Byte, 8> joined{};
+  if (field.quarters > kMostCompQuarters) return false;
   const auto length = static_cast<std::size_t>(stringBits(
       static_cast<int>(field.quarters), {from, field.quarters}, 0, joined.data(), is_signed));
+  if (field.bytes > length) return false;
   const Byte* const stored = joined.data() + (length - field.bytes);
   std::copy_n(stored, field.bytes, to);
   const Byte fill = is_signed && (*stored & 0x80) != 0 ? 0xFF : 0;
@@ -49,6 +51,7 @@ bool process1100Comp(Comp1100 field, bool is_signed, const std::uint16_t* from, 
 }
 
 bool make1100Comp(Comp1100 field, bool is_signed, const Byte* from, std::uint16_t* to) {
+  if (field.quarters > kMostCompQuarters || field.bytes > sizeof(std::uint64_t)) return false;
   const auto unused = static_cast<unsigned>(64 - 8 * field.bytes);
   const std::uint64_t raw = LoadBigWidth(from, field.bytes) << unused;
   const unsigned bits = static_cast<unsigned>(field.quarters) * kQuarterBits;

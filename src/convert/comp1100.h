@@ -9,6 +9,8 @@
 
 namespace tolvane {
 
+inline constexpr std::size_t kMostCompQuarters = 7;
+
 // What a field takes on either side; nothing for a number of digits that no field has.
 struct Comp1100 {
   std::size_t quarters = 0;
@@ -16,7 +18,8 @@ struct Comp1100 {
 };
 [[nodiscard]] Comp1100 Comp1100Of(int digits);
 
-// Converts one field. False when the value does not fit; its low-order bytes are stored then.
+// Converts one field. False when the value does not fit; its low-order bytes are stored then. Sizes
+// that no field has do not fit either, and nothing is read or stored.
 [[nodiscard]] bool process1100Comp(Comp1100 field, bool is_signed, const std::uint16_t* from,
                                    Byte* to);
 // The other way. False, and nothing is stored, when the value does not fit.

@@ -4,6 +4,7 @@
 #include <cctype>
 #include <unordered_map>
 
+#include "convert/comp1100.h"
 #include "convert/conditions.h"
 #include "convert/mask.h"
 #include "copybook/table_index.h"
@@ -22,7 +23,6 @@ using copybook::TokenKind;
 namespace {
 
 constexpr std::int64_t kMostItems = 1000000;  // of the list
-constexpr std::int64_t kMostRawInWords = 7;   // bytes of a RAW field in 36-bit data
 constexpr const char* kIdentifierExpected = "Expecting identifier(s), NOT an expression.\n";
 
 int Fail(const char* text) {
@@ -188,7 +188,7 @@ int AddRawFields(const SymbolTable& table) {
       PrintError("Can not find unique field %s ", name.c_str());
       return Fail("Adding RAW fields to the mask table\n");
     }
-    if (IsWordData() && field->length > kMostRawInWords)
+    if (IsWordData() && field->length > static_cast<std::int64_t>(kMostCompQuarters))
       return Fail("Can not handle raw fields longer than 7 bytes!!\n");
     if (!IsOnList(*field) && AddSymbolToMaskTable(*field, mask_type::kBinary) == 0) return 0;
   }
@@ -204,7 +204,10 @@ int SettleRecordSize(const SymbolTable& table) {
     size = std::max(size, record.aux_length);
   }
   if (size == 0) return 1;
-  if (opt.gblRecSize == 0) opt.gblRecSize = static_cast<std::int32_t>(longest);
+  // What a backup to 36-bit words reads are converted records.
+  const bool reads_converted = opt.sw_backup != 0 && IsWordData();
+  if (opt.gblRecSize == 0)
+    opt.gblRecSize = static_cast<std::int32_t>(reads_converted ? size : longest);
   sizes.gblCpySize = static_cast<std::int32_t>(size);
   if (sizes.gblCpySize == opt.gblRecSize) return 1;
   PrintWarning("Copy Book record size : (%d)", sizes.gblCpySize);

@@ -79,10 +79,13 @@ bool SdfConverter::CompileGroup(Items items) {
   const MaskItem& condition = items.front();
   if (condition.tree != nullptr) CompileComparisons(*condition.tree);
   Group& group = groups_.emplace_back(Group{&condition, {}});
+  const auto end = static_cast<std::size_t>(condition.condition_end);
   Place at{.source = static_cast<std::size_t>(condition.condition_start)};
   at.target = TargetOf(at.source);
-  return CompileItems(items.subspan(1), at, static_cast<std::size_t>(condition.condition_end),
-                      group.ops);
+  if (!CompileItems(items.subspan(1), at, end, group.ops)) return false;
+  group.end = at.target + (end > at.source ? end - at.source : 0);
+  group.area_end = std::max(TargetOf(end), group.end);
+  return true;
 }
 
 // Gives the compared fields of a condition places of their own, where they will stand converted.
@@ -141,6 +144,13 @@ bool SdfConverter::AddField(const MaskItem& item, Op op, Place& at, std::vector<
     return AddBits(op, at, ops);
   }
   if (item.type == mask_type::kBinary) {
+    if (op.length > kMostCompQuarters) {
+      PrintError(
+          "Binary field '%s' (-B%d:%zu) of 36-bit data can not be converted: the most is %zu "
+          "quarter-words.\n",
+          item.name.c_str(), item.location, op.length, kMostCompQuarters);
+      return false;
+    }
     op.step = Step::kBinary;
     op.stored = FieldOf(item).bytes;
   }
@@ -255,7 +265,7 @@ std::size_t SdfConverter::ConvertSdfRec(std::span<const std::uint16_t> record, B
   const std::size_t size = MostBytes(record.size());
   if (record.size() < fixed_source_) std::fill_n(out, size, kSpace);
   Run(unconditional_, record, out);
-  if (!groups_.empty()) ConvertGroups(record, out);
+  if (!groups_.empty()) ConvertGroups(record, {out, size});
   return size;
 }
 
@@ -276,7 +286,8 @@ void SdfConverter::ConvertCompared(const Compared& field, std::span<const std::u
     to[node.sign_byte()] = ConvertedSign(from[node.sign_byte()], NegativeZone(node.type));
 }
 
-void SdfConverter::ConvertGroups(std::span<const std::uint16_t> record, Byte* out) {
+// What the fields of a group leave of the area that they replace is blank.
+void SdfConverter::ConvertGroups(std::span<const std::uint16_t> record, std::span<Byte> out) {
   bytes_.resize(record.size());
   std::transform(record.begin(), record.end(), bytes_.begin(),
                  [](std::uint16_t quarter) { return static_cast<Byte>(quarter); });
@@ -286,7 +297,10 @@ void SdfConverter::ConvertGroups(std::span<const std::uint16_t> record, Byte* ou
   for (const Group& group : groups_) {
     const bool is_tree = group.condition->tree != nullptr;
     if (!EvaluateMatchConditions(is_tree ? compared_text_ : bytes_, *group.condition)) continue;
-    Run(group.ops, record, out);
+    Run(group.ops, record, out.data());
+    if (group.area_end <= out.size())
+      std::fill(out.begin() + static_cast<std::ptrdiff_t>(group.end),
+                out.begin() + static_cast<std::ptrdiff_t>(group.area_end), kSpace);
     condition_ = group.condition;
   }
   if (condition_ == nullptr && opt.sw_matchId != 0) writeBadMsg(bytes_);

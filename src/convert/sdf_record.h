@@ -61,6 +61,8 @@ class SdfConverter {
   struct Group {
     const MaskItem* condition;
     std::vector<Op> ops;
+    std::size_t end = 0;       // of its converted fields
+    std::size_t area_end = 0;  // of what they replace
   };
   // A field that a condition compares, converted to `target` of compared_text_.
   struct Compared {
@@ -86,7 +88,7 @@ class SdfConverter {
   [[nodiscard]] std::size_t TargetOf(std::size_t source) const;
 
   void ConvertCompared(const Compared& field, std::span<const std::uint16_t> record);
-  void ConvertGroups(std::span<const std::uint16_t> record, Byte* out);
+  void ConvertGroups(std::span<const std::uint16_t> record, std::span<Byte> out);
   void Run(const std::vector<Op>& ops, std::span<const std::uint16_t> record, Byte* out);
   void RunText(const Op& op, std::span<const std::uint16_t> record, Byte* out);
   void RunBits(const Op& op, std::span<const std::uint16_t> record, Byte* out) const;

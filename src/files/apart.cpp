@@ -50,20 +50,21 @@ int CheckApart(const Paths& read, const Paths& written) {
 
 int CheckRestoreApart(const std::string& volume, const std::string& name) {
   const Paths reports{name + ".dups", name + ".rpt", name + ".bad"};
-  return CheckApart(FilesOfVolume(volume) + Texts(), FilesOf(name) + reports);
+  return CheckApart(FilesOfVolume(volume, DriveUse::kRead) + Texts(), FilesOf(name) + reports);
 }
 
 int CheckBackupApart(const std::string& name, const std::string& volume) {
-  return CheckApart(FilesOf(name) + Texts(), FilesOfVolume(volume));
+  return CheckApart(FilesOf(name) + Texts(), FilesOfVolume(volume, DriveUse::kWrite));
 }
 
 int CheckDeletionApart() {
-  return CheckApart(FilesOfVolume(opt.infile) + FilesOf(opt.infile) + Texts(),
+  return CheckApart(FilesOfVolume(opt.infile, DriveUse::kRead) + FilesOf(opt.infile) + Texts(),
                     FilesOf(opt.outfile));
 }
 
 int CheckTextApart(const std::string& path) {
-  return CheckApart(FilesOfVolume(opt.infile) + FilesOf(opt.infile) + Texts(), {path});
+  return CheckApart(FilesOfVolume(opt.infile, DriveUse::kRead) + FilesOf(opt.infile) + Texts(),
+                    {path});
 }
 
 int CheckNoIndexedFile(const std::string& path) {

@@ -82,7 +82,8 @@ void TakeNameFromTape(std::string& name) {
   if (opt.sw_addsys != 0 && IsBlankName(opt.addsysfile))
     opt.addsysfile = file.substr(0, kLogicalWidth);
   name = qualifier.empty() ? file : qualifier + "/" + file;
-  if (const char* const home = std::getenv("ZORHOMEDATA")) name = std::string(home) + "/" + name;
+  const char* const home = std::getenv("ZORHOMEDATA");
+  if (home != nullptr && *home != '\0') name = std::string(home) + "/" + name;
 }
 
 // The name of a file restored from an SDF backup, or 0.

@@ -61,8 +61,13 @@ struct File {
   bool writable = false;
   bool exclusive = false;
   enum class Held { kNothing, kRead, kWrite } held = Held::kNothing;
-  int holder = 0;                                                   // process of the last conflict
-  std::vector<std::pair<std::uint32_t, const void*>> record_locks;  // record, handle
+  int holder = 0;  // process of the last conflict
+  struct RecordLock {
+    std::uint32_t record;  // 0: all
+    const void* handle;
+    bool expires;  // with the operation at hand
+  };
+  std::vector<RecordLock> record_locks;
 
   // Work space, taken once: for a record, and for a node, that is not read from a mapping; for a
   // node about to be stored; for the entries of a compressed node; for those of nodes that change,
@@ -105,6 +110,8 @@ void isMarkNode(const File& file, Byte* bytes, const std::array<std::uint8_t, 2>
 
 // Fills node 1 of a new file.
 void isMakeHead(File& file, int mode);
+// Fails with EBADFILE when this is no index file.
+void isNeedSignature(File& file);
 // Reads and checks the dictionary and the key descriptions. Fails with EBADFILE.
 void isLoadHead(File& file);
 // Takes over the dynamic fields when another process has changed them; true then.
@@ -133,6 +140,8 @@ void isFreeWrite(File& file);
 void isFreeClear(File& file);
 // Forgets the cached ways through the trees.
 void isPathClear(File& file);
+// Whether a record number can go to its list without a new node.
+[[nodiscard]] bool isFreeHasRoom(File& file);
 // Makes sure that numbers can be taken from both lists. Fails with EBADFILE.
 void isFreeTest(File& file);
 // Empties the list of record numbers; its nodes go back. EBADARG for the other one.
@@ -160,5 +169,8 @@ void isDropLock(File& file);
 [[nodiscard]] bool isLockTest(File& file, const void* handle, std::uint32_t record);
 void isDropData(File& file, const void* handle, std::uint32_t record);
 void isDropDall(File& file, const void* handle);
+// The locks of a handle end with the operation at hand, but for those that it takes again.
+void isExpireLocks(File& file, const void* handle);
+void isDropExpired(File& file);
 
 }  // namespace isam

@@ -45,19 +45,42 @@ void NeedFreeNumber(const File& file, const FreeList& list, std::uint32_t number
   if (in_use) throw Failure{EBADFILE};
 }
 
+// A node of a list, after a check of all that it says.
+const Byte* ListNode(File& file, const FreeList& list, std::uint32_t number, Byte* scratch) {
+  NeedFreeNumber(file, file.free_nodes, number);
+  const Byte* const node = isGetNode(file, number, scratch);
+  if (!IsListNode(file, node)) throw Failure{EBADFILE};
+  const std::size_t used = LoadBig<std::uint16_t>(node + f::kUsed);
+  for (std::size_t at = f::kFirst; at < used; at += f::kNumberWidth)
+    NeedFreeNumber(file, list, LoadBig<std::uint32_t>(node + at));
+  return node;
+}
+
+// All nodes of a list, from its head on, and how many numbers they hold.
+std::vector<std::uint32_t> ListNodes(File& file, const FreeList& list, std::uint32_t& count) {
+  std::vector<Byte> scratch(file.node_size);
+  std::vector<std::uint32_t> nodes;
+  count = 0;
+  for (std::uint32_t number = list.head; number != 0;) {
+    if (nodes.size() > file.free_nodes.highest) throw Failure{EBADFILE};
+    nodes.push_back(number);
+    const Byte* const node = ListNode(file, list, number, scratch.data());
+    const std::size_t used = LoadBig<std::uint16_t>(node + f::kUsed);
+    count += static_cast<std::uint32_t>((used - f::kFirst) / f::kNumberWidth);
+    number = LoadBig<std::uint32_t>(node + f::kNext);
+  }
+  return nodes;
+}
+
 // Takes over the head of a list, and makes sure of the one behind it.
 void LoadHead(File& file, FreeList& list) {
   if (list.state != FreeList::State::kNotLoaded) return;
   if (list.node == nullptr) list.node = is_malloc(file.node_size);
-  const Byte* const node = isGetNode(file, list.head, list.node.get());
+  const Byte* const node = ListNode(file, list, list.head, list.node.get());
   if (node != list.node.get()) std::copy_n(node, file.node_size, list.node.get());
   list.used = LoadBig<std::uint16_t>(&list.node[f::kUsed]);
   const auto next = LoadBig<std::uint32_t>(&list.node[f::kNext]);
-  if (!IsListNode(file, list.node.get()) ||
-      (next != 0 && !IsListNode(file, isGetNode(file, next, file.node_scratch.get()))))
-    throw Failure{EBADFILE};
-  for (std::size_t at = f::kFirst; at < list.used; at += f::kNumberWidth)
-    NeedFreeNumber(file, list, LoadBig<std::uint32_t>(&list.node[at]));
+  if (next != 0) (void)ListNode(file, list, next, file.node_scratch.get());
   list.state = FreeList::State::kClean;
 }
 
@@ -135,18 +158,10 @@ void isFreeWrite(File& file) {
 }
 
 std::uint32_t isFreeCount(File& file, FreeKind kind) {
-  FreeList& list = ListOf(file, kind);
+  const FreeList& list = ListOf(file, kind);
   if (list.state == FreeList::State::kChanged) isFatal("isfree.c", __LINE__);
-  std::vector<Byte> scratch(file.node_size);
-  std::uint32_t count = 0, nodes = 0;
-  for (std::uint32_t number = list.head; number != 0;) {
-    if (++nodes > file.free_nodes.highest) throw Failure{EBADFILE};
-    const Byte* const node = isGetNode(file, number, scratch.data());
-    const std::size_t used = LoadBig<std::uint16_t>(node + f::kUsed);
-    if (used < f::kFirst || used > file.limit()) throw Failure{EBADFILE};
-    count += static_cast<std::uint32_t>((used - f::kFirst) / f::kNumberWidth);
-    number = LoadBig<std::uint32_t>(node + f::kNext);
-  }
+  std::uint32_t count = 0;
+  (void)ListNodes(file, list, count);
   return count;
 }
 
@@ -157,21 +172,23 @@ void isFreeClear(File& file) {
 void isFreeTest(File& file) {
   for (FreeList* const list : {&file.free_nodes, &file.free_records}) {
     if (list->head == 0) continue;
-    if (list == &file.free_nodes) NeedFreeNumber(file, *list, list->head);
     LoadHead(file, *list);
   }
+}
+
+bool isFreeHasRoom(File& file) {
+  const FreeList& list = file.free_records;
+  if (file.is_precious() || file.free_nodes.head != 0) return true;
+  if (list.head == 0) return false;
+  LoadHead(file, file.free_records);
+  return list.used + f::kNumberWidth <= file.limit();
 }
 
 void isFreeDrop(File& file, FreeKind kind) {
   if (kind == FreeKind::kNode) throw Failure{EBADARG};
   FreeList& list = file.free_records;
-  std::vector<Byte> scratch(file.node_size);
-  std::vector<std::uint32_t> nodes;
-  for (std::uint32_t number = list.head; number != 0;) {
-    if (nodes.size() > file.free_nodes.highest) throw Failure{EBADFILE};
-    nodes.push_back(number);
-    number = LoadBig<std::uint32_t>(isGetNode(file, number, scratch.data()) + f::kNext);
-  }
+  std::uint32_t count = 0;
+  const std::vector<std::uint32_t> nodes = ListNodes(file, list, count);
   list.head = 0;
   list.state = FreeList::State::kNotLoaded;
   for (const std::uint32_t node : nodes) isPutFree(file, FreeKind::kNode, node);

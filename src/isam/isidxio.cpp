@@ -107,11 +107,17 @@ void LoadKeyEntries(File& file) {
 
 }  // namespace
 
-void isLoadHead(File& file) {
-  Byte head[8];
-  const Byte* const start = file.index.Read(0, sizeof head, head);
+void isNeedSignature(File& file) {
+  Byte scratch[dictionary::kSignature.size()];
+  const Byte* const start = file.index.Read(0, sizeof scratch, scratch);
   if (!std::equal(dictionary::kSignature.begin(), dictionary::kSignature.end(), start))
     throw Failure{EBADFILE};
+}
+
+void isLoadHead(File& file) {
+  isNeedSignature(file);
+  Byte head[8];
+  const Byte* const start = file.index.Read(0, sizeof head, head);
   file.node_size = std::size_t{LoadBig<std::uint16_t>(start + dictionary::kNodeSizeLess1)} + 1;
   if (file.node_size % layout::kNodeUnit != 0 ||
       file.node_size > layout::kNodeUnit * layout::kMaxNodeUnits)

@@ -159,6 +159,7 @@ void isPrecious(Handle& handle, bool on) {
   Operation operation(handle, Operation::Kind::kUpdate);
   File& file = *handle.file;
   isFreeTest(file);
+  (void)isFreeCount(file, FreeKind::kRecord);  // its whole list is sound
   operation.BeginStores();
   isFreeDrop(file, FreeKind::kRecord);
   file.flags &= ~layout::dictionary::kFlagPrecious;

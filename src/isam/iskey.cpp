@@ -63,11 +63,18 @@ std::size_t PartLength(const keypart& part) { return static_cast<std::size_t>(pa
 
 }  // namespace
 
+// The type as the file keeps it: one byte, and with NULLKEY the null byte beside it.
+std::int16_t StoredType(const keydesc& key, const keypart& part) {
+  return (key.k_flags & NULLKEY) != 0 ? part.kp_type
+                                      : static_cast<std::int16_t>(part.kp_type & 0xFF);
+}
+
 void Index::Settle(std::size_t duplicate_width) {
   length = 0;
   bytewise = true;
   for (int i = 0; i < key.k_nparts; ++i) {
-    const keypart& part = key.k_part[i];
+    keypart& part = key.k_part[i];
+    part.kp_type = StoredType(key, part);
     length += PartLength(part);
     const int type = part.kp_type & kTypeMask;
     bytewise = bytewise && (type == CHARTYPE || type == STRINGTYPE) && (part.kp_type & ISDESC) == 0;
@@ -157,8 +164,9 @@ bool isKeyNull(const Index& index, const Byte* key) {
 
 bool SameParts(const keydesc& a, const keydesc& b) {
   return a.k_nparts == b.k_nparts &&
-         std::equal(a.k_part, a.k_part + a.k_nparts, b.k_part, [](const auto& x, const auto& y) {
-           return x.kp_start == y.kp_start && x.kp_leng == y.kp_leng && x.kp_type == y.kp_type;
+         std::equal(a.k_part, a.k_part + a.k_nparts, b.k_part, [&](const auto& x, const auto& y) {
+           return x.kp_start == y.kp_start && x.kp_leng == y.kp_leng &&
+                  StoredType(a, x) == StoredType(a, y);
          });
 }
 

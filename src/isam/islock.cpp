@@ -24,13 +24,34 @@ std::int64_t RecordLength(std::uint32_t record) { return record == 0 ? region::k
 // Whether another handle of this process has the record, or all of them.
 bool HeldByOther(const File& file, const void* handle, std::uint32_t record) {
   return std::any_of(file.record_locks.begin(), file.record_locks.end(), [&](const auto& lock) {
-    return lock.second != handle && (lock.first == record || lock.first == 0 || record == 0);
+    return lock.handle != handle && (lock.record == record || lock.record == 0 || record == 0);
   });
 }
 
-bool HeldBy(const File& file, const void* handle, std::uint32_t record) {
-  return std::find(file.record_locks.begin(), file.record_locks.end(), std::pair(record, handle)) !=
-         file.record_locks.end();
+// The handle's lock on just this record, or on all for 0.
+auto Find(File& file, const void* handle, std::uint32_t record) {
+  return std::find_if(file.record_locks.begin(), file.record_locks.end(), [&](const auto& lock) {
+    return lock.record == record && lock.handle == handle;
+  });
+}
+
+// Whether the handle holds the record already, by itself or with all others; it keeps it then.
+bool Keeps(File& file, const void* handle, std::uint32_t record) {
+  auto lock = Find(file, handle, record);
+  if (lock == file.record_locks.end()) lock = Find(file, handle, 0);
+  if (lock == file.record_locks.end()) return false;
+  lock->expires = false;
+  return true;
+}
+
+bool Holds(File& file, const void* handle, std::uint32_t record) {
+  return Find(file, handle, record) != file.record_locks.end() ||
+         Find(file, handle, 0) != file.record_locks.end();
+}
+
+void Unlock(File& file, const File::RecordLock& lock) {
+  if (!file.exclusive)
+    (void)SetLock(file, RecordOffset(lock.record), RecordLength(lock.record), LockRequest::kUnlock);
 }
 
 }  // namespace
@@ -65,7 +86,7 @@ void isDropLock(File& file) {
 }
 
 bool isLockData(File& file, const void* handle, std::uint32_t record, bool wait) {
-  if (HeldBy(file, handle, record) || HeldBy(file, handle, 0)) return true;
+  if (Keeps(file, handle, record)) return true;
   if (HeldByOther(file, handle, record)) {
     file.holder = static_cast<int>(getpid());
     return false;
@@ -73,12 +94,12 @@ bool isLockData(File& file, const void* handle, std::uint32_t record, bool wait)
   if (!file.exclusive && !SetLock(file, RecordOffset(record), RecordLength(record),
                                   wait ? LockRequest::kExclusiveWait : LockRequest::kExclusive))
     return false;
-  file.record_locks.emplace_back(record, handle);
+  file.record_locks.push_back({record, handle, false});
   return true;
 }
 
 bool isLockTest(File& file, const void* handle, std::uint32_t record) {
-  if (HeldBy(file, handle, record) || HeldBy(file, handle, 0)) return true;
+  if (Holds(file, handle, record)) return true;
   if (HeldByOther(file, handle, record)) return false;
   if (file.exclusive) return true;
   return isFSlockTest(file.index.fd(), RecordOffset(record), 1, file.holder);
@@ -86,26 +107,38 @@ bool isLockTest(File& file, const void* handle, std::uint32_t record) {
 
 void isDropData(File& file, const void* handle, std::uint32_t record) {
   if (record == 0) return isDropDall(file, handle);
-  const auto lock =
-      std::find(file.record_locks.begin(), file.record_locks.end(), std::pair(record, handle));
+  const auto lock = Find(file, handle, record);
   if (lock == file.record_locks.end()) return;
+  const File::RecordLock dropped = *lock;
   file.record_locks.erase(lock);
-  if (!file.exclusive && !HeldBy(file, handle, 0))
-    (void)SetLock(file, RecordOffset(record), 1, LockRequest::kUnlock);
+  if (!Holds(file, handle, record)) Unlock(file, dropped);
 }
 
 void isDropDall(File& file, const void* handle) {
-  for (const auto& [record, owner] : file.record_locks)
-    if (owner == handle && !file.exclusive)
-      (void)SetLock(file, RecordOffset(record), RecordLength(record), LockRequest::kUnlock);
-  std::erase_if(file.record_locks, [handle](const auto& lock) { return lock.second == handle; });
+  for (const File::RecordLock& lock : file.record_locks)
+    if (lock.handle == handle) Unlock(file, lock);
+  std::erase_if(file.record_locks, [handle](const auto& lock) { return lock.handle == handle; });
 }
 
+void isExpireLocks(File& file, const void* handle) {
+  for (File::RecordLock& lock : file.record_locks)
+    if (lock.handle == handle) lock.expires = true;
+}
+
+void isDropExpired(File& file) {
+  for (const File::RecordLock& lock : file.record_locks)
+    if (lock.expires) Unlock(file, lock);
+  std::erase_if(file.record_locks, [](const auto& lock) { return lock.expires; });
+}
+
+// Locks that the system has from before the file was exclusive may be over, and those of since then
+// it does not have; as long as the file is exclusive nobody else can take one.
 void isLockShare(File& file) {
+  (void)SetLock(file, RecordOffset(0), RecordLength(0), LockRequest::kUnlock);
+  for (const File::RecordLock& lock : file.record_locks)
+    (void)SetLock(file, RecordOffset(lock.record), RecordLength(lock.record),
+                  LockRequest::kExclusive);
   isLockOpen(file, false);
-  for (const auto& lock : file.record_locks)
-    (void)SetLock(file, RecordOffset(lock.first), RecordLength(lock.first),
-                  LockRequest::kExclusive);  // nobody else can have had one
 }
 
 }  // namespace isam

@@ -96,9 +96,14 @@ std::unique_ptr<Handle> NewHandle(std::shared_ptr<File> file, int mode) {
   return handle;
 }
 
-// Opens and locks the index file. Exclusive locks need a descriptor for writing, so one is taken
-// where it can be had.
-void OpenIndex(File& file, int mode) {
+// Whether the open index file is the one that its name leads to.
+bool IsStillNamed(const File& file) {
+  struct stat status {};
+  return sys.stat(file.index_name.c_str(), &status) == 0 &&
+         file.identity == std::pair(status.st_dev, status.st_ino);
+}
+
+void OpenOnce(File& file, int mode) {
   int fd = sys.open(file.index_name.c_str(), O_RDWR | O_CLOEXEC, 0);
   file.writable = fd >= 0;
   if (fd < 0 && (mode & 3) == ISINPUT && (errno == EACCES || errno == EROFS))
@@ -107,6 +112,17 @@ void OpenIndex(File& file, int mode) {
   file.index.Attach(fd, file.writable, kIoIndex);
   Identify(file);
   isLockOpen(file, (mode & ISEXCLLOCK) != 0);
+}
+
+// Opens and locks the index file. Exclusive locks need a descriptor for writing, so one is taken
+// where it can be had. What was erased, renamed or rebuilt before the lock was there is no longer
+// the file that is meant.
+void OpenIndex(File& file, int mode) {
+  OpenOnce(file, mode);
+  while (!IsStillNamed(file)) {
+    file.index.Close();
+    OpenOnce(file, mode);
+  }
 }
 
 // Record length of a file that is not loaded yet.
@@ -202,6 +218,7 @@ std::unique_ptr<Handle> isOpen(const std::string& name, int mode) {
   OpenIndex(*file, mode);
   const OperationLock lock(*file, false);
   file->index.RefreshSize();
+  isNeedSignature(*file);
   if (RecordLength(*file) > 0) OpenData(*file, mode);
   isLoadHead(*file);
   open_files.push_back(file);
@@ -238,12 +255,14 @@ void isErase(const std::string& name) {
 
 void isRename(const std::string& from, const std::string& to) {
   const std::string base = NameOf(to, NameKind::kBase), new_index = base + ".idx";
+  if (FindOpen(NameOf(from, NameKind::kIndex)) != nullptr) throw Failure{EFLOCKED};
   const auto handle = isOpen(from, ISINOUT | ISEXCLLOCK);
   const File& file = *handle->file;
   const std::string new_data = file.data_name.ends_with(".dat") ? base + ".dat" : base;
   const bool has_data = file.record_length > 0;
   int error = 0;
-  if (Exists(new_index) || (has_data && Exists(new_data))) error = EEXIST;
+  // Either name of a data file may be taken for it.
+  if (Exists(new_index) || (has_data && (Exists(base) || Exists(base + ".dat")))) error = EEXIST;
   if (error == 0 && has_data && sys.rename(file.data_name.c_str(), new_data.c_str()) != 0)
     error = errno;
   if (error == 0 && sys.rename(file.index_name.c_str(), new_index.c_str()) != 0) {
@@ -264,10 +283,14 @@ Operation::Operation(Handle& handle, Kind kind)
     : file_(*handle.file), lock_(file_, kind == Kind::kUpdate && handle.writes()), kind_(kind) {
   if (kind == Kind::kUpdate && !handle.writes()) throw Failure{ENOTOPEN, 0, '9'};
   (void)isDelta(file_);
-  if ((handle.mode & ISAUTOLOCK) != 0) isDropDall(file_, &handle);
+  if ((handle.mode & ISAUTOLOCK) != 0) isExpireLocks(file_, &handle);
 }
 
 Operation::~Operation() {
+  try {
+    isDropExpired(file_);
+  } catch (const Failure&) {  // what cannot be unlocked now goes with the handle
+  }
   if (kind_ != Kind::kUpdate || complete_) return;
   isFreeClear(file_);
   isPathClear(file_);

@@ -257,6 +257,7 @@ bool isCurrent(Handle& handle) {
 void isStart(Handle& handle, const keydesc* key, int length, const Byte* record, int mode) {
   const int plain = mode & ~ISKEEPLOCK;
   if (plain < ISFIRST || plain > ISGTEQ || key == nullptr) throw Failure{EBADARG};
+  if (key->k_nparts < 0) throw Failure{EBADKEY};
   Operation operation(handle, Operation::Kind::kRead);
   const Position before = static_cast<const Position&>(handle);
   try {

@@ -29,11 +29,8 @@ constexpr std::uint64_t kLeastMapping = std::uint64_t{1} << 30;
 // Parts of secondary codes: the kind of call.
 constexpr int kIoRead = 1, kIoWrite = 2, kIoGrow = 3, kIoSync = 4, kIoLock = kIoIndex + 96;
 
-bool IsReadable(const std::string& path) {
-  const int fd = sys.open(path.c_str(), O_RDONLY | O_CLOEXEC, 0);
-  if (fd >= 0) sys.close(fd);
-  return fd >= 0;
-}
+// Without opening it: closing an index file would drop the locks that the process has on it.
+bool IsReadable(const std::string& path) { return sys.access(path.c_str(), R_OK) == 0; }
 
 // The first line of the link file as it stands, its line feed included.
 std::string FollowLink(const std::string& base) {
@@ -41,7 +38,9 @@ std::string FollowLink(const std::string& base) {
   const int fd = sys.open((base + ".lnk").c_str(), O_RDONLY | O_CLOEXEC, 0);
   if (fd < 0) return base;
   std::string line(kMostLine, '\0');
-  const ssize_t got = sys.read(fd, line.data(), line.size() - 1);
+  ssize_t got = -1;
+  do got = sys.read(fd, line.data(), line.size() - 1);
+  while (got < 0 && errno == EINTR);
   sys.close(fd);
   line.resize(got > 0 ? static_cast<std::size_t>(got) : 0);
   if (line.empty()) return base;
@@ -165,7 +164,7 @@ void Storage::Grow(std::uint64_t bytes) {
   const std::uint64_t step = std::clamp(size_, kLeastStep, kMostStep);
   std::uint64_t wanted = std::max(bytes, size_ + step);
   int error = Allocate(wanted);
-  if (error == ENOSPC || error == EDQUOT) error = Allocate(wanted = bytes);
+  if (error == ENOSPC || error == EDQUOT || error == EFBIG) error = Allocate(wanted = bytes);
   if (error != 0) throw Failure{error, io_ + kIoGrow};
   const std::uint64_t old = size_;
   RefreshSize();

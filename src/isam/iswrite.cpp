@@ -18,6 +18,7 @@ namespace {
 struct Change {
   Index* index = nullptr;
   bool adds = false, removes = false;
+  bool found = false;      // the record's entry, in a file without data
   bool renumbers = false;  // before adding: the counters of the key are used up
   Target added, removed;
   Path place, removed_place;  // depth 0: to be looked for
@@ -65,7 +66,7 @@ void PlanRemoving(File& file, Change& change, const Byte* key, std::uint32_t num
     while (entry != nullptr && tree.RecordOf(entry) != number) entry = tree.isTreeNext(path);
     if (entry == nullptr) return;
   }
-  change.removes = true;
+  change.removes = change.found = true;
   std::memcpy(change.removed.bytes.data(), entry, index.length + index.counter_width);
 }
 
@@ -101,7 +102,7 @@ std::vector<Change>& Plan(File& file, const Step& step) {
   for (std::size_t i = 0; i < changes.size(); ++i) {
     Change& change = changes[i];
     change.index = &file.indexes[i];
-    change.adds = change.removes = change.renumbers = false;
+    change.adds = change.removes = change.found = change.renumbers = false;
     change.place.depth = change.removed_place.depth = 0;
     if (change.index->has_parts()) PlanIndex(file, step, change);
   }
@@ -109,16 +110,17 @@ std::vector<Change>& Plan(File& file, const Step& step) {
 }
 
 // Makes sure of the memory and the index nodes that a plan may need: every node on a path may be
-// split, also by a removal where keys are compressed, the root in three, and a list of free numbers
-// may need a node.
-void ReserveNodes(File& file, const std::vector<Change>& changes) {
-  std::uint64_t nodes = 1;
+// split, also by a removal where keys are compressed, the root in three, and the list that takes a
+// record number may need a node. On a full disk what needs no room goes on.
+void ReserveNodes(File& file, const std::vector<Change>& changes, bool frees_record) {
+  std::uint64_t nodes = frees_record && !isFreeHasRoom(file) ? 1 : 0;
   for (const Change& change : changes) {
     if (!change.adds && !change.removes) continue;
     Tree(file, *change.index)
         .ReserveLists(std::max(change.place.depth, change.removed_place.depth));
     if (change.adds || change.index->is_compressed()) nodes += kMostDepth;
   }
+  if (nodes == 0) return;
   file.index.Reserve(file.node_offset(file.free_nodes.highest) + (nodes + 1) * file.node_size);
 }
 
@@ -156,7 +158,7 @@ void FollowChange(Handle& handle, const std::vector<Change>& changes) {
 // In a file without data it is the entries that tell whether a record is there.
 void NeedEntries(const File& file, const std::vector<Change>& changes) {
   if (file.record_length == 0 && std::none_of(changes.begin(), changes.end(),
-                                              [](const Change& change) { return change.removes; }))
+                                              [](const Change& change) { return change.found; }))
     throw Failure{ENOREC, 0, '3'};
 }
 
@@ -169,7 +171,8 @@ void Replace(Handle& handle, Operation& operation, std::uint32_t number, const B
   File& file = *handle.file;
   NeedUnlocked(handle, number);
   std::vector<Change>& changes = Plan(file, {true, OldRecord(file, number), record, number});
-  ReserveNodes(file, changes);
+  NeedEntries(file, changes);
+  ReserveNodes(file, changes, false);
   isFreeTest(file);
   operation.BeginStores();
   AddEntries(file, changes, number);
@@ -185,7 +188,7 @@ void Remove(Handle& handle, Operation& operation, std::uint32_t number) {
   NeedUnlocked(handle, number);
   std::vector<Change>& changes = Plan(file, {true, OldRecord(file, number), nullptr, number});
   NeedEntries(file, changes);
-  ReserveNodes(file, changes);
+  ReserveNodes(file, changes, true);
   isFreeTest(file);
   operation.BeginStores();
   RemoveEntries(file, changes, number);
@@ -255,7 +258,7 @@ void isWrite(Handle& handle, const Byte* record, AfterWrite after) {
   Operation operation(handle, Operation::Kind::kUpdate);
   File& file = *handle.file;
   std::vector<Change>& changes = Plan(file, {false, nullptr, record, 0});
-  ReserveNodes(file, changes);
+  ReserveNodes(file, changes, false);
   isFreeTest(file);
   const std::uint32_t highest = file.free_records.highest;
   const std::uint32_t number = isGetFree(file, FreeKind::kRecord);

@@ -3,6 +3,8 @@
 // place.
 
 #include <cerrno>
+#include <cstdlib>
+#include <utility>
 #include <vector>
 
 #include "media/drive.h"
@@ -22,12 +24,16 @@ constexpr unsigned kSettleWait = 1;  // seconds between closing and opening
 class DeviceDrive : public Drive {
  public:
   DeviceDrive(DeviceNames names, const DriveRequest& request)
-      : names_(std::move(names)), use_(request.use), before_wait_(request.before_wait) {}
+      : names_(std::move(names)), use_(request.use), before_wait_(request.before_wait) {
+    const char* const manner = std::getenv("ZORTAPEREAD");
+    gives_parts_ = manner != nullptr && (*manner == 'f' || *manner == 'F');
+  }
   ~DeviceDrive() override { (void)CloseDevice(); }  // Close has told what there was to tell
 
   [[nodiscard]] bool Open() { return OpenName(names_.path(), use_); }
 
   Block ReadBlock(std::size_t most) override;
+  Block ReadFixedBlock(std::size_t size) override;
   bool WriteBlock(std::span<const Byte> block, bool is_label) override;
   bool WriteMark() override { return ReopenPatiently(names_.path(), use_); }
   // A device that has only a rewinding name stays open: closing it would lose the place.
@@ -40,8 +46,13 @@ class DeviceDrive : public Drive {
   }
   bool Close() override;
   [[nodiscard]] bool keeps_place() const override { return !names_.no_rewind.empty(); }
+  [[nodiscard]] bool rewinds() const override {
+    return use_ == DriveUse::kWrite || !names_.rewind.ends_with('n');
+  }
+  [[nodiscard]] bool gives_parts() const override { return gives_parts_; }
 
  private:
+  Block ReadPart(std::size_t have, std::size_t most);
   bool OpenName(const std::string& name, DriveUse use);
   bool ReopenPatiently(const std::string& name, DriveUse use);
   bool CloseDevice() {
@@ -55,6 +66,8 @@ class DeviceDrive : public Drive {
   void (*before_wait_)();
   int fd_ = -1;
   std::vector<Byte> buffer_;
+  bool gives_parts_ = false;   // its reads may end inside a block
+  bool mark_is_next_ = false;  // ... and one has met the mark behind a short block
 };
 
 bool DeviceDrive::OpenName(const std::string& name, DriveUse use) {
@@ -74,11 +87,27 @@ bool DeviceDrive::ReopenPatiently(const std::string& name, DriveUse use) {
 }
 
 Drive::Block DeviceDrive::ReadBlock(std::size_t most) {
+  return std::exchange(mark_is_next_, false) ? Block{} : ReadPart(0, most);
+}
+
+Drive::Block DeviceDrive::ReadFixedBlock(std::size_t size) {
+  Block block = gives_parts_ ? ReadBlock(size) : Drive::ReadFixedBlock(size);
+  while (gives_parts_ && block.error == 0 && !block.data.empty() && block.data.size() < size) {
+    const std::size_t had = block.data.size();
+    block = ReadPart(had, size);
+    mark_is_next_ = block.error == 0 && block.data.size() == had;
+    if (mark_is_next_) break;
+  }
+  return block;
+}
+
+// Reads behind the `have` bytes that are there of a block of at most `most`. All of them then.
+Drive::Block DeviceDrive::ReadPart(std::size_t have, std::size_t most) {
   if (buffer_.size() < most) buffer_.resize(most);
   for (int retries = 0;;) {
     if (before_wait_ != nullptr) before_wait_();
-    const ssize_t got = sys.read(fd_, buffer_.data(), most);
-    if (got >= 0) return {.data = {buffer_.data(), static_cast<std::size_t>(got)}};
+    const ssize_t got = sys.read(fd_, buffer_.data() + have, most - have);
+    if (got >= 0) return {.data = {buffer_.data(), have + static_cast<std::size_t>(got)}};
     const int error = errno;
     if (error == EINTR && InterruptScope::Pending() != 0) return {};  // the user ends the input
     const bool transient = error == EAGAIN || error == EINTR || error == EBUSY;
@@ -107,10 +136,7 @@ bool DeviceDrive::Rewind() {
   return ReopenPatiently(names_.rewind, DriveUse::kRead) && CloseDevice();
 }
 
-bool DeviceDrive::Close() {
-  const bool rewinds = use_ == DriveUse::kWrite || !names_.rewind.ends_with('n');
-  return rewinds ? Rewind() : CloseDevice();
-}
+bool DeviceDrive::Close() { return rewinds() ? Rewind() : CloseDevice(); }
 
 }  // namespace
 

@@ -26,14 +26,20 @@ class Drive {
   virtual ~Drive() = default;
 
   // A block of at most `most` bytes, valid until the next call. No data and error 0: a tape mark
-  // or the end. Error ENOMEM: the block is longer, and is passed over.
+  // or the end. Error ENOMEM: the block is longer, and is passed over; where its length is known,
+  // `data` has it.
   struct Block {
     std::span<const Byte> data{};
     int error = 0;
   };
   [[nodiscard]] virtual Block ReadBlock(std::size_t most) = 0;
+  // The same for a tape of blocks of `size` bytes, of which a device may give parts. A little more
+  // is asked for, so that a longer block shows up.
+  static constexpr std::size_t kMore = 8;
+  [[nodiscard]] virtual Block ReadFixedBlock(std::size_t size) { return ReadBlock(size + kMore); }
 
-  // False with errno set; ENOSPC at the end of the medium, when labels and marks still fit.
+  // False with errno set; ENOSPC at the end of the medium, when labels and marks still fit, EIO
+  // behind what is lost.
   [[nodiscard]] virtual bool WriteBlock(std::span<const Byte> block, bool is_label) = 0;
   [[nodiscard]] virtual bool WriteMark() = 0;
 
@@ -50,8 +56,14 @@ class Drive {
 
   // What was written of the volume so far, for those who look.
   virtual void Flush() {}
+  // Blocks and marks taken that turned out not to be written; this has been reported.
+  [[nodiscard]] virtual std::int64_t lost() const { return 0; }
   // Whether marks can be written and stepped over without losing the place.
   [[nodiscard]] virtual bool keeps_place() const { return true; }
+  // Whether closing leads back to the beginning, wherever reading has ended.
+  [[nodiscard]] virtual bool rewinds() const { return true; }
+  // Whether ReadBlock may give part of a block, which only ReadFixedBlock puts together.
+  [[nodiscard]] virtual bool gives_parts() const { return false; }
 };
 
 enum class DriveUse { kRead, kWrite };
@@ -81,6 +93,6 @@ struct OpenedDrive {
 [[nodiscard]] std::unique_ptr<Drive> OpenImages(const DriveRequest& request);
 
 // The files that the path of a volume stands for: those of an image list, else the path itself.
-[[nodiscard]] std::vector<std::string> FilesOfVolume(const std::string& path);
+[[nodiscard]] std::vector<std::string> FilesOfVolume(const std::string& path, DriveUse use);
 
 }  // namespace tolvane

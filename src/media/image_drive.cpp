@@ -1,5 +1,6 @@
 // A drive over tape images. The path lists its volumes, separated by commas; "=SIZE" behind a name
-// (bytes, or with K, M or G) is the capacity of a volume that is written.
+// (bytes, or with K, M or G) is the capacity of a volume that is written; of one that is read it is
+// part of the name.
 
 #include <algorithm>
 #include <cerrno>
@@ -38,10 +39,11 @@ Volume ParseVolume(const std::string& text) {
   return {text.substr(0, equals), number << shift};
 }
 
-std::vector<Volume> ParseVolumes(const std::string& list) {
+std::vector<Volume> ParseVolumes(const std::string& list, DriveUse use) {
   std::vector<Volume> volumes;
   std::istringstream names(list);
-  for (std::string name; std::getline(names, name, ',');) volumes.push_back(ParseVolume(name));
+  for (std::string name; std::getline(names, name, ',');)
+    volumes.push_back(use == DriveUse::kWrite ? ParseVolume(name) : Volume{name});
   return volumes;
 }
 
@@ -63,16 +65,18 @@ class ImageDrive : public Drive {
   bool TakeMounted() override { return Open(); }
   bool Close() override {
     if (!writer_ || writer_->Close()) return true;
-    if (writer_->lost() > 0) errno = ENOSPC;
+    if (writer_->lost() > 0) errno = EIO;
     return false;
   }
   void Flush() override {
     if (writer_) writer_->Flush();
   }
+  [[nodiscard]] std::int64_t lost() const override { return writer_ ? writer_->lost() : 0; }
 
  private:
   [[nodiscard]] const Volume& volume() const { return volumes_[current_]; }
   [[nodiscard]] bool WasWritten() const;
+  [[nodiscard]] bool IsWhole() const;
   Block Report(const TapeObject& object, const std::string& what);
 
   ImageFormat format_;
@@ -124,18 +128,22 @@ Drive::Block ImageDrive::ReadBlock(std::size_t most) {
         return {};
       case TapeObject::Kind::kBlock:
         if (object.read_error) return Report(object, "this block was read with an error");
-        if (object.data.size() > most) return {.error = ENOMEM};
+        if (object.data.size() > most) return {.data = object.data, .error = ENOMEM};
         return {.data = object.data};
     }
   }
 }
 
+// False with errno set when something is missing: nothing may follow that.
+bool ImageDrive::IsWhole() const {
+  if (lost() == 0) return true;
+  errno = EIO;
+  return false;
+}
+
 bool ImageDrive::WriteBlock(std::span<const Byte> block, bool is_label) {
+  if (!IsWhole()) return false;
   if (!is_label && writer_->size() + block.size() > volume().capacity) {
-    errno = ENOSPC;
-    return false;
-  }
-  if (writer_->lost() > 0) {  // nothing may follow what is missing
     errno = ENOSPC;
     return false;
   }
@@ -144,13 +152,17 @@ bool ImageDrive::WriteBlock(std::span<const Byte> block, bool is_label) {
 }
 
 bool ImageDrive::WriteMark() {
+  if (!IsWhole()) return false;
   writer_->WriteMark();
   return true;
 }
 
 bool ImageDrive::LoadNextVolume() {
   if (current_ + 1 == volumes_.size()) return false;
-  if (writer_ && !writer_->Close()) return false;
+  if (!Close()) {
+    PrintError("Closing tape image '%s': %s\n", volume().path.c_str(), std::strerror(errno));
+    return false;
+  }
   ++current_;
   if (Open()) return true;
   PrintError("Opening tape image '%s': %s\n", volume().path.c_str(), std::strerror(errno));
@@ -159,17 +171,17 @@ bool ImageDrive::LoadNextVolume() {
 
 }  // namespace
 
-std::vector<std::string> FilesOfVolume(const std::string& path) {
+std::vector<std::string> FilesOfVolume(const std::string& path, DriveUse use) {
   const ImagePath image = ParseImagePath(path);
   if (!image.is_image) return {path};
   std::vector<std::string> files;
-  for (const Volume& volume : ParseVolumes(image.list)) files.push_back(volume.path);
+  for (const Volume& volume : ParseVolumes(image.list, use)) files.push_back(volume.path);
   return files;
 }
 
 std::unique_ptr<Drive> OpenImages(const DriveRequest& request) {
   const ImagePath image = ParseImagePath(request.path);
-  std::vector<Volume> volumes = ParseVolumes(image.list);
+  std::vector<Volume> volumes = ParseVolumes(image.list, request.use);
   if (volumes.empty()) {
     errno = ENOENT;
     return nullptr;

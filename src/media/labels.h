@@ -42,7 +42,8 @@ inline constexpr Field kConstantsHdr{31, 10};  // HDR1: "0001000101"
 inline constexpr Field kCreated{42, 5};        // year, two digits, and day of the year, three
 inline constexpr Field kExpires{48, 5};
 inline constexpr Field kBlockCount{53, 7};  // HDR1: "0000000"
-inline constexpr Field kSystem{60, 4};      // "OS3 "
+inline constexpr Field kBlockCountRead{54, 6};
+inline constexpr Field kSystem{60, 4};  // "OS3 "
 
 // HDR2, EOF2
 inline constexpr Field kFormat{4, 1};  // "V", "F"

@@ -57,7 +57,8 @@ void OutputStream::Flush() {
   std::size_t unit = 0;  // the first one not yet written
   while (unit < ends_.size()) {
     const std::size_t bytes = ends_[EndOfWrite(unit) - 1] - start_;
-    const std::size_t written = WriteSome(fd_, piece_.data() + start_, bytes);
+    const std::size_t written =
+        losses_.are_final() ? 0 : WriteSome(fd_, piece_.data() + start_, bytes);
     const int error = errno;
     const std::size_t first = unit, reached = start_ + written;
     while (unit < ends_.size() && ends_[unit] <= reached) start_ = ends_[unit++];

@@ -7,7 +7,8 @@
 // within a page of the file are written together, and one that goes on in the next page by itself.
 //
 // A unit that cannot be written is reported with its number; the units after it are tried all the
-// same. What a failed write left of a unit is cut off again.
+// same or, where they would cover what is missing, lost with it. What a failed write left of a unit
+// is cut off again.
 #pragma once
 
 #include <sys/types.h>
@@ -25,7 +26,8 @@ namespace tolvane {
 class OutputStream {
  public:
   // `noun` names a unit in messages: "Record", "Block".
-  explicit OutputStream(const char* noun) : losses_(noun) {}
+  explicit OutputStream(const char* noun, AfterLoss after_loss = AfterLoss::kGoOn)
+      : losses_(noun, after_loss) {}
   ~OutputStream();
   OutputStream(const OutputStream&) = delete;
   OutputStream& operator=(const OutputStream&) = delete;

@@ -3,13 +3,16 @@
 //   bit 0 clear   a data image; bits 1 to 11 are its length in words
 //   bit 0 set     a control image; the first six bits are its type, the next six its length
 //
-// A record is a data image and the data images that continuation images join to it. The label is
-// a control image of its own; its first word, six characters in Fieldata, tells what the file is.
+// A record is a data image and the data images that continuation images join to it. Bypass images
+// are passed over wherever they stand. The label is a control image of its own; its first word, six
+// characters in Fieldata, tells what the file is.
 //
-// A file that ends inside an image is reported here, once; `damaged` tells the caller.
+// Zeros up to the end of the volume are fill, no images without words. A file that ends inside an
+// image is reported here, once; `damaged` tells the caller.
 #pragma once
 
 #include <cstdint>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -71,7 +74,10 @@ struct SdfImage {
 
 class SdfReader {
  public:
-  explicit SdfReader(WordStream& words) : words_(words) {}
+  static constexpr std::uint64_t kNoLimit = std::numeric_limits<std::uint64_t>::max();
+  // What stands in the stream up to position `limit`.
+  explicit SdfReader(WordStream& words, std::uint64_t limit = kNoLimit)
+      : words_(words), limit_(limit) {}
 
   // Reads the label; of an element file its first word only. False when the stream ends in it.
   [[nodiscard]] bool ReadLabel(SdfLabel& label);
@@ -89,14 +95,29 @@ class SdfReader {
   [[nodiscard]] bool NextRecord(std::vector<std::uint16_t>& record, std::size_t most_words);
 
   [[nodiscard]] bool damaged() const { return damaged_ || words_.cut_short(); }
+  // The end-of-file image has been read.
+  [[nodiscard]] bool ended() const { return at_end_ && !damaged_; }
 
  private:
+  [[nodiscard]] bool NextWord(Word& word) {
+    return words_.position() < limit_ && words_.Next(word);
+  }
+  [[nodiscard]] bool NextControl(Word& control);
+  [[nodiscard]] bool TakeContinuation(std::vector<std::uint16_t>& record, std::size_t most_words);
+  [[nodiscard]] bool IsWithin(const SdfImage& image);
+  void PutBack(const SdfImage& image) {
+    ahead_ = image;
+    has_ahead_ = true;
+  }
   [[nodiscard]] bool TakeBounded(const SdfImage& image, std::vector<std::uint16_t>& record,
                                  std::size_t most_words);
   [[nodiscard]] bool Cut(const SdfImage& image);
 
   WordStream& words_;
-  SdfImage ahead_;  // read and not yet used
+  std::uint64_t limit_;
+  std::uint64_t empty_images_ = 0;  // images without words that come next
+  Word behind_empty_ = 0;           // the control word behind them; 0: none was read
+  SdfImage ahead_;                  // read and not yet used
   bool has_ahead_ = false;
   bool at_end_ = false;
   bool damaged_ = false;

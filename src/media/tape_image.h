@@ -80,7 +80,7 @@ class TapeImageReader {
   std::vector<Byte> joined_;           // .aws: a block of several chunks
 };
 
-// Writes an image from its beginning.
+// Writes an image from its beginning. Nothing follows an object that could not be written.
 class TapeImageWriter {
  public:
   explicit TapeImageWriter(ImageFormat format) : format_(format) {}
@@ -95,13 +95,14 @@ class TapeImageWriter {
 
   // Bytes written so far.
   [[nodiscard]] std::uint64_t size() const { return size_; }
+  // Objects that could not be written.
   [[nodiscard]] std::int64_t lost() const { return stream_.lost(); }
 
  private:
   void PutAwsChunk(std::span<const Byte> chunk, Byte flags, Byte* to);
 
   ImageFormat format_;
-  OutputStream stream_{"Tape object"};
+  OutputStream stream_{"Tape object", AfterLoss::kStop};
   std::uint64_t size_ = 0;
   std::uint16_t previous_length_ = 0;
 };

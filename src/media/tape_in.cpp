@@ -60,23 +60,42 @@ std::size_t DropDescriptor(TapeIo& tape) {
   return tape.block.size();
 }
 
+// Reads a block of a tape, or takes the one that stood where a label was looked for.
+Drive::Block ReadTapeBlock(TapeIo& tape) {
+  constexpr std::size_t kLeastCapacity = 32768;
+  const bool of_any_size = tape.variable_blocked || tape.is_text() || tape.in_words;
+  const auto size = static_cast<std::size_t>(std::max(tape.block_size, 1));
+  const std::size_t most = of_any_size ? std::max(size, kLeastCapacity) : size + Drive::kMore;
+  Drive::Block block = std::exchange(tape.has_early_block, false)
+                           ? Drive::Block{.data = tape.early_block}
+                       : of_any_size ? tape.drive->ReadBlock(most)
+                                     : tape.drive->ReadFixedBlock(size);
+  if (block.data.size() > most) block.error = ENOMEM;
+  return block;
+}
+
+// Says why a block could not be read, and ends the input.
+void ReportBlock(TapeIo& tape, const Drive::Block& block) {
+  const std::string length = block.data.empty()
+                                 ? "is longer"
+                                 : "has " + std::to_string(block.data.size()) + " bytes, more";
+  if (block.error == ENOMEM) {
+    PrintError(
+        "Block %ld of '%s' %s than the block size %d (of BLOCK SIZE IS or the HDR2 label).\n",
+        tape.blocks_read + 1, tape.device.c_str(), length.c_str(), tape.block_size);
+  } else {
+    PrintError("Block %ld of '%s': %s\n", tape.blocks_read + 1, tape.device.c_str(),
+               std::strerror(block.error));
+  }
+  GiveUp(tape);
+}
+
 // The next block of a tape; 0 at a tape mark, at the end, and after an error.
 std::size_t GetTapeBlock(TapeIo& tape) {
-  // A little more than a block is asked for, so that a longer one shows up.
-  constexpr std::size_t kMore = 8;
-  constexpr std::size_t kLeastCapacity = 32768;
-  const auto size = static_cast<std::size_t>(std::max(tape.block_size, 1));
-  const std::size_t most = tape.variable_blocked || tape.is_text() || tape.in_words
-                               ? std::max(size, kLeastCapacity)
-                               : size + kMore;
-  const Drive::Block read = std::exchange(tape.has_early_block, false)
-                                ? Drive::Block{.data = tape.early_block}
-                                : tape.drive->ReadBlock(most);
-  if (read.error != 0 || read.data.size() > most) {
-    const bool too_long = read.error == 0 || read.error == ENOMEM;
-    PrintError("Block %ld of '%s': %s\n", tape.blocks_read + 1, tape.device.c_str(),
-               too_long ? "it is longer than the block size" : std::strerror(read.error));
-    GiveUp(tape);
+  if (tape.passed_end) return 0;
+  const Drive::Block read = ReadTapeBlock(tape);
+  if (read.error != 0) {
+    ReportBlock(tape, read);
     return 0;
   }
   tape.block = read.data;

@@ -47,8 +47,9 @@ struct TapeIo {
   std::int32_t record_size = 0;  // bytes of a record (fixed), last descriptor's length (variable)
   std::int32_t tape_marks = 0;   // tape marks met
   std::int64_t blocks_read = 0;
-  std::int64_t bytes_read = 0;  // of a file of fixed blocks
-  std::int64_t records = 0;     // records handed out
+  std::int64_t counted_from = 0;  // ... before those that the volume's trailer label counts
+  std::int64_t bytes_read = 0;    // of a file of fixed blocks
+  std::int64_t records = 0;       // records handed out
 
   bool fixed_blocked = false;
   bool variable_blocked = false;
@@ -62,6 +63,7 @@ struct TapeIo {
   bool labelled = false;         // a VOL1 or HDR1 was found
   bool damaged = false;          // the volume was not read to its end
   bool has_early_block = false;  // the first data block stands in `early_block`
+  bool passed_end = false;       // of a tape: what stands behind the last mark has been seen to
   bool is_later_volume = false;
   bool warned_of_tail = false;   // told that variable blocks are longer than they say
   bool warned_of_rest = false;   // told that blocks end in part of a record
@@ -104,7 +106,8 @@ struct TapeInRequest {
 // errno 0 when the input is empty.
 [[nodiscard]] std::unique_ptr<TapeIo> openTapeIn(const TapeInRequest& request);
 
-// Reads the labels at the front of a volume. 1 when the first data block comes next, 0 to give up.
+// Reads the labels at the front of a volume. 1 when the first data block comes next, 0 to give up,
+// with errno set.
 [[nodiscard]] int readHdr(TapeIo& tape);
 
 // Puts in volume `number`: the next of the list, or the one that somebody is asked to mount. False
@@ -119,7 +122,8 @@ struct TapeInRequest {
 // next call. None at the end.
 [[nodiscard]] std::span<const Byte> getCopygSdfBlk(TapeIo& tape, std::size_t most);
 
-// Handles what stands behind a tape mark: 1 when reading goes on on a new volume.
+// Handles what stands behind the tape mark that was met: 1 when reading goes on on a new volume.
+// Nothing is read of this one any more.
 [[nodiscard]] int readEof(TapeIo& tape);
 
 // Rewinds a device and closes. The destructor closes without rewinding.

@@ -26,8 +26,13 @@ std::size_t RoomOfRecord(const TapeOut& tape) {
   return tape.is_variable() ? size + kDescriptorWidth : size;
 }
 
+constexpr std::int32_t kLargestInLabel = 99999;
+
+// A length that has no room in the label is not told: only a COPYG volume has records that long,
+// and is read without.
 BlockFormat FormatOf(const TapeOut& tape) {
-  return {tape.is_variable() ? 'V' : 'F', tape.block_size, tape.record_size};
+  return {tape.is_variable() ? 'V' : 'F', tape.block_size,
+          tape.record_size > kLargestInLabel ? 0 : tape.record_size};
 }
 
 bool putLabel(TapeOut& tape, const Label& ebcdic) {
@@ -40,19 +45,32 @@ bool putLabel(TapeOut& tape, const Label& ebcdic) {
 
 bool putTapeMark(TapeOut& tape) { return !tape.is_tape() || tape.drive->WriteMark(); }
 
+// Sends out what is held back. False with errno set when something is missing on the volume, which
+// has been reported.
+bool IsWhole(TapeOut& tape) {
+  FlushTapeOut(tape);
+  if (LostBlocks(tape) == 0) return true;
+  errno = EIO;
+  return false;
+}
+
 bool addTapeLabel(TapeOut& tape) {
   return putLabel(tape, MakeVol1(tape.volume_serial)) &&
          putLabel(tape,
                   MakeHdr1(tape.file_label, tape.volume_serial, tape.volume_number, LocalNow())) &&
-         putLabel(tape, MakeHdr2("HDR2", FormatOf(tape))) && putTapeMark(tape);
+         putLabel(tape, MakeHdr2("HDR2", FormatOf(tape))) && putTapeMark(tape) && IsWhole(tape);
 }
 
-// The labels behind the data: "EOF" at the end of the file, "EOV" at the end of a volume.
-bool addTrailer(TapeOut& tape, const std::string& kind) {
+// The mark behind the data and, on a labelled volume, the labels: "EOF" at the end of the file,
+// "EOV" at the end of a volume. They would make what is missing look whole: then there are none.
+bool EndData(TapeOut& tape, const std::string& kind) {
+  if (!IsWhole(tape) || !putTapeMark(tape)) return false;
+  if (!tape.labelled) return true;
   const std::string first = kind + "1", second = kind + "2";
   return putLabel(tape, MakeEof1(first.c_str(), tape.file_label, tape.volume_serial,
                                  tape.blocks_on_volume, LocalNow())) &&
-         putLabel(tape, MakeHdr2(second.c_str(), FormatOf(tape))) && putTapeMark(tape);
+         putLabel(tape, MakeHdr2(second.c_str(), FormatOf(tape))) && putTapeMark(tape) &&
+         IsWhole(tape);
 }
 
 // Makes the block size what blocks will have: whole records, and at least one.
@@ -68,7 +86,6 @@ void SettleBlockSize(TapeOut& tape) {
 // Whether the sizes fit the descriptors, labels and images that must hold them.
 bool SizesFit(const TapeOut& tape) {
   constexpr std::int32_t kLargestDescriptor = 32767;
-  constexpr std::int32_t kLargestInLabel = 99999;
   const std::int64_t block = std::max<std::int64_t>(
       tape.block_size,
       static_cast<std::int64_t>(RoomOfRecord(tape) + (tape.is_variable() ? kDescriptorWidth : 0)));
@@ -97,7 +114,7 @@ void BeginBlock(TapeOut& tape) {
 
 // Ends the full volume and begins the next one. False when there is none.
 bool NextVolume(TapeOut& tape) {
-  if (!putTapeMark(tape) || !addTrailer(tape, "EOV")) return false;
+  if (!EndData(tape, "EOV")) return false;
   PrintOutput("\nReached End of Volume on tape number %d \n", tape.volume_number);
   if (!ChangeVolume(*tape.drive, tape.device, tape.volume_number + 1)) return false;
   ++tape.volume_number;
@@ -111,7 +128,7 @@ bool WriteToTape(TapeOut& tape, std::span<const Byte> block) {
     if (tape.drive->WriteBlock(block, false)) return true;
     const int error = errno;
     if (!tried && error == ENOSPC && tape.labelled && NextVolume(tape)) continue;
-    if (tape.lost == 0)
+    if (LostBlocks(tape) == 0)
       PrintError("Block %d could not be written to '%s': %s\n", tape.blocks_written + 1,
                  tape.device.c_str(), std::strerror(error));
     ++tape.lost;
@@ -194,6 +211,7 @@ std::unique_ptr<TapeOut> openTapeOut(const TapeOutRequest& request) {
     return nullptr;
   }
   if (tape->labelled && !addTapeLabel(*tape)) {
+    if (LostBlocks(*tape) > 0) return nullptr;
     PrintError("Writing labels to '%s': %s\n", tape->device.c_str(), std::strerror(errno));
     return nullptr;
   }
@@ -239,13 +257,15 @@ std::int32_t closeTapeOut(TapeOut& tape) {
   TRACE_FRAME();
   // A failure has been reported and counted.
   (void)(tape.copyg != nullptr && tape.lost == 0 ? putCopygBlk(tape, {}) : putBlk(tape));
-  const bool trailed = putTapeMark(tape) && (!tape.labelled || addTrailer(tape, "EOF"));
+  const bool ended = EndData(tape, "EOF");
   const bool closed = tape.is_tape() ? tape.drive->Close() : tape.stream.Close();
-  if (!trailed || !closed) processError(errno, tape.device);
+  if (LostBlocks(tape) == 0 && (!ended || !closed)) processError(errno, tape.device);
   return tape.blocks_written;
 }
 
-std::int64_t LostBlocks(const TapeOut& tape) { return tape.lost + tape.stream.lost(); }
+std::int64_t LostBlocks(const TapeOut& tape) {
+  return tape.lost + (tape.is_tape() ? tape.drive->lost() : tape.stream.lost());
+}
 
 void FlushTapeOut(TapeOut& tape) {
   if (tape.is_tape()) {

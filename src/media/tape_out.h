@@ -47,7 +47,7 @@ struct TapeOut {
   std::unique_ptr<Drive> drive;         // a tape; null for a file
   OutputStream stream{"Block"};         // a file
   std::vector<Byte> buffer;             // a tape's block being filled
-  std::int64_t lost = 0;                // blocks that a tape did not take
+  std::int64_t lost = 0;                // blocks that the drive refused
   std::vector<std::uint16_t> quarters;  // a COPYG record
   Byte* block = nullptr;   // the block being filled, in the buffer or the stream's room; or null
   std::size_t filled = 0;  // its bytes, its descriptor included
@@ -70,8 +70,9 @@ struct TapeOut {
 // does, which on such a volume makes a quarter-word of each byte.
 [[nodiscard]] bool putCopygBlk(TapeOut& tape, std::span<const std::uint16_t> record);
 
-// Writes the last block, the trailer labels and tape marks, rewinds a device and closes. Returns
-// the number of blocks written; LostBlocks then knows all those that could not be.
+// Writes the last block, the trailer labels and tape marks, rewinds a device and closes. A volume
+// on which something is missing gets no trailer. Returns the number of blocks written; LostBlocks
+// then knows all those that could not be.
 std::int32_t closeTapeOut(TapeOut& tape);
 
 // Blocks that could not be written, as far as that is known.

@@ -5,8 +5,10 @@
 #include <cerrno>
 #include <cstring>
 #include <optional>
+#include <utility>
 
 #include "media/labels.h"
+#include "media/tape_image.h"
 #include "media/tape_io.h"
 #include "platform/console.h"
 #include "platform/trace.h"
@@ -15,9 +17,12 @@
 namespace tolvane {
 namespace {
 
-// A block of this size is read where a label may stand, so that a data block in its place is not
-// lost.
-constexpr std::size_t kLargestBlock = std::size_t{1} << 20;
+// What is asked for where a label may stand, so that a data block in its place is not lost.
+std::size_t MostBytes(const TapeIo& tape) {
+  constexpr std::int32_t kMostOnDevice = 1 << 20;
+  if (ParseImagePath(tape.device).is_image) return kMostOnImage;
+  return static_cast<std::size_t>(std::max(tape.block_size, kMostOnDevice));
+}
 
 // Asks for a tape. False when the user quits or nobody can be asked.
 bool AskForTape(std::int32_t number) {
@@ -118,26 +123,32 @@ enum class Header { kReady, kWrongVolume, kGiveUp };
 struct Found {
   std::optional<std::string> label;
   bool mark = false;  // or the end
-  bool failed = false;
+  int error = 0;      // ENOMEM: a block that is much longer than a label
 };
 
 // Reads it. A block that is no label is the first data block.
 Found ReadTapeLabel(TapeIo& tape) {
-  const Drive::Block block = tape.drive->ReadBlock(kLargestBlock);
+  const Drive::Block block = tape.drive->ReadBlock(MostBytes(tape));
   Found found;
+  found.error = block.error;
+  if (block.error == ENOMEM) return found;
   if (block.error != 0) {
     PrintError("Reading the labels of '%s': %s\n", tape.device.c_str(), std::strerror(block.error));
     tape.damaged = true;
-    found.failed = true;
   } else if (block.data.empty()) {
     found.mark = true;
     ++tape.tape_marks;
   } else {
     found.label = ReadLabel(block.data, tape.in_words);
-    if (!found.label) tape.early_block.assign(block.data.begin(), block.data.end());
+    tape.early_block.assign(block.data.begin(), block.data.end());
     tape.has_early_block = !found.label;
   }
   return found;
+}
+
+Header GiveUp(int error) {
+  errno = error;
+  return Header::kGiveUp;
 }
 
 // False when the HDR1 is not that of the volume expected.
@@ -150,25 +161,41 @@ bool TakeHdr1(TapeIo& tape, const std::string& hdr1) {
                 tape.volume_number);
     return false;
   }
+  if (tape.volume_number < 1 && mounted > 1)
+    PrintWarning("'%s' is tape number %d; what the tapes before it hold is not read.\n",
+                 tape.device.c_str(), mounted);
   tape.volume_number = mounted;
   return true;
 }
 
-// What a tape is whose labels end before the HDR1: wrong when a certain volume is expected.
-Header WithoutHdr1(TapeIo& tape, const Found& found) {
+// What a tape is whose labels end before the HDR1: wrong when a certain volume is expected. What
+// stands in the place of the `wanted` label is data then; what could not be read whole is read
+// again.
+Header WithoutHdr1(TapeIo& tape, const Found& found, const char* wanted) {
   TRACE_LINE("#readHdr: did not find VOL or HDR\n");
-  if (found.failed) return Header::kGiveUp;
-  if (!tape.is_later_volume) return Header::kReady;
-  PrintOutput("You have mounted a tape without labels. Expecting tape number %d.\n",
-              tape.volume_number);
-  return Header::kWrongVolume;
+  if (found.error != 0 && found.error != ENOMEM) return GiveUp(found.error);
+  if (tape.is_later_volume) {
+    PrintOutput("You have mounted a tape without labels. Expecting tape number %d.\n",
+                tape.volume_number);
+    return Header::kWrongVolume;
+  }
+  if (found.error == ENOMEM || (tape.has_early_block && tape.drive->gives_parts())) {
+    tape.has_early_block = false;
+    return tape.drive->TakeMounted() ? Header::kReady : Header::kGiveUp;
+  }
+  if (found.label) {
+    PrintWarning("'%s' has a %s label where %s belongs; from there on all is read as data.\n",
+                 tape.device.c_str(), LabelField(*found.label, label::kName).c_str(), wanted);
+    tape.has_early_block = true;
+  }
+  return Header::kReady;
 }
 
 // Reads on to the tape mark behind the header labels and steps over it. Further labels are passed
 // over; a data block where the mark should be is the first one.
 Header PassHeaderMark(TapeIo& tape, Found found) {
   while (found.label) found = ReadTapeLabel(tape);
-  if (found.failed) return Header::kGiveUp;
+  if (found.error != 0) return GiveUp(found.error);
   if (found.mark) return tape.drive->Reopen() ? Header::kReady : Header::kGiveUp;
   PrintWarning("There is no tape mark behind the labels of '%s'.\n", tape.device.c_str());
   return Header::kReady;
@@ -179,13 +206,15 @@ Header ReadTapeHeader(TapeIo& tape) {
   Found found = ReadTapeLabel(tape);
   if (found.mark) {
     TRACE_LINE("#No tape header\n");
-    return WithoutHdr1(tape, found);
+    return WithoutHdr1(tape, found, "");
   }
+  const char* wanted = "VOL1 or HDR1";
   if (found.label && LabelIs(*found.label, "VOL1")) {
     TakeVol1(tape, *found.label);
     found = ReadTapeLabel(tape);
+    wanted = "HDR1";
   }
-  if (!found.label || !LabelIs(*found.label, "HDR1")) return WithoutHdr1(tape, found);
+  if (!found.label || !LabelIs(*found.label, "HDR1")) return WithoutHdr1(tape, found, wanted);
   if (!TakeHdr1(tape, *found.label)) return Header::kWrongVolume;
   found = ReadTapeLabel(tape);
   if (found.label && LabelIs(*found.label, "HDR2")) TakeSizes(tape, *found.label);
@@ -196,7 +225,9 @@ int ReadTapeLabels(TapeIo& tape) {
   for (;;) {
     const Header header = ReadTapeHeader(tape);
     if (header != Header::kWrongVolume) return header == Header::kReady ? 1 : 0;
-    if (!ChangeVolume(*tape.drive, tape.device, tape.volume_number)) return 0;
+    if (ChangeVolume(*tape.drive, tape.device, tape.volume_number)) continue;
+    errno = ECANCELED;
+    return 0;
   }
 }
 
@@ -215,8 +246,32 @@ int processNextVol(TapeIo& tape) {
     return 0;
   }
   tape.end_of_file = false;
+  tape.passed_end = false;
+  tape.counted_from = tape.blocks_read;
   tape.block = {};
   return 1;
+}
+
+// Warns when the label behind the data counts other blocks than were read. Six digits are common
+// to all writers.
+void CheckBlockCount(const TapeIo& tape, const std::string& trailer) {
+  constexpr std::int64_t kCountModulus = 1000000;
+  const auto counted = LabelNumber(trailer, label::kBlockCountRead);
+  const std::int64_t read = tape.blocks_read - tape.counted_from;
+  if (!counted || *counted == read % kCountModulus) return;
+  PrintWarning("The %s label of '%s' counts %d blocks; %ld were read.\n",
+               LabelField(trailer, label::kName).c_str(), tape.device.c_str(), *counted, read);
+}
+
+// An unlabelled tape ends at its first mark. Whether more follows is not asked where the next run
+// goes on.
+void LookBehindMark(TapeIo& tape) {
+  if (!tape.drive->rewinds()) return;
+  const Drive::Block block = tape.drive->ReadBlock(MostBytes(tape));
+  if (block.error != 0 || !block.data.empty())
+    PrintWarning(
+        "More stands behind the tape mark that ends '%s'; only what is before it is read.\n",
+        tape.device.c_str());
 }
 
 }  // namespace
@@ -239,7 +294,11 @@ int readHdr(TapeIo& tape) {
 
 int readEof(TapeIo& tape) {
   TRACE_FRAME();
-  if (!tape.is_tape() || !tape.labelled || tape.damaged) return 0;
+  if (!tape.is_tape() || tape.damaged || std::exchange(tape.passed_end, true)) return 0;
+  if (!tape.labelled) {
+    LookBehindMark(tape);
+    return 0;
+  }
   const Found first = ReadTapeLabel(tape);
   const bool ends_file = first.label && LabelIs(*first.label, "EOF1");
   const bool ends_volume = first.label && LabelIs(*first.label, "EOV1");
@@ -248,9 +307,10 @@ int readEof(TapeIo& tape) {
     tape.damaged = true;
     return 0;
   }
+  CheckBlockCount(tape, *first.label);
   const Found second = ReadTapeLabel(tape);
   if (ends_volume || (second.label && LabelIs(*second.label, "EOV2"))) return processNextVol(tape);
-  if (second.label) (void)tape.drive->ReadBlock(kLargestBlock);  // the closing tape mark
+  if (second.label) (void)tape.drive->ReadBlock(MostBytes(tape));  // the closing tape mark
   return 0;
 }
 

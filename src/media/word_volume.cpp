@@ -16,6 +16,7 @@ bool OpenCopyg(TapeIo& tape) {
   if (!words.OpenCopyg()) return false;
   tape.copyg_qualifier = words.qualifier();
   tape.file_label = words.file_name();
+  tape.counted_from = tape.blocks_read;  // the header is not counted
   if (tape.volume_serial.empty()) tape.volume_serial = kNoSerial;
   return true;
 }

@@ -73,6 +73,7 @@ int Backup::Run() {
     if (SkipRecords() != 0) result = TransferRecords();
     if (file_->Failed()) result = 0;
     Finish();
+    if (tape_->is_tape() && LostBlocks(*tape_) > 0) result = 0;
   }
   DieOfPendingSignal();
   return result;
@@ -132,7 +133,7 @@ int Backup::AskRecordSize() {
 
 int Backup::OpenVolume() {
   if (CheckBackupApart(opt.infile, opt.outfile) == 0) return 0;
-  for (const std::string& file : FilesOfVolume(opt.outfile))
+  for (const std::string& file : FilesOfVolume(opt.outfile, DriveUse::kWrite))
     if (CheckNoIndexedFile(file) == 0) return 0;
   tape_ = openTapeOut({.path = opt.outfile,
                        .block_size = opt.gblBlkSize,

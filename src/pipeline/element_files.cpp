@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
+#include <map>
 #include <string>
 #include <utility>
 
@@ -32,6 +33,8 @@ class TextReader {
   // The next line or spacing; false at the end of the text.
   [[nodiscard]] bool Next(std::string& piece);
   [[nodiscard]] bool damaged() const { return reader_.damaged(); }
+  // The text has ended where it says so.
+  [[nodiscard]] bool ended() const { return reader_.ended(); }
 
  private:
   void MakeLine(std::string& line) const;
@@ -137,7 +140,9 @@ class ElementFile {
   [[nodiscard]] bool ReadElement(Element& element);
   [[nodiscard]] bool ProcessElement(const Element& element);
   [[nodiscard]] bool ReadText(const Element& element, std::string& text);
+  void PassRest(const Element& element, std::uint64_t end);
   [[nodiscard]] bool PassTo(std::uint64_t position);
+  [[nodiscard]] std::string PathOf(const Element& element);
   void Write(const Element& element, const std::string& text);
   void Skip(const Element& element, const char* reason);
   [[nodiscard]] bool Damaged(const char* what);
@@ -146,7 +151,8 @@ class ElementFile {
   TapeIo& tape_;
   WordStream& words_;
   std::string directory_ = opt.outfile.substr(0, opt.outfile.rfind('/') + 1);
-  bool is_first_ = true;  // its first word has been read as the file's label
+  std::map<std::string, int> written_;  // how often each path was to be written
+  bool is_first_ = true;                // its first word has been read as the file's label
   int processed_ = 0;
   int skipped_[std::size(kTypeNames)] = {};
 };
@@ -211,7 +217,6 @@ bool IsFileName(const std::string& name) {
 // Restores or skips an element and goes on behind it. False when that can not be.
 bool ElementFile::ProcessElement(const Element& element) {
   const std::uint64_t begin = words_.position();
-  const std::uint64_t end = begin + element.words;
   const std::uint64_t next =
       begin + (element.words + kElementWords - 1) / kElementWords * kElementWords;
   if (element.type != kSymbolic) {
@@ -226,7 +231,6 @@ bool ElementFile::ProcessElement(const Element& element) {
     if (!ReadText(element, text)) {
       Skip(element, "its text is damaged");
       tape_.damaged = true;
-      if (words_.position() > end) return false;
     } else {
       Write(element, text);
     }
@@ -237,18 +241,42 @@ bool ElementFile::ProcessElement(const Element& element) {
 // The whole text; false when it does not end where it should.
 bool ElementFile::ReadText(const Element& element, std::string& text) {
   const std::uint64_t end = words_.position() + element.words;
-  SdfReader reader(words_);
+  SdfReader reader(words_, end);
   TextReader lines(reader, element.data_type, opt.sw_postprocess != 0);
   std::string piece;
-  while (words_.position() < end && lines.Next(piece)) text += piece;
-  return words_.position() <= end && !lines.damaged();
+  while (lines.Next(piece)) text += piece;
+  if (lines.damaged()) return false;
+  PassRest(element, end);
+  return true;
 }
 
-void ElementFile::Write(const Element& element, const std::string& text) {
+// Passes over what stands behind the end of a text, and says so if it is more than zeros.
+void ElementFile::PassRest(const Element& element, std::uint64_t end) {
+  bool is_blank = true;
+  for (Word word; words_.position() < end && words_.Next(word);) is_blank = is_blank && word == 0;
+  if (!is_blank)
+    PrintWarning(
+        "Element '%s' goes on behind the end-of-file image of its text; that is dropped.\n",
+        element.name.c_str());
+}
+
+// The file of an element. A name that has come before in this run is made another one.
+std::string ElementFile::PathOf(const Element& element) {
   std::string name = element.name + (element.version.empty() ? "" : "." + element.version);
   if (opt.sw_upper_case == 0)
     for (char& c : name) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  const std::string path = directory_ + name;
+  std::string path = directory_ + name;
+  const int count = ++written_[path];
+  if (count > 1) {
+    path += "~" + std::to_string(count);
+    PrintWarning("There is more than one element '%s'; this one becomes '%s'.\n", name.c_str(),
+                 path.c_str());
+  }
+  return path;
+}
+
+void ElementFile::Write(const Element& element, const std::string& text) {
+  const std::string path = PathOf(element);
   PrintOutput("Creating  %s\n", path.c_str());
   TextFile file;
   if (!file.Create(path)) return Skip(element, "its file can not be created");
@@ -297,6 +325,8 @@ int RestorePrintFile(TapeIo& tape) {
   std::int64_t written = 0;
   for (std::string piece; InterruptScope::Pending() == 0 && lines.Next(piece); ++written)
     file.Put(piece);
+  if (!lines.damaged() && !lines.ended() && InterruptScope::Pending() == 0)
+    PrintWarning("'%s' ends without an end-of-file image.\n", tape.device.c_str());
   if (lines.damaged() || tape.damaged)
     PrintWarning("Input file '%s' was not read to its end; see the message above.\n",
                  opt.infile.c_str());

@@ -22,6 +22,8 @@ void* Map(std::size_t bytes, int protection, int flags, int fd, off_t offset) {
   return ::mmap(nullptr, bytes, protection, flags, fd, offset);
 }
 
+int Access(const char* path, int mode) { return ::faccessat(AT_FDCWD, path, mode, AT_EACCESS); }
+
 void Store(void* mapped, const void* from, std::size_t bytes) { std::memcpy(mapped, from, bytes); }
 
 int Lock(int fd, int command, struct flock* region) { return ::fcntl(fd, command, region); }
@@ -42,6 +44,7 @@ SystemCalls sys = {
     .mmap = Map,
     .munmap = ::munmap,
     .store = Store,
+    .access = Access,
     .stat = ::stat,
     .lstat = ::lstat,
     .fstat = ::fstat,

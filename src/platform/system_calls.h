@@ -30,6 +30,7 @@ struct SystemCalls {
   int (*munmap)(void* address, std::size_t bytes);
   // Copies into a shared mapping. Not a system call, but the moment at which a file changes.
   void (*store)(void* mapped, const void* from, std::size_t bytes);
+  int (*access)(const char* path, int mode);  // by the effective user
   int (*stat)(const char* path, struct stat* result);
   int (*lstat)(const char* path, struct stat* result);
   int (*fstat)(int fd, struct stat* result);

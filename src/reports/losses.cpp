@@ -9,7 +9,10 @@ bool Losses::Lose(std::int64_t number) {
   last_ = number;
   if (first_ != 0) return false;
   first_ = number;
-  PrintError("%s %ld could not be written; the run goes on with the next one.\n", noun_, number);
+  PrintError(after_loss_ == AfterLoss::kStop
+                 ? "%s %ld could not be written; nothing is written behind it.\n"
+                 : "%s %ld could not be written; the run goes on with the next one.\n",
+             noun_, number);
   return true;
 }
 

@@ -63,6 +63,16 @@ TEST(Comp1100, NegativeZeroIsZeroAndWhatDoesNotFitIsTold) {
   EXPECT_TRUE(make1100Comp(Comp1100Of(2), false, most, quarter.data()));
 }
 
+TEST(Comp1100, SizesThatNoFieldHasAreRefused) {
+  const Quarters quarters(1);
+  Byte byte = 1;
+  Quarters back(1, 1);
+  EXPECT_FALSE(process1100Comp({8, 8}, true, quarters.data(), &byte));
+  EXPECT_FALSE(process1100Comp({1, 4}, true, quarters.data(), &byte));
+  EXPECT_FALSE(make1100Comp({12, 12}, true, &byte, back.data()));
+  EXPECT_EQ(byte + back[0], 2);
+}
+
 class SdfRecord : public ::testing::Test {
  protected:
   SdfRecord() { opt = OptionSet{}; }
@@ -104,6 +114,13 @@ TEST_F(SdfRecord, FieldsThatCanNotBePlacedAreRefused) {
   EXPECT_EQ(::testing::internal::GetCapturedStderr(),
             "\nERROR: Before 'N' stands a field without a name that is no text; give it a name in "
             "the copybook.\n");
+  items_ = {{.type = mask_type::kBinary, .length = 8, .location = 4, .name = "FILLER"}};
+  ::testing::internal::CaptureStderr();
+  EXPECT_EQ(Convert({}), "refused");
+  EXPECT_EQ(
+      ::testing::internal::GetCapturedStderr(),
+      "\nERROR: Binary field 'FILLER' (-B4:8) of 36-bit data can not be converted: the most is "
+      "7 quarter-words.\n");
   items_ = {{.type = mask_type::kFloat, .length = 4, .name = "F"}};
   ::testing::internal::CaptureStderr();
   EXPECT_EQ(Convert({}), "refused");

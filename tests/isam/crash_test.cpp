@@ -199,6 +199,21 @@ TEST_F(Faults, AFullDiskIsAnErrorOfTheOperation) {
   }
 }
 
+// Room that was there stays usable: without it records can go, and change what no index knows.
+TEST_F(Faults, OnAFullDiskRecordsCanBeDeleted) {
+  ASSERT_NO_FATAL_FAILURE(Build());
+  for (int key = 0; key < 60; ++key) ASSERT_EQ(iswrite(handle_, Record(key, kLength).data()), 0);
+  ASSERT_EQ(isdelete(handle_, Record(0, kLength).data()), 0);
+  ASSERT_EQ(isclose(handle_), 0);
+  sys.fallocate = [](int, off_t, off_t) { return ENOSPC; };
+  handle_ = isopen(name_.c_str(), ISINOUT | ISEXCLLOCK);
+  ASSERT_EQ(isrewrite(handle_, Record(1, kLength, 'x').data()), 0) << iserrno;
+  for (int key = 1; key < 60; ++key)
+    ASSERT_EQ(isdelete(handle_, Record(key, kLength).data()), 0) << iserrno;
+  ASSERT_EQ(isclose(handle_), 0);
+  ExpectSound(0);
+}
+
 ssize_t ShortRead(int fd, void* buffer, std::size_t bytes, off_t offset) {
   if (++calls_left % 3 == 0) {
     errno = EINTR;

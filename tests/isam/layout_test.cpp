@@ -165,6 +165,61 @@ TEST_F(Layout, PreciousNumbersAreNotGivenAgain) {
   ASSERT_EQ(isclose(handle_), 0);
 }
 
+// The third node of the list has no mark, or names a number that was never given.
+TEST_F(Layout, ADamagedListIsNotGivenBack) {
+  constexpr int kRecords = 900;
+  constexpr std::size_t kMark = kNode - 3, kNumber = 6, kListHead = 25, kNext = 2;
+  for (const auto& [place, byte] : {std::pair{kMark, '\0'}, {kNumber, '\x7F'}}) {
+    Build();
+    WriteRun(1, kRecords);
+    for (int number = 1; number < kRecords; ++number) ASSERT_EQ(isdelrec(handle_, number), 0);
+    ASSERT_EQ(isclose(handle_), 0);
+    std::string index = dir_.ReadFile("f.idx");
+    std::size_t at = kListHead;
+    for (int node = 0; node < 3; ++node)
+      at =
+          (std::stoul("0x" + ToHex(index.substr(at + 2, 2)).erase(2, 1), nullptr, 16) - 1) * kNode +
+          kNext;
+    index[at - kNext + place] = byte;
+    dir_.WriteFile("f.idx", index);
+    handle_ = isopen(dir_.Path("f").c_str(), ISINOUT | ISEXCLLOCK);
+    EXPECT_EQ(isprecious(handle_, 1), -1);
+    EXPECT_EQ(iserrno, EBADFILE);
+    isclose(handle_);
+    EXPECT_EQ(dir_.ReadFile("f.idx"), index);
+    ASSERT_EQ(iserase(dir_.Path("f").c_str()), 0);
+  }
+}
+
+TEST_F(Layout, RecordsOfAFileWithoutDataLiveByTheirEntries) {
+  Build(0, Key(0, 8), 0);
+  for (int key = 1; key <= 2; ++key) Write(key);
+  ASSERT_EQ(isdelrec(handle_, 1), 0);
+  EXPECT_EQ(isrewrec(handle_, 1, Record(3, kLength).data()), -1);
+  EXPECT_EQ(iserrno, ENOREC);
+  EXPECT_EQ(isrewrec(handle_, 2, Record(2, kLength).data()), 0);
+  EXPECT_EQ(isrewrec(handle_, 2, Record(4, kLength).data()), 0);
+  ASSERT_EQ(isclose(handle_), 0);
+}
+
+TEST_F(Layout, WhatIsNoIndexFileIsNamedSo) {
+  dir_.WriteFile("f.idx", "a text of some length that is no index");
+  EXPECT_EQ(isopen(dir_.Path("f").c_str(), ISINPUT), -1);
+  EXPECT_EQ(iserrno, EBADFILE);
+  dir_.WriteFile("taken.dat", "x");
+  setenv("ZORISAMDAT", "no", 1);
+  keydesc key = Key(0, 8);
+  const int handle = isbuild(dir_.Path("bare").c_str(), kLength, &key, ISINOUT | ISEXCLLOCK);
+  key.k_nparts = -1;
+  char record[kLength] = {};
+  EXPECT_EQ(isstart(handle, &key, 0, record, ISFIRST), -1);
+  EXPECT_EQ(iserrno, EBADKEY);
+  isclose(handle);
+  EXPECT_EQ(isrename(dir_.Path("bare").c_str(), dir_.Path("taken").c_str()), -1);
+  EXPECT_EQ(iserrno, EEXIST);
+  unsetenv("ZORISAMDAT");
+}
+
 TEST_F(Layout, NamesOfTheFiles) {
   setenv("ZORISAMDAT", "no", 1);
   Build();

@@ -4,7 +4,11 @@
 #include <isam.h>
 #include <isam_ext.h>
 
+#include <cstdio>
+
 #include "isam/other_process.h"
+#include "platform/system_calls.h"
+#include "support/faults.h"
 #include "support/temp_dir.h"
 
 namespace {
@@ -166,6 +170,69 @@ TEST_F(Locks, HandlesOfOneProcess) {
   EXPECT_EQ(other.Now(Do::kOpen, ISINPUT | ISMANULOCK), 0);
   EXPECT_EQ(other.Now(Do::kRead, ISEQUAL | ISLOCK, 3), ELOCKED);
   isclose(shared);
+}
+
+// An automatic lock lasts to the end of the next call, so that nobody comes between the two.
+TEST_F(Locks, AnAutomaticLockIsKeptForTheCallThatFollows) {
+  OtherProcess other(name_, kLength);
+  const int handle = Open(ISINOUT | ISAUTOLOCK);
+  ASSERT_EQ(other.Now(Do::kOpen, ISINOUT | ISMANULOCK), 0);
+  for (int i = 0; i < 50; ++i) {
+    ASSERT_EQ(Read(handle, ISEQUAL, 2), 0);
+    other.Begin(Do::kRead, ISEQUAL | ISLOCK | ISWAIT, 2);
+    while (other.Answers(1)) FAIL() << "the record is locked";
+    ASSERT_EQ(isrewrite(handle, Record(2, kLength, 'x').data()), 0) << iserrno;
+    ASSERT_EQ(other.Answer(), 0);
+    ASSERT_EQ(other.Now(Do::kRelease, 0, 0), 0);
+  }
+  isclose(handle);
+}
+
+TEST_F(Locks, NamesWithASuffixCostNoLock) {
+  OtherProcess other(name_, kLength);
+  const int handle = Open(ISINOUT | ISMANULOCK);
+  ASSERT_EQ(other.Now(Do::kOpen, ISINOUT | ISMANULOCK), 0);
+  ASSERT_EQ(Read(handle, ISEQUAL | ISLOCK, 2), 0);
+  EXPECT_EQ(isopen((name_ + ".idx").c_str(), ISINOUT), -1);
+  EXPECT_EQ(other.Now(Do::kRead, ISEQUAL | ISLOCK, 2), ELOCKED);
+  isclose(handle);
+}
+
+TEST_F(Locks, ALockThatEndsWhileTheFileIsExclusiveIsGone) {
+  OtherProcess other(name_, kLength);
+  const int first = Open(ISINOUT | ISMANULOCK | ISSHAREOWN);
+  ASSERT_EQ(Read(first, ISEQUAL | ISLOCK, 2), 0);
+  const int exclusive = Open(ISINOUT | ISEXCLLOCK | ISSHAREOWN);
+  ASSERT_GE(exclusive, 0) << iserrno;
+  EXPECT_EQ(isrename(name_.c_str(), (name_ + "2").c_str()), -1);  // it is open
+  EXPECT_EQ(iserrno, EFLOCKED);
+  ASSERT_EQ(isrelrec(first, 2), 0);
+  ASSERT_EQ(Read(first, ISEQUAL | ISLOCK, 3), 0);
+  isclose(exclusive);
+  EXPECT_EQ(other.Now(Do::kOpen, ISINOUT | ISMANULOCK), 0);
+  EXPECT_EQ(other.Now(Do::kRead, ISEQUAL | ISLOCK, 2), 0);
+  EXPECT_EQ(other.Now(Do::kRead, ISEQUAL | ISLOCK, 3), ELOCKED);
+  isclose(first);
+}
+
+// A file that takes the name between open and lock is the one that is meant.
+std::string opened_name;
+
+TEST_F(Locks, AFileReplacedWhileItIsOpenedIsLeft) {
+  const tolvane::test::SavedSystem saved;
+  dir_.WriteFile("f.idx.new", dir_.ReadFile("f.idx"));
+  opened_name = name_ + ".idx";
+  tolvane::sys.open = [](const char* path, int flags, mode_t mode) {
+    const int fd = ::open(path, flags, mode);
+    if (path == opened_name) (void)std::rename((opened_name + ".new").c_str(), path);
+    return fd;
+  };
+  const int handle = Open(ISINOUT | ISMANULOCK);
+  ASSERT_EQ(iswrite(handle, Record(9, kLength).data()), 0) << iserrno;
+  isclose(handle);
+  const int again = Open(ISINPUT);
+  EXPECT_EQ(Read(again, ISEQUAL, 9), 0);
+  isclose(again);
 }
 
 // Two processes write, read and delete at the same time; every operation is whole.

@@ -444,12 +444,14 @@ TEST(KeyOrder, EveryTypeHasItsOrder) {
       {KeyType::kDouble, "00 00 00 00 00 00 F0 BF", "00 00 00 00 00 00 F0 3F"},
       {KeyType::kFloat, "00 00 80 3F", "00 00 00 40"},
       {KeyType::kFloat, "00 00 C0 7F", "00 00 80 BF"},  // a NaN is smaller than -1
+      {KeyType::kFloat, "00 00 C0 7F", "01 00 C0 7F"},
   };
   for (const auto& c : cases) {
     const std::string less = FromHex(c.less), greater = FromHex(c.greater);
     const auto* a = reinterpret_cast<const Byte*>(less.data());
     const auto* b = reinterpret_cast<const Byte*>(greater.data());
     EXPECT_LT(CompareKeys(OneKey(c.type, less.size()), a, b), 0) << c.less;
+    EXPECT_GT(CompareKeys(OneKey(c.type, less.size()), b, a), 0) << c.less;
     EXPECT_GT(CompareKeys(OneKey(c.type, less.size(), true), a, b), 0) << c.less;
     EXPECT_EQ(CompareKeys(OneKey(c.type, less.size()), a, a), 0) << c.less;
   }

@@ -51,6 +51,13 @@ TEST_F(OutputStreamTest, ARecordThatDoesNotFitIsCutOffAndTheNextOnesAreTried) {
   EXPECT_EQ(output_.lost(), 5);
 }
 
+TEST_F(OutputStreamTest, EmptyUnitsAreNotLost) {
+  ASSERT_TRUE(output_.Open(dir_.Path("out")));
+  WriteRecord("");
+  ASSERT_TRUE(output_.Close());
+  EXPECT_EQ(output_.lost(), 0);
+}
+
 int writes;
 
 TEST_F(OutputStreamTest, ShortAndInterruptedWritesAreCompleted) {

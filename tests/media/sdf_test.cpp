@@ -85,6 +85,57 @@ TEST(Sdf, AnImageThatIsCutEndsTheFileWithAMessage) {
   EXPECT_TRUE(reader.damaged());
 }
 
+// The records of images, and what was said.
+std::pair<std::vector<std::string>, std::string> RecordsOf(const test::Words& words,
+                                                           std::uint64_t limit) {
+  Bytes bytes(Pack(words));
+  WordStream stream = bytes.Stream();
+  SdfReader reader(stream, limit);
+  std::vector<std::uint16_t> record;
+  std::vector<std::string> records;
+  ::testing::internal::CaptureStderr();
+  while (reader.NextRecord(record, 100)) records.push_back(Text(record));
+  if (!reader.ended()) records.emplace_back("no end");
+  return {records, ::testing::internal::GetCapturedStderr()};
+}
+
+TEST(Sdf, RecordsEndWhereTheyShould) {
+  using test::operator+;
+  using test::Words;
+  const Words a = test::Image({Characters("AAAA")}), b = test::Image({Characters("BBBB")});
+  const Words bypass{Octal("510100000000"), 0}, continued{test::kContinued};
+  const Words end{test::kEndOfFile}, end_of_record{test::kEndOfRecord};
+  const std::string cut =
+      "\nWARNING: A continuation in block 1 of 'tape' is not followed by data.\n";
+  const struct {
+    const char* name;
+    Words words;
+    std::vector<std::string> records;
+    std::string said;
+    std::uint64_t limit = SdfReader::kNoLimit;
+  } cases[] = {
+      {"bypass behind a continuation", a + continued + bypass + b + end, {"AAAABBBB"}, ""},
+      {"bypass before a continuation", a + bypass + continued + b + end, {"AAAABBBB"}, ""},
+      {"continuation without data", a + continued + end_of_record + b + end, {"AAAA", "BBBB"}, cut},
+      {"continuation at the end", a + continued + end, {"AAAA"}, cut},
+      {"empty records", a + Words(2, 0) + b + end, {"AAAA", "", "", "BBBB"}, ""},
+      {"empty records at the end", a + Words(2, 0) + end, {"AAAA", "", ""}, ""},
+      {"fill", a + end_of_record + Words(200, 0), {"AAAA", "no end"}, ""},
+      {"limit", a + b + end, {"AAAA", "no end"}, "", 2},
+      {"fill up to a limit", a + Words(3, 0) + b + end, {"AAAA", "no end"}, "", 5},
+      {"image beyond a limit",
+       a + b + end,
+       {"AAAA", "no end"},
+       "\nERROR: An image of 1 words in block 1 of 'tape' runs past the end of its element.\n",
+       3},
+  };
+  for (const auto& c : cases) {
+    const auto [records, said] = RecordsOf(c.words, c.limit);
+    EXPECT_EQ(records, c.records) << c.name;
+    EXPECT_EQ(said, c.said) << c.name;
+  }
+}
+
 TEST(Sdf, TheFirstWordTellsTheKind) {
   const struct {
     const char* first;

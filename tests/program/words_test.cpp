@@ -108,7 +108,7 @@ TEST_F(WordData, CopygRoundTripIsExact) {
       BuiltProgram("tapeimg"), {.arguments = {"header", "in"}, .directory = dir_.Path()});
   dir_.WriteFile("back.hdr", header.out);
   const ProgramResult backed_up =
-      Run("BACKUP\nRECORD SIZE IS 24\nZORVA FILE IS SEQUENTIAL\nCOMPILER IS MF\n"
+      Run("BACKUP\nZORVA FILE IS SEQUENTIAL\nCOMPILER IS MF\n"
           "AUTOMATIC ANSWER\nBACKUP FILE IS COPYG\nINPUT FILE IS out\nOUTPUT FILE IS back\n");
   EXPECT_TRUE(dir_.ReadFile("back") == volume) << backed_up.out << backed_up.err;
   EXPECT_NE(backed_up.out.find("OPENING back.hdr\n"), std::string::npos);
@@ -222,6 +222,26 @@ TEST_F(WordData, ConditionsChooseFieldsByConvertedValues) {
       << result.out << result.err;
 }
 
+TEST_F(WordData, AShorterLayoutIsFilledWithBlanks) {
+  const char kLayouts[] =
+      "       01  REC.\n"
+      "           05  KIND     PIC X.\n"
+      "           05  LONG.\n"
+      "               10  N    PIC S9(5) COMP.\n"
+      "               10  U    PIC X.\n"
+      "           05  SHORT REDEFINES LONG.\n"
+      "               10  V    PIC X(3).\n"
+      "           05  REST     PIC X(4).\n"
+      "       ID IS KIND = \"A\" USE LONG.\n"
+      "       ID IS KIND = \"B\" USE SHORT.\n";
+  const Words data = SdfLabel(2, 2) + Image({Quarters('A', 0, 77, 'u'), Characters("wxyz")}) +
+                     Image({Characters("Babc"), Characters("wxyz")}) + Words{kEndOfFile};
+  dir_.WriteFile("in", Pack(data));
+  const ProgramResult result = Run(Restore("SDF", "ZORVA FILE IS SEQUENTIAL\n"), "", kLayouts);
+  EXPECT_EQ(dir_.ReadFile("out"), "A" + FromHex("0000004D") + "uwxyz" + "Babc  wxyz")
+      << result.out << result.err;
+}
+
 TEST_F(WordData, DatesAreWidenedAndAnalysedInConvertedRecords) {
   const char kDates[] =
       "       01  REC.\n"
@@ -259,6 +279,11 @@ TEST_F(WordData, TheOutputIsNamedLikeTheVolume) {
                     .environment = {{"ZORHOMEDATA", dir_.Path("accounts")}},
                     .directory = dir_.Path()});
   EXPECT_EQ(dir_.ReadFile("accounts/accounts/daily-1"), Restored(0));
+  const ProgramResult unset = RunProgram(
+      BuiltProgram("tolvane"),
+      {.arguments = {"-G", "job"}, .environment = {{"ZORHOMEDATA", ""}}, .directory = dir_.Path()});
+  EXPECT_NE(unset.out.find("Restoring accounts/daily-1 from in.\n"), std::string::npos)
+      << unset.out;
 }
 
 TEST_F(WordData, PrintFilesBecomeLines) {
@@ -271,6 +296,14 @@ TEST_F(WordData, PrintFilesBecomeLines) {
   const ProgramResult result = Run(Restore("SDF"), "", "");
   EXPECT_EQ(dir_.ReadFile("out"), "ONE TWO\n\n\nLINES\n\fPAGE\n") << result.out << result.err;
   EXPECT_NE(result.out.find("Processing an SDF print file.\n"), std::string::npos);
+  EXPECT_EQ(result.err, "");
+
+  data.pop_back();
+  dir_.WriteFile("in", Pack(CopygHeader("Q", "F")) + CopygBlocks(data));
+  const ProgramResult filled = Run(Restore("COPYG"), "", "");
+  EXPECT_EQ(dir_.ReadFile("out"), "ONE TWO\n\n\nLINES\n\fPAGE\n");
+  EXPECT_NE(filled.err.find("WARNING: 'in' ends without an end-of-file image.\n"),
+            std::string::npos);
 }
 
 // An element of a type with its text, filled up to whole records of 40 words.
@@ -289,19 +322,30 @@ Words Element(const char* name, unsigned type, unsigned characters, const Words&
 TEST_F(WordData, SymbolicElementsBecomeFiles) {
   const Words text = Image({Fieldata("MOVE A"), Fieldata("      ")}) + Words{kEndOfFile};
   const Words nine_bit = Image({Characters("stop")}) + Words{kEndOfFile};
-  const Words cut = Words{std::uint64_t{30} << 24, 0};
+  const Words beyond = Words{std::uint64_t{300} << 24, 0};
+  const Words twice = nine_bit + nine_bit;
   dir_.WriteFile("in", Pack(Element("FIRST ", 1, 0, text) + Element("CODE  ", 5, 0, Words(90, 7)) +
-                            Element("SECOND", 1, 1, nine_bit) + Element("CUT   ", 1, 1, cut)));
+                            Element("CUT   ", 1, 1, beyond) + Element("SECOND", 1, 1, nine_bit) +
+                            Element("FIRST ", 1, 1, twice) + Element("EMPTY ", 1, 1, {})));
   const ProgramResult result =
       Run("RESTORE\nAUTOMATIC ANSWER\nBACKUP FILE IS COPOUT\nINPUT FILE IS in\n"
           "OUTPUT FILE IS texts/x\n",
           "", "");
   EXPECT_EQ(dir_.ReadFile("texts/first"), "MOVE A\n") << result.out << result.err;
   EXPECT_EQ(dir_.ReadFile("texts/second"), "stop\n");
+  EXPECT_EQ(dir_.ReadFile("texts/first~2"), "stop\n");
+  EXPECT_EQ(result.err,
+            "\nWARNING: Element 'CODE' (RELocatable) is skipped: its type can not be restored.\n"
+            "\nERROR: An image of 300 words in block 1 of 'in' runs past the end of its element.\n"
+            "\nWARNING: Element 'CUT' (SYMbolic) is skipped: its text is damaged.\n"
+            "\nWARNING: Element 'FIRST' goes on behind the end-of-file image of its text; that is "
+            "dropped.\n"
+            "\nWARNING: There is more than one element 'first'; this one becomes 'texts/first~2'.\n"
+            "\nWARNING: Input file 'in' was not read to its end; see the message above.\n");
   EXPECT_FALSE(dir_.Exists("texts/code"));
   EXPECT_FALSE(dir_.Exists("texts/cut"));
   EXPECT_NE(result.out.find("Creating  texts/first\n"), std::string::npos);
-  EXPECT_NE(result.out.find("Total SYMbolic elements processed:    2\n"
+  EXPECT_NE(result.out.find("Total SYMbolic elements processed:    4\n"
                             "Total SYMbolic elements skipped:    1\n"
                             "Total RELocatable elements skipped:    1\n"),
             std::string::npos)

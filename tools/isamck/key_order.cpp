@@ -26,12 +26,14 @@ void MakeKey(const Key& key, const Byte* record, Byte* to) {
 
 namespace {
 
-// A NaN is smaller than any number, whichever side it stands on; a negative zero is smaller than
-// a positive one.
+// A NaN is smaller than any number, whichever side it stands on, and NaNs have the order of their
+// bytes; a negative zero is smaller than a positive one.
 template <typename Float>
 int CompareFloats(const Byte* a, const Byte* b) {
   const auto x = LoadNative<Float>(a), y = LoadNative<Float>(b);
   if (x == 0 && y == 0) return std::signbit(x) == std::signbit(y) ? 0 : std::signbit(x) ? -1 : 1;
+  if (std::isnan(x) && std::isnan(y)) return std::memcmp(a, b, sizeof(Float));
+  if (std::isnan(y)) return 1;
   return x > y ? 1 : -1;
 }
 

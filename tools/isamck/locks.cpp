@@ -30,10 +30,14 @@ bool LockForCheck(int fd) {
          Lock(fd, F_SETLKW, F_RDLCK, l::kOperation, l::kOperationLength);
 }
 
-bool LockForRebuild(int fd) {
+bool LockForRebuild(int fd, const std::string& name) {
   namespace l = isam::layout::lock;
+  struct stat opened {
+  }, named{};
   return Lock(fd, F_SETLK, F_WRLCK, l::kOpen, l::kOpenLength) &&
-         Lock(fd, F_SETLK, F_WRLCK, l::kOperation, l::kOperationLength);
+         Lock(fd, F_SETLK, F_WRLCK, l::kOperation, l::kOperationLength) &&
+         tolvane::sys.fstat(fd, &opened) == 0 && tolvane::sys.stat(name.c_str(), &named) == 0 &&
+         opened.st_dev == named.st_dev && opened.st_ino == named.st_ino;
 }
 
 }  // namespace isamck

@@ -196,7 +196,7 @@ int Rebuilder::Run() {
 int Rebuilder::ReadOld() {
   std::string why = "no record length and keys were given";
   if (old_index_.Open(names_.index, true)) {
-    if (!LockForRebuild(old_index_.fd()))
+    if (!LockForRebuild(old_index_.fd(), names_.index))
       return Complain(names_.index, "the file is in use; nothing was changed");
     if (auto header = ReadDictionary(old_index_, why)) {
       Report ignored(names_.base);

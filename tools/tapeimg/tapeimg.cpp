@@ -1,7 +1,10 @@
 // tapeimg: lists a tape image, packs plain files into one, unpacks one into plain files.
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <cerrno>
+#include <charconv>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -13,6 +16,7 @@
 #include "media/labels.h"
 #include "media/splitbit.h"
 #include "media/tape_image.h"
+#include "platform/paths.h"
 
 namespace {
 
@@ -34,7 +38,9 @@ constexpr const char* kHelp =
     "COPYG\n"
     "                                               volume like VOLUME, an image or a plain file\n"
     "IMAGE is a name that ends in .tap or .aws, or has the prefix tap: or aws:.\n"
-    "Exit status: 0 done, 1 the image is damaged, 2 it cannot be used.\n";
+    "An empty file can not be packed: two tape marks are the end of a tape.\n"
+    "Exit status: 0 done, 1 the image is damaged or has blocks read with an error, 2 it cannot be\n"
+    "used.\n";
 
 struct Arguments {
   std::string command;
@@ -137,6 +143,24 @@ int List(const Arguments& arguments, const Image& image) {
   }
 }
 
+// Whether a file can be packed, found before the image is emptied; false after a message.
+bool IsInput(const std::string& name, const std::string& image) {
+  std::error_code error;
+  const char* fault = nullptr;
+  if (access(name.c_str(), R_OK) != 0) {
+    fault = std::strerror(errno);
+  } else if (std::filesystem::is_directory(name, error)) {
+    fault = std::strerror(EISDIR);
+  } else if (tolvane::IsSameFile(name, image)) {
+    fault = "it is the image itself";
+  } else if (std::filesystem::is_regular_file(name, error) &&
+             std::filesystem::file_size(name, error) == 0) {
+    fault = "it is empty, and two tape marks would end the tape";
+  }
+  if (fault != nullptr) std::fprintf(stderr, "tapeimg: '%s': %s\n", name.c_str(), fault);
+  return fault == nullptr;
+}
+
 // Puts one file on the image; false after a message.
 bool PackFile(const std::string& name, std::size_t block, tolvane::TapeImageWriter& writer) {
   std::ifstream in(name, std::ios::binary);
@@ -155,6 +179,8 @@ bool PackFile(const std::string& name, std::size_t block, tolvane::TapeImageWrit
 }
 
 int Pack(const Arguments& arguments, const Image& image) {
+  for (std::size_t i = 1; i < arguments.names.size(); ++i)
+    if (!IsInput(arguments.names[i], image.path)) return kUnusable;
   tolvane::TapeImageWriter writer(image.format);
   if (!writer.Open(image.path)) return Fail(image.path);
   for (std::size_t i = 1; i < arguments.names.size(); ++i)
@@ -169,20 +195,30 @@ std::string UnpackedName(const std::string& folder, int number) {
   return folder + name;
 }
 
-// Writes the blocks up to the next mark to a file. The object that ended it.
-std::optional<TapeObject> UnpackFile(tolvane::TapeImageReader& reader, const std::string& name) {
+// What stood between two marks.
+struct Unpacked {
+  std::size_t blocks = 0;
+  bool read_error = false;
+  TapeObject end{};  // the object that ended it
+};
+
+// Writes the blocks up to the next mark to a file, if there are any. Nothing after a message.
+std::optional<Unpacked> UnpackFile(tolvane::TapeImageReader& reader, const std::string& name) {
+  Unpacked unpacked;
   std::ofstream out;
   for (;;) {
-    const TapeObject object = reader.Next();
+    unpacked.end = reader.Next();
+    const TapeObject& object = unpacked.end;
     if (object.kind == TapeObject::Kind::kGap) continue;
     if (object.kind != TapeObject::Kind::kBlock) {
-      if (!out.is_open() || out.flush()) return object;
+      if (!out.is_open() || out.flush()) return unpacked;
       break;
     }
     if (object.read_error)
       std::fprintf(stderr, "tapeimg: %s: the block at offset %lu was read with an error\n",
                    name.c_str(), object.offset);
-    if (!out.is_open()) out.open(name, std::ios::binary | std::ios::trunc);
+    unpacked.read_error = unpacked.read_error || object.read_error;
+    if (++unpacked.blocks == 1) out.open(name, std::ios::binary | std::ios::trunc);
     for (const Byte byte : object.data) out.put(static_cast<char>(byte));
     if (!out) break;
   }
@@ -195,13 +231,20 @@ int Unpack(const Arguments& arguments, const Image& image) {
   if (!reader.Open(image.path)) return Fail(image.path);
   std::error_code error;
   std::filesystem::create_directories(arguments.names[1], error);
+  int result = kSound;
+  int written = 0;  // files; those without blocks wait until one with blocks follows
   for (int number = 1;; ++number) {
-    const auto end = UnpackFile(reader, UnpackedName(arguments.names[1], number));
-    if (!end) return kUnusable;
-    if (end->kind == TapeObject::Kind::kEnd) return kSound;
-    if (end->kind == TapeObject::Kind::kMark) continue;
-    std::fprintf(stderr, "tapeimg: '%s', offset %lu: %s\n", image.path.c_str(), end->offset,
-                 end->damage.c_str());
+    const auto unpacked = UnpackFile(reader, UnpackedName(arguments.names[1], number));
+    if (!unpacked) return kUnusable;
+    while (unpacked->blocks > 0 && ++written < number)
+      if (!std::ofstream(UnpackedName(arguments.names[1], written)))
+        return Fail(UnpackedName(arguments.names[1], written));
+    if (unpacked->read_error) result = kDamaged;
+    const TapeObject& end = unpacked->end;
+    if (end.kind == TapeObject::Kind::kEnd) return result;
+    if (end.kind == TapeObject::Kind::kMark) continue;
+    std::fprintf(stderr, "tapeimg: '%s', offset %lu: %s\n", image.path.c_str(), end.offset,
+                 end.damage.c_str());
     return kDamaged;
   }
 }
@@ -253,6 +296,13 @@ int Header(const std::string& name) {
   return kSound;
 }
 
+// A whole number; 0 when the word is none.
+std::size_t NumberOf(const std::string& word) {
+  std::size_t number = 0;
+  const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), number);
+  return error == std::errc() && end == word.data() + word.size() ? number : 0;
+}
+
 std::optional<Arguments> Parse(int argc, char** argv) {
   Arguments arguments;
   for (int i = 1; i < argc; ++i) {
@@ -260,7 +310,9 @@ std::optional<Arguments> Parse(int argc, char** argv) {
     if (word == "--json") {
       arguments.json = true;
     } else if (word == "--block" && i + 1 < argc) {
-      arguments.block = std::strtoul(argv[++i], nullptr, 10);
+      arguments.block = NumberOf(argv[++i]);
+    } else if (word.starts_with("--")) {
+      return std::nullopt;
     } else if (arguments.command.empty()) {
       arguments.command = word;
     } else {
@@ -279,7 +331,7 @@ std::optional<Arguments> Parse(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc == 2 && std::strcmp(argv[1], "--help") == 0) {
+  if (std::find(argv + 1, argv + argc, std::string_view("--help")) != argv + argc) {
     std::fputs(kHelp, stdout);
     return kSound;
   }
