@@ -133,6 +133,7 @@ RecordConverter::Op RecordConverter::ItemOp(const MaskItem& item, std::size_t ta
   switch (item.type) {
     case mask_type::kPacked:
       op.step = Step::kPacked;
+      op.has_sign_nibble = item.has_sign_nibble;
       break;
     case mask_type::kMfUnpacked:
     case mask_type::kMbpUnpacked:
@@ -176,7 +177,8 @@ void RecordConverter::AddItem(const MaskItem& item, std::size_t target,
   if (item.length < 1) return;
   const Op op = ItemOp(item, target);
   // Behind a condition an unconditional field may have left other bytes than text.
-  if (NeedsOwnText(item) || (!groups_.empty() && item.has_overpunch())) AddOwnText(op, ops);
+  const bool may_be_text = item.has_overpunch() || item.type == mask_type::kPacked;
+  if (NeedsOwnText(item) || (!groups_.empty() && may_be_text)) AddOwnText(op, ops);
   if (item.type != mask_type::kUnsigned) ops.push_back(op);
 }
 
@@ -342,8 +344,9 @@ void RecordConverter::RunField(const Op& op, std::span<const Byte> record, Byte*
        ++i, field += op.length, to += op.length) {
     const std::size_t length = std::min(op.length, static_cast<std::size_t>(end - field));
     if (op.step == Step::kPacked) WarnIfNotPacked(op, {field, length});
-    // Deliberate: the first blank occurrence ends the item; the rest of it is taken for text.
-    if (AllAre(field, length, space)) {
+    // Deliberate: the first blank occurrence ends the item; the rest of it is taken for text. Where
+    // all nibbles are digits, blanks are a number.
+    if (op.has_sign_nibble && AllAre(field, length, space)) {
       std::memset(to, text_[space], length);
       return;
     }
@@ -380,16 +383,16 @@ void RecordConverter::RunBits(const Op& op, std::span<const Byte> record, Byte* 
 }
 
 void RecordConverter::WarnIfNotPacked(const Op& op, std::span<const Byte> field) const {
-  if (opt.sw_validate != 0 && !sw_a2e_ && !IsPacked(field))
+  if (opt.sw_validate != 0 && !sw_a2e_ && !IsPacked(field, op.has_sign_nibble))
     PrintWarning("Invalid characters in packed numerics. Loc = %d\n", static_cast<int>(op.source));
 }
 
-bool IsPacked(std::span<const Byte> field) {
+bool IsPacked(std::span<const Byte> field, bool has_sign_nibble) {
   if (field.empty()) return false;
   const auto is_digit = [](unsigned nibble) { return nibble <= 9; };
   for (const Byte byte : field.first(field.size() - 1))
     if (!is_digit(byte >> 4) || !is_digit(byte & kDigitMask)) return false;
-  return is_digit(field.back() >> 4) && !is_digit(field.back() & kDigitMask);
+  return is_digit(field.back() >> 4) && is_digit(field.back() & kDigitMask) != has_sign_nibble;
 }
 
 int validatePacked(std::span<const Byte> field) { return IsPacked(field) ? 0 : -1; }

@@ -45,7 +45,8 @@ class RecordConverter {
   // output. Text is translated first, as one run where it can be; the fields follow.
   struct Op {
     Step step;
-    std::uint8_t bit = 0;  // kBits: first bit in the source byte, 0 the highest
+    std::uint8_t bit = 0;         // kBits: first bit in the source byte, 0 the highest
+    bool has_sign_nibble = true;  // kPacked
     std::uint32_t occurs = 1;
     std::size_t source = 0;
     std::size_t length = 0;  // kBits: number of bits
@@ -90,8 +91,8 @@ class RecordConverter {
   std::vector<Group> groups_;
 };
 
-// 1 when the field is valid packed decimal: digits, and a sign nibble from A to F.
-[[nodiscard]] bool IsPacked(std::span<const Byte> field);
+// 1 when the field is valid packed decimal: digits, and a sign nibble from A to F if it has one.
+[[nodiscard]] bool IsPacked(std::span<const Byte> field, bool has_sign_nibble = true);
 // 0 when it is, -1 when not.
 [[nodiscard]] int validatePacked(std::span<const Byte> field);
 

@@ -32,7 +32,16 @@ bool ReadWhole(const std::string& path, std::string& text) {
   return got == 0;
 }
 
-// COPY names a file as it is called, or without its suffix, in upper or lower case.
+void Show(const copybook::Diagnostic& found) {
+  if (found.severity == copybook::Severity::kError) {
+    PrintError("%s\n", found.Text().c_str());
+  } else {
+    PrintWarning("%s\n", found.Text().c_str());
+  }
+}
+
+}  // namespace
+
 bool OpenCopybook(std::string& path, std::string& text) {
   std::string lower = path;
   const std::size_t name = lower.rfind('/') + 1;  // 0 without a folder
@@ -47,16 +56,6 @@ bool OpenCopybook(std::string& path, std::string& text) {
       }
   return false;
 }
-
-void Show(const copybook::Diagnostic& found) {
-  if (found.severity == copybook::Severity::kError) {
-    PrintError("%s\n", found.Text().c_str());
-  } else {
-    PrintWarning("%s\n", found.Text().c_str());
-  }
-}
-
-}  // namespace
 
 CopybookReader::CopybookReader() : diagnostics(Show), lexer(OpenCopybook, diagnostics) {}
 

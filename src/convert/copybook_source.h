@@ -23,6 +23,10 @@ struct CopybookReader {
   copybook::Lexer lexer;
 };
 
+// Reads the text that COPY or a statement calls `path`: as it is called, or with a suffix of
+// copybooks, in upper or lower case; `path` becomes the name found. False when there is none.
+[[nodiscard]] bool OpenCopybook(std::string& path, std::string& text);
+
 // 8-bit data; 36-bit data when the backup is in SDF or COPYG form.
 [[nodiscard]] copybook::Settings CopybookSettings();
 

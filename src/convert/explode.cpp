@@ -1,9 +1,9 @@
 #include "convert/explode.h"
 
 #include <algorithm>
-#include <map>
 #include <string>
 
+#include "convert/convert.h"
 #include "datarep/charset.h"
 #include "datarep/decimal.h"
 #include "platform/console.h"
@@ -22,15 +22,16 @@ std::int64_t DigitsOf(const MaskItem& item) {
   return item.type == mask_type::kPacked ? 2 * item.length - 1 : item.length;
 }
 
-// Deliberate: the packed length is subtracted for every occurrence, the digits are added once.
+// By how much an item grows. Deliberate: the packed length is subtracted for every occurrence, the
+// digits are added once.
 std::int64_t Growth(const MaskItem& item) {
   const std::int64_t signs = HasSignByte(item) ? item.occurs : 0;
   if (item.type == mask_type::kPacked) return DigitsOf(item) - item.length * item.occurs + signs;
   return item.has_overpunch() ? signs : 0;
 }
 
-// The growth of a condition's group beyond what it replaces.
-std::int64_t GroupExcess(MaskList::const_iterator condition, std::int64_t replaced) {
+// Compares the growth of a condition's group with that of the items that it replaces.
+void CompareGroup(MaskList::const_iterator condition, std::int64_t replaced) {
   std::int64_t group = 0;
   for (auto item = condition + 1; item != mask_list.end() && !item->is_condition(); ++item)
     group += Growth(*item);
@@ -41,26 +42,6 @@ std::int64_t GroupExcess(MaskList::const_iterator condition, std::int64_t replac
   if (replaced < group)
     PrintWarning("The size of REDEFINES at %d is %d bytes longer.\n", at,
                  static_cast<int>(group - replaced));
-  return std::max<std::int64_t>(0, group - replaced);
-}
-
-std::int32_t ComputeGrowth() {
-  const auto first_condition =
-      std::find_if(mask_list.cbegin(), mask_list.cend(),
-                   [](const MaskItem& item) { return item.is_condition(); });
-  std::int64_t sum = 0;
-  for (auto item = mask_list.cbegin(); item != first_condition; ++item) sum += Growth(*item);
-  std::map<std::int64_t, std::int64_t> excesses;  // the largest, by place
-  for (auto item = first_condition; item != mask_list.cend(); ++item) {
-    if (!item->is_condition()) continue;
-    std::int64_t replaced = 0;
-    for (auto plain = mask_list.cbegin(); plain != first_condition; ++plain)
-      if (plain->IsReplacedBy(*item)) replaced += Growth(*plain);
-    std::int64_t& largest = excesses[item->condition_start];
-    largest = std::max(largest, GroupExcess(item, replaced));
-  }
-  for (const auto& [place, excess] : excesses) sum += excess;
-  return static_cast<std::int32_t>(sum);
 }
 
 // A number as ASCII digits and sign.
@@ -81,29 +62,62 @@ Number ExplodeCompField(std::span<const Byte> field, const MaskItem& item) {
   return number;
 }
 
-Number ExplodeUnpacked(std::span<const Byte> field, const MaskItem& item, Byte negative,
-                       bool ebcdic) {
+// The zone of a negative sign. Interchange leaves text alone but for the signs, which it makes
+// EBCDIC.
+Byte NegativeZone(const MaskItem& item, bool ebcdic) {
+  if (ebcdic || opt.sw_interchange != 0) return kEbcdicNegative;
+  return item.type == mask_type::kMbpUnpacked ? kMbpNegative : kMfNegative;
+}
+
+Number ExplodeUnpacked(std::span<const Byte> field, const MaskItem& item, bool ebcdic) {
   const auto at = static_cast<std::size_t>(item.sign_byte());
+  const Byte negative = NegativeZone(item, ebcdic);
   Number number;
   number.sign = (field[at] & kZoneMask) == negative ? '-' : '+';
   for (const Byte byte : field) number.digits += static_cast<char>(ebcdic ? ebc2asc[byte] : byte);
-  if (ebcdic || number.sign == '-')
+  if (negative == kEbcdicNegative || number.sign == '-')
     number.digits[at] = static_cast<char>((field[at] & kDigitMask) | kAsciiPositive);
   return number;
 }
 
 Number ExplodeNumber(std::span<const Byte> field, const MaskItem& item, bool ebcdic) {
-  if (item.type == mask_type::kPacked) return ExplodeCompField(field, item);
-  if (ebcdic) return ExplodeUnpacked(field, item, kEbcdicNegative, ebcdic);
-  const bool is_mbp = item.type == mask_type::kMbpUnpacked;
-  return ExplodeUnpacked(field, item, is_mbp ? kMbpNegative : kMfNegative, ebcdic);
+  return item.type == mask_type::kPacked ? ExplodeCompField(field, item)
+                                         : ExplodeUnpacked(field, item, ebcdic);
+}
+
+// Where all nibbles are digits, blanks are a number.
+bool IsBlank(std::span<const Byte> field, const MaskItem& item, bool ebcdic) {
+  const Byte blank = ebcdic ? kEbcdicSpace : Byte{' '};
+  return item.has_sign_nibble &&
+         std::all_of(field.begin(), field.end(), [blank](Byte byte) { return byte == blank; });
+}
+
+// Right-justified, with the sign where it belongs.
+void WriteExploded(Number number, const MaskItem& item, bool ebcdic, std::span<Byte> out) {
+  const std::size_t digits = out.size() - (HasSignByte(item) ? 1 : 0);
+  if (number.digits.size() > digits) number.digits.erase(0, number.digits.size() - digits);
+  number.digits.insert(0, digits - number.digits.size(), '0');
+  if (HasSignByte(item)) number.digits.insert(opt.sw_expLeading != 0 ? 0 : digits, 1, number.sign);
+  std::copy(number.digits.begin(), number.digits.end(), out.begin());
+  if (ebcdic) toEbcdic(out);
+  if (HasSignByte(item) || !item.is_signed || number.sign != '-') return;
+  const Byte zone = ebcdic ? kEbcdicNegative : opt.sw_mbp != 0 ? kMbpNegative : kMfNegative;
+  out.back() = static_cast<Byte>((out.back() & kDigitMask) | zone);
 }
 
 }  // namespace
 
-std::int32_t explodeSize() {
-  static const std::int32_t growth = ComputeGrowth();
-  return growth;
+void WarnOfUnequalGroups() {
+  const auto first_condition =
+      std::find_if(mask_list.cbegin(), mask_list.cend(),
+                   [](const MaskItem& item) { return item.is_condition(); });
+  for (auto item = first_condition; item != mask_list.cend(); ++item) {
+    if (!item->is_condition()) continue;
+    std::int64_t replaced = 0;
+    for (auto plain = mask_list.cbegin(); plain != first_condition; ++plain)
+      if (plain->IsReplacedBy(*item)) replaced += Growth(*plain);
+    CompareGroup(item, replaced);
+  }
 }
 
 std::size_t ExplodedWidth(const MaskItem& item) {
@@ -115,18 +129,14 @@ std::size_t ExplodedWidth(const MaskItem& item) {
 
 bool HasSignBehind(const MaskItem& item) { return HasSignByte(item) && opt.sw_expLeading == 0; }
 
-void ExplodeField(std::span<const Byte> field, const MaskItem& item, bool ebcdic,
+bool ExplodeField(std::span<const Byte> field, const MaskItem& item, bool ebcdic,
                   std::span<Byte> out) {
-  Number number = ExplodeNumber(field, item, ebcdic);
-  const std::size_t digits = out.size() - (HasSignByte(item) ? 1 : 0);
-  if (number.digits.size() > digits) number.digits.erase(0, number.digits.size() - digits);
-  number.digits.insert(0, digits - number.digits.size(), '0');
-  if (HasSignByte(item)) number.digits.insert(opt.sw_expLeading != 0 ? 0 : digits, 1, number.sign);
-  std::copy(number.digits.begin(), number.digits.end(), out.begin());
-  if (ebcdic) toEbcdic(out);
-  if (HasSignByte(item) || !item.is_signed || number.sign != '-') return;
-  const Byte zone = ebcdic ? kEbcdicNegative : opt.sw_mbp != 0 ? kMbpNegative : kMfNegative;
-  out.back() = static_cast<Byte>((out.back() & kDigitMask) | zone);
+  if (IsBlank(field, item, ebcdic)) {
+    std::fill(out.begin(), out.end(), field.front());
+    return true;
+  }
+  WriteExploded(ExplodeNumber(field, item, ebcdic), item, ebcdic, out);
+  return item.type != mask_type::kPacked || IsPacked(field, item.has_sign_nibble);
 }
 
 }  // namespace tolvane

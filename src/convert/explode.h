@@ -2,7 +2,7 @@
 // byte of their own for the sign. Works on converted records.
 //
 // A signed field without a byte for its sign keeps it in the zone of its last digit, in the form of
-// the target compiler.
+// the target compiler. A field of blanks becomes blanks.
 #pragma once
 
 #include <cstdint>
@@ -13,9 +13,8 @@
 
 namespace tolvane {
 
-// Bytes by which records grow, computed once; with warnings of redefinitions that grow differently.
-// Redefinitions of one place grow to the largest of them.
-[[nodiscard]] std::int32_t explodeSize();
+// Warns of the groups of conditions that grow by more or less than what they replace.
+void WarnOfUnequalGroups();
 
 // Bytes of one occurrence after the explosion; 0 for a field that is not exploded.
 [[nodiscard]] std::size_t ExplodedWidth(const MaskItem& item);
@@ -24,7 +23,8 @@ namespace tolvane {
 [[nodiscard]] bool HasSignBehind(const MaskItem& item);
 
 // Explodes one occurrence into `out`, of ExplodedWidth bytes. With `ebcdic` the record is EBCDIC.
-void ExplodeField(std::span<const Byte> field, const MaskItem& item, bool ebcdic,
+// False when a packed field was neither a number nor blank.
+bool ExplodeField(std::span<const Byte> field, const MaskItem& item, bool ebcdic,
                   std::span<Byte> out);
 
 }  // namespace tolvane

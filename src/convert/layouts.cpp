@@ -27,17 +27,6 @@ bool Describes(const RecordDescription& record, const Field& field) {
   return false;
 }
 
-bool Applies(const SymbolTable& table, const Field& field, const MaskItem* condition) {
-  const RecordDescription* const record = ActiveRecord(table, condition);
-  if (record == nullptr || !Describes(*record, field)) return false;
-  for (const Field* outer = &field; outer != nullptr; outer = outer->parent) {
-    const Field* base = outer;
-    while (base->redefines != nullptr) base = base->redefines;
-    if (&ActiveLayout(*base, condition) != outer) return false;
-  }
-  return true;
-}
-
 }  // namespace
 
 const RecordDescription* ActiveRecord(const SymbolTable& table, const MaskItem* condition) {
@@ -65,6 +54,17 @@ const Field* NextBase(const Field& base) {
   const Field* next = base.next_sibling;
   while (next != nullptr && next->redefines != nullptr) next = next->next_sibling;
   return next;
+}
+
+bool Applies(const SymbolTable& table, const Field& field, const MaskItem* condition) {
+  const RecordDescription* const record = ActiveRecord(table, condition);
+  if (record == nullptr || !Describes(*record, field)) return false;
+  for (const Field* outer = &field; outer != nullptr; outer = outer->parent) {
+    const Field* base = outer;
+    while (base->redefines != nullptr) base = base->redefines;
+    if (&ActiveLayout(*base, condition) != outer) return false;
+  }
+  return true;
 }
 
 bool AppliesToSome(const SymbolTable& table, const Field& field) {

@@ -19,7 +19,11 @@ namespace tolvane {
 // The next field at the same level that is no redefinition; null at the end.
 [[nodiscard]] const copybook::Field* NextBase(const copybook::Field& base);
 
-// Whether the field is part of what applies to some records, by the conditions of the mask list.
+// Whether the field is part of the description that applies when `condition` holds.
+[[nodiscard]] bool Applies(const copybook::SymbolTable& table, const copybook::Field& field,
+                           const MaskItem* condition);
+
+// Whether it is so for some condition of the mask list, or without one.
 [[nodiscard]] bool AppliesToSome(const copybook::SymbolTable& table, const copybook::Field& field);
 
 }  // namespace tolvane

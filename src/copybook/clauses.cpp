@@ -217,7 +217,8 @@ bool Compiler::ValueClause(Field& field) { return ReadValues(field.values); }
 
 bool Compiler::SyncClause(Field& field) {
   field.synchronized = true;
-  (void)AcceptAny({"LEFT", "RIGHT"});
+  field.source.sync = token().span;
+  if (AcceptAny({"LEFT", "RIGHT"})) field.source.sync.end = token().span.end;
   return true;
 }
 

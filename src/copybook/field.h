@@ -68,6 +68,7 @@ struct FieldSource {
   Span picture;         // the picture alone
   Span usage;           // with the word USAGE where it is written
   Span sign;
+  Span sync;
 };
 
 struct Field {

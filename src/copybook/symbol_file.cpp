@@ -194,7 +194,7 @@ void Transfer(Io& io, T& field) {
     Transfer(io, condition.place);
   });
   for (auto* span : {&field.source.entry, &field.source.picture_clause, &field.source.picture,
-                     &field.source.usage, &field.source.sign}) {
+                     &field.source.usage, &field.source.sign, &field.source.sync}) {
     Transfer(io, span->begin);
     Transfer(io, span->end);
   }

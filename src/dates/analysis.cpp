@@ -59,10 +59,12 @@ std::optional<std::int64_t> DigitsValue(const std::string& digits) {
   return std::stoll(digits.substr(zeros));
 }
 
-Value PackedValue(std::span<const Byte> bytes) {
+Value PackedValue(const Field& field, std::span<const Byte> bytes) {
   const Unpacked number = LoadPacked(bytes);
-  if (number.sign_nibble < 0xA) return {};
-  return {DigitsValue(number.digits), kGuessUnknown};
+  const bool is_digit = number.sign_nibble < 0xA;
+  if (is_digit != (field.kind == copybook::Usage::kPackedNoSign)) return {};
+  const std::string last(is_digit ? 1 : 0, static_cast<char>('0' + number.sign_nibble));
+  return {DigitsValue(number.digits + last), kGuessUnknown};
 }
 
 // Characters; the zone of the last digit, or of the first, may carry a sign.
@@ -81,7 +83,7 @@ Value TextValue(const Field& field, std::span<const Byte> bytes, bool ebcdic) {
 
 Value ValueOf(const Field& field, std::span<const Byte> bytes, bool ebcdic) {
   if (field.usage == 'B') return BinaryValue(field, bytes);
-  if (field.usage == 'P' || field.usage == 'S') return PackedValue(bytes);
+  if (field.usage == 'P' || field.usage == 'S') return PackedValue(field, bytes);
   return TextValue(field, bytes, ebcdic);
 }
 

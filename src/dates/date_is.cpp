@@ -33,6 +33,13 @@ bool HasOverpunch(const Field& field) {
   return field.usage == 'D' && field.is_signed && !field.sign_separate;
 }
 
+// Whether the last byte of an unpacked field is a digit with or without a sign in its zone.
+bool CarriesSign(Byte byte, bool ebcdic) {
+  constexpr int kMostDigit = 9;
+  const Byte space = ebcdic ? kEbcdicSpace : Byte{' '};
+  return (byte & kDigitMask) <= kMostDigit && byte != space && byte != 0;
+}
+
 bool IsNumeric(std::string_view text) {
   return text.find_first_not_of(kDigits) == std::string_view::npos;
 }
@@ -159,8 +166,18 @@ bool IsPlainText(const Field& field) {
   return true;
 }
 
+// Whether the field, a group around it or a member of it has a date already.
+bool IsDated(const Field& field) {
+  for (const Field* outer = &field; outer != nullptr; outer = outer->parent)
+    if (DateIsOf(*outer) != nullptr) return true;
+  for (const Field* member = field.first_child; member != nullptr; member = member->next_sibling)
+    if (IsDated(*member)) return true;
+  return false;
+}
+
 // What can not be widened so that the record can be read again.
 int CheckField(const SymbolTable& table, const Field& field, const DateIsStatement& statement) {
+  if (IsDated(field)) return Refuse(statement, "a statement before names its bytes already.");
   if (!AppliesToSome(table, field))
     return Refuse(statement, "no ID IS statement uses the description that it belongs to.");
   constexpr std::string_view kUsages = "CDPSB";
@@ -273,7 +290,8 @@ void DateExpander::WidenDisplay(const DateField& date, std::span<const Byte> byt
     for (char& c : text) c = static_cast<char>(ebc2asc[static_cast<Byte>(c)]);
   const std::size_t length = FindLayout(date.date->format)->length();
   std::string compared = text.substr(date.at, length);
-  if (HasOverpunch(*date.field) && date.at + length == bytes.size())
+  if (HasOverpunch(*date.field) && date.at + length == bytes.size() &&
+      CarriesSign(bytes.back(), ebcdic_))
     compared.back() = static_cast<char>((bytes.back() & kDigitMask) | kAsciiPositive);
   const DateWindow* const window = FindWindow(*date.date, compared, YearOf(*date.date, compared));
   text.replace(date.at, length,

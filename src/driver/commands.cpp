@@ -2,6 +2,8 @@
 
 #include <isam.h>
 
+#include <algorithm>
+
 #include "convert/copybook_mask.h"
 #include "convert/copybook_report.h"
 #include "convert/explode.h"
@@ -27,6 +29,9 @@
 #include "state/run.h"
 
 namespace tolvane {
+
+using copybook::RecordDescription;
+
 namespace {
 
 // What a step of the dispatch says of the run.
@@ -71,29 +76,40 @@ Step SetUpAnalysis() {
                                                                                 : Step::kFailed;
 }
 
-Step SizeExplosion() {
-  if (opt.sw_explode == 0) return Step::kNext;
-  sizes.gblExpRecSize = sizes.gblExpBlkSize = explodeSize() + opt.gblRecSize;
-  return Step::kNext;
+std::int64_t LongestRecord(const copybook::SymbolTable& table,
+                           std::int64_t RecordDescription::*length) {
+  std::int64_t longest = 0;
+  for (const RecordDescription& record : table.records())
+    if (record.first != nullptr && !record.first->IsStandalone())
+      longest = std::max(longest, record.*length);
+  return longest;
 }
 
-Step SizeDates() {
-  if (opt.expandDateFlag != 0) {
-    const auto size =
-        static_cast<std::int32_t>(RecordShape(*copybooks.csid).GetExpandedRecordSize());
-    const std::int32_t growth = size - sizes.gblExpRecSize;
-    sizes.gblExpRecSize = size;
-    // Deliberate: with explosion the block takes the growth of the dates twice.
-    sizes.gblExpBlkSize = size + (opt.sw_explode != 0 ? growth : 0);
+// Records that grow are as long as their copybook says. Explosion keeps what an input record has
+// beyond its copybook, behind the rest.
+Step SizeGrownRecords() {
+  if (opt.sw_explode == 0 && opt.expandDateFlag == 0) return Step::kNext;
+  if (opt.sw_explode != 0) {
+    WarnOfUnequalGroups();
+    if (writeExpCopybook() == 0) return Step::kFailed;
   }
-  if (opt.sw_explode == 0) return Step::kNext;
-  return writeExpCopybook() != 0 ? Step::kNext : Step::kFailed;
+  const std::int64_t described = LongestRecord(*copybooks.csid, &RecordDescription::length);
+  const std::int64_t beyond =
+      opt.sw_explode != 0 ? std::max<std::int64_t>(0, opt.gblRecSize - described) : 0;
+  sizes.gblExpRecSize = sizes.gblExpBlkSize =
+      static_cast<std::int32_t>(RecordShape(*copybooks.csid).GetExpandedRecordSize() + beyond);
+  return Step::kNext;
 }
 
 // Creates the output of a reorganisation; that is all that one consists of.
 Step Reorganise() {
   if (opt.sw_data_reorg == 0) return Step::kNext;
-  if (copybooks.csout != nullptr && validateKeys(*copybooks.csout) == 0) return Step::kFailed;
+  if (copybooks.csout != nullptr) {
+    if (validateKeys(*copybooks.csout) == 0) return Step::kFailed;
+    if (opt.gblRecSize == 0)
+      opt.gblRecSize = static_cast<std::int32_t>(
+          LongestRecord(*copybooks.csout, &RecordDescription::aux_length));
+  }
   if (VerifyZorFileName(opt.outfile) == 0) return Step::kFailed;
   if (opt.sw_relative == 0 && opt.sw_indexed == 0 && opt.sw_sequential == 0) {
     PrintError("Missing type for output file; indexed, sequential or relative?\n");
@@ -105,7 +121,7 @@ Step Reorganise() {
 
 Step MoveKeysOfGrownRecords() {
   if (opt.sw_explode != 0 || opt.expandDateFlag != 0)
-    AlterKeysDescription(RecordShape(*copybooks.csid));
+    AlterKeysDescription(*copybooks.csid, RecordShape(*copybooks.csid));
   return Step::kNext;
 }
 
@@ -187,9 +203,10 @@ Step Register() {
 
 // The steps of the dispatch, in their order.
 constexpr Step (*kSteps[])() = {
-    ShowStatus,    NineToEight, LoadMask,   ReportCopybook,         SetUpAnalysis,
-    SizeExplosion, SizeDates,   Reorganise, MoveKeysOfGrownRecords, DeleteFile,
-    CreateFile,    RefuseBoth,  Transfer,   AddAlternateKeys,       Register,
+    ShowStatus,       NineToEight,      LoadMask,   ReportCopybook,
+    SetUpAnalysis,    SizeGrownRecords, Reorganise, MoveKeysOfGrownRecords,
+    DeleteFile,       CreateFile,       RefuseBoth, Transfer,
+    AddAlternateKeys, Register,
 };
 
 }  // namespace

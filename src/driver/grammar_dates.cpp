@@ -117,6 +117,7 @@ Grammar::Outcome Grammar::ReadWindowTest(DateWindow& window) {
 Grammar::Outcome Grammar::ReadYear(DateWindow& window) {
   constexpr std::size_t kMost = 2;
   if (token().kind == TokenKind::kString) {
+    if (token().text.empty()) return Reject("Invalid YY value.\n");
     if (token().text.size() > kMost) return Reject("String value too long for YY comparison.\n");
     window.bound = token().text;
     return Outcome::kNext;
@@ -167,6 +168,7 @@ Grammar::Outcome Grammar::ReadYearCentury(std::string& century) {
   constexpr std::size_t kMost = 2;
   const copybook::Token& value = NextValue();
   if (value.kind == TokenKind::kString) {
+    if (value.text.empty()) return Reject("Invalid CC value.\n");
     if (value.text.size() > kMost) return Reject("String too long for CC value.\n");
     century = value.text;
     return Outcome::kNext;

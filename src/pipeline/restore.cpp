@@ -161,8 +161,8 @@ void Restore::PrintBanner() const {
 // The most bytes that a record may have, which is what records of one size are filled up to.
 void Restore::SettleCapacity() const {
   const bool grows = opt.sw_explode != 0 || opt.expandDateFlag != 0;
-  if (sizes.gblCpySize < 1) sizes.gblCpySize = grows ? sizes.gblExpRecSize : request_.record_size;
-  if (opt.expandDateFlag != 0) sizes.gblCpySize = sizes.gblExpRecSize;
+  if (grows) sizes.gblCpySize = sizes.gblExpRecSize;
+  if (sizes.gblCpySize < 1) sizes.gblCpySize = request_.record_size;
 }
 
 void Restore::CompileConversion() {
@@ -276,7 +276,7 @@ bool Restore::IsVariable() const {
 
 // Bytes of the record as it is written, without prefix, marker and padding.
 std::size_t Restore::OutputSize(std::size_t own_size) const {
-  if (reshape_ && !sizes.sw_use_booksize) return reshape_->size();
+  if (reshape_) return reshape_->size();
   const bool keeps_size = IsVariable() && opt.sw_relative == 0;
   return keeps_size ? own_size : static_cast<std::size_t>(sizes.gblCpySize);
 }

@@ -1,5 +1,12 @@
 // The copybook of the records that explosion and date expansion make: the copybook's own lines, in
 // which only the clauses change that must. Columns, comments and sequence numbers stay.
+//
+// What no clause can say is an entry more: slack bytes and unused bits become a FILLER, and where
+// the layouts of a place do not reach its size, a FILLER that redefines it does. SYNCHRONIZED is
+// taken out, as the slack bytes stay what they were.
+//
+// Before it is written the copybook is compiled and held against the records, field by field, so
+// that it never describes others.
 #pragma once
 
 namespace tolvane {

@@ -2,16 +2,16 @@
 // DATE IS widens, or by both, in which case a field is exploded first. Compiled from the copybook,
 // once, into a plan for the records that no condition selects and one for each condition.
 //
-// Descriptions of the same bytes grow to the largest of them, so that what stands behind them
-// stands at one place in all records. Sizes, keys and the exploded copybook follow from here.
+// First every field is placed: its group grows by the sum of what grows in it, and a field and its
+// redefinitions by the largest growth among them, so that what stands behind them stands at one
+// place in all records. Plans, sizes, keys and the exploded copybook follow from the places.
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <map>
 #include <set>
 #include <unordered_map>
-#include <utility>
+#include <vector>
 
 #include "convert/mask.h"
 #include "copybook/symbol_table.h"
@@ -27,6 +27,17 @@ struct FieldChange {
   std::size_t width;  // bytes in the end
 
   [[nodiscard]] bool explodes() const { return item.type != 0; }
+  [[nodiscard]] bool is_date() const { return date.date != nullptr; }
+};
+
+// Where a field comes to lie: its first occurrence, and the bytes of one.
+struct GrownPlace {
+  std::int64_t offset = 0, length = 0;
+};
+
+// Bytes that a field and its redefinitions take, all occurrences together.
+struct Extent {
+  std::int64_t before = 0, after = 0;
 };
 
 class RecordShape {
@@ -43,29 +54,39 @@ class RecordShape {
   }
   [[nodiscard]] bool has_conditions() const { return plans_.size() > 1; }
 
-  // Bytes of a field, all occurrences together, and of the longest record.
-  [[nodiscard]] std::int64_t GetExpandedFieldSize(const copybook::Field& field) const;
-  [[nodiscard]] std::int64_t GetExpandedRecordSize() const;
-  // Where a byte of the record comes to lie.
+  // What becomes of a field; null: it stays, or never applies. Of a date in a group the member that
+  // holds the year is told too.
+  [[nodiscard]] const FieldChange* ChangeOf(const copybook::Field& field) const;
+  [[nodiscard]] const GrownPlace& PlaceOf(const copybook::Field& field) const {
+    return places_.at(&field);
+  }
+  // Of a field that redefines nothing, with the redefinitions of it.
+  [[nodiscard]] Extent ExtentOf(const copybook::Field& base) const;
+  // Bytes of the longest record.
+  [[nodiscard]] std::int64_t GetExpandedRecordSize() const { return record_size_; }
+
+  // Where a byte of a record comes to lie that no condition selects.
   [[nodiscard]] std::size_t MapOffset(std::size_t offset) const {
     return PlanFor(nullptr).MapOffset(offset);
   }
-  // What becomes of a field; null: it stays, or never applies.
-  [[nodiscard]] const FieldChange* ChangeOf(const copybook::Field& field) const;
+  // Whether a byte comes to lie at one place in all records.
+  [[nodiscard]] bool IsFixed(std::size_t offset) const;
 
  private:
-  // Distance of an occurrence from the first, in the unconverted and the converted record.
+  // Distance of an occurrence from the first: in the unconverted, the converted and the grown
+  // record.
   struct Shift {
-    std::int64_t source = 0, converted = 0;
+    std::int64_t source = 0, converted = 0, grown = 0;
   };
+  struct Selection;
   struct Draft;  // a plan in the making
 
-  void NoteChange(const copybook::SymbolTable& table, const copybook::Field& field);
-  [[nodiscard]] std::int64_t GrowthOf(const copybook::Field& field) const;
-  [[nodiscard]] std::int64_t GrowthOfMembers(const copybook::Field* first) const;
-  [[nodiscard]] std::int64_t GrowthOfLayouts(const copybook::Field& base) const;
+  void NoteChange(const copybook::Field& field, const std::vector<Selection>& selections);
+  void NoteYear(const copybook::Field& group, const DateField& date);
+  [[nodiscard]] std::int64_t PlaceMembers(const copybook::Field* first, std::int64_t shift);
+  void Place(const copybook::Field& field, std::int64_t shift);
 
-  void MakePlan(const MaskItem* condition);
+  void MakePlan(const Selection& selection);
   void PlanMembers(const copybook::Field* first, Shift shift, Draft& draft) const;
   void PlanField(const copybook::Field& field, Shift shift, Draft& draft) const;
   void PlanOccurrence(const copybook::Field& field, Shift shift, Draft& draft) const;
@@ -73,11 +94,14 @@ class RecordShape {
   const copybook::SymbolTable& table_;
   std::unordered_map<const copybook::Field*, FieldChange> changes_;
   std::set<const copybook::Field*> touched_;  // they and the groups around them
+  std::unordered_map<const copybook::Field*, GrownPlace> places_;
+  std::int64_t record_size_ = 0;
   std::map<const MaskItem*, RecordPlan> plans_;
 };
 
-// Moves the key table to records whose bytes come to lie elsewhere: a key before a field that grows
-// stays, one behind it moves, one over it grows.
-void AlterKeysDescription(const RecordShape& shape);
+// Moves the key table to the grown records. A key that names a field goes where that goes; of one
+// given by its position, the part before a field that grows stays, behind it it moves, over it it
+// grows, with a warning if it does not so in all records.
+void AlterKeysDescription(const copybook::SymbolTable& table, const RecordShape& shape);
 
 }  // namespace tolvane

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <set>
 #include <span>
 #include <vector>
 
@@ -12,7 +13,8 @@ namespace tolvane {
 
 class Reshape {
  public:
-  // Records become `size` bytes long. With `ebcdic` they are EBCDIC.
+  // Records become `size` bytes long, and never shorter than the copybook's records become. With
+  // `ebcdic` they are EBCDIC.
   Reshape(const copybook::SymbolTable& table, std::size_t size, bool ebcdic);
 
   [[nodiscard]] std::size_t size() const { return size_; }
@@ -24,12 +26,16 @@ class Reshape {
 
  private:
   void Rewrite(const PlanStep& step, std::span<const Byte> bytes, std::span<Byte> out);
+  void CopyRest(std::span<const Byte> rest, std::span<Byte> out);
+  void Explode(const PlanStep& step, std::span<const Byte> bytes, std::span<Byte> out);
 
   RecordShape shape_;
   std::size_t size_;
   bool ebcdic_;
   DateExpander dates_;
-  std::vector<Byte> exploded_;  // a field that is widened after its explosion
+  std::vector<Byte> exploded_;          // a field that is widened after its explosion
+  std::set<const MaskItem*> reported_;  // fields that held no number
+  bool is_cut_ = false;                 // a record that lost bytes was reported
 };
 
 }  // namespace tolvane

@@ -87,6 +87,11 @@ TEST_F(Convert, FieldsAreLeftAloneAndTextAroundThemIsTranslated) {
   EXPECT_EQ(ToAscii("C1 40 40 45 6D C2 C1 C2 40 F7"), "41 20 20 E1 5F 42 C1 C2 20 37")
       << "a blank occurrence ends the item";
   EXPECT_EQ(ToEbcdic("41 12 3C 20 20 42 C1 C2 20 37"), "C1 12 3C 40 40 C2 C1 C2 40 F7");
+  mask_list.clear();
+  AddNewItemToMaskList(
+      {.type = 'P', .length = 2, .location = 0, .occurs = 2, .has_sign_nibble = false});
+  EXPECT_EQ(ToAscii("40 40 12 34 C1"), "40 40 12 34 41") << "without a sign 4040 is a number";
+  EXPECT_EQ(ToEbcdic("20 20 12 34 41"), "20 20 12 34 C1");
 }
 
 TEST_F(Convert, SignsMayStandInTheFirstByte) {
@@ -147,6 +152,11 @@ TEST_F(Convert, GroupsStartFromTheRecord) {
                         .is_record_number = true});
   Field('B', 0, 1);
   EXPECT_EQ(ToAscii("C1 F1 D2"), "C1 31 72") << "a record number only adds fields";
+  mask_list.clear();
+  Field('B', 3, 2);
+  Condition(0, "EQ", "\xC1");
+  Field('P', 1, 2, 2);
+  EXPECT_EQ(ToAscii("C1 40 40 40 40"), "41 20 20 20 20") << "behind a blank field stands text";
 }
 
 TEST_F(Convert, ShortRecordsPassOverWhatTheyDoNotHave) {
@@ -235,6 +245,11 @@ TEST_F(Convert, PackedFieldsAreValidatedOnRequest) {
   EXPECT_EQ(ToAscii("1A 3C"), "1A 3C");
   EXPECT_EQ(::testing::internal::GetCapturedStderr(),
             "\nWARNING: Invalid characters in packed numerics. Loc = 0\n");
+  mask_list.clear();
+  AddNewItemToMaskList({.type = 'P', .length = 2, .location = 0, .has_sign_nibble = false});
+  ::testing::internal::CaptureStderr();
+  EXPECT_EQ(ToAscii("12 34"), "12 34");
+  EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
 }
 
 TEST_F(Convert, AsciiSignsAreRewrittenWhereTheFieldsApply) {

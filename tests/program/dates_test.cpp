@@ -81,7 +81,8 @@ TEST_F(Dates, ExpansionWidensFieldsGroupsAndKeys) {
 TEST_F(Dates, StatementsAboutUnknownFieldsRejectTheFile) {
   dir_.WriteFile("in", "x");
   const std::string book =
-      "01 R.\n 05 A.\n  10 N PIC 9(6).\n 05 B.\n  10 N PIC 9(6).\n 05 S PIC 9(4).\n";
+      "01 R.\n 05 A.\n  10 N PIC 9(6).\n 05 B.\n  10 N PIC 9(6).\n  10 M PIC 99.\n"
+      " 05 S PIC 9(4).\n";
   const struct {
     const char* statement;
     const char* error;
@@ -90,6 +91,10 @@ TEST_F(Dates, StatementsAboutUnknownFieldsRejectTheFile) {
       {"DATE IS N FORMAT YYMMDD", "Syntax error. N is ambiguous.\n"},
       {"DATE IS S FORMAT MMYY", "Unknown format MMYY specified.\n"},
       {"DATE IS S FORMAT YYMMDD", "S holds 4 characters or digits, YYMMDD needs 6.\n"},
+      {"DATE IS S FORMAT YYMM\nDATE IS S FORMAT YY", "DATE IS S: a statement before names its"},
+      {"DATE IS M FORMAT YY\nDATE IS B FORMAT YYMMDD", "DATE IS B: a statement before names its"},
+      {"DATE IS S FORMAT YYMM IF YY = '' THEN CC = 19 ELSE CC = 20", "Invalid YY value.\n"},
+      {"DATE IS S FORMAT YYMM IF YY < 5 THEN CC = 19 ELSE CC = ''", "Invalid CC value.\n"},
       {"FIELD NOPE", "Syntax error. NOPE is undefined.\n"},
   };
   for (const auto& c : cases) {
@@ -250,6 +255,10 @@ TEST_F(Dates, CenturiesFollowTheWindows) {
        "2020202020"},
       {"9(6) COMP", "YYMMDD", "IF ALL 0 THEN CC = SPACE ELSE CC = 19", "00000000",
        "2020202020202020"},
+      {"S9(6)", "YYMMDD", "IF SPACES THEN CC = SPACES ELSE CC = 20", "202020202020",
+       "2020202020202020"},
+      {"S9(6)", "YYMMDD", "IF LOW-VALUES THEN CC = LOW-VALUES ELSE CC = 20", "000000000000",
+       "0000000000000000"},
   };
   for (const auto& c : cases) {
     dir_.WriteFile("in", FromHex(c.in));
@@ -332,6 +341,183 @@ TEST_F(Dates, TheExplodedCopybookKeepsItsLines) {
   EXPECT_EQ(dir_.ReadFile("out"), out);
 }
 
+// Restores the records once more through the copybook that describes them.
+TEST_F(Dates, TheExplodedCopybookSaysWhatNoClauseDoes) {
+  const struct {
+    const char* statements;
+    std::string copybook;
+    std::string in;
+    std::string out;
+    const char* says;
+  } cases[] = {
+      // free format is as wide as its lines
+      {"EXPLODE", "01 R.\n05 A PIC S9(5)" + std::string(70, ' ') + "COMP-3.\n05 Z PIC X.\n",
+       FromHex("12345D") + "z", "-12345z", "    DISPLAY\n           SIGN LEADING SEPARATE.\n05 Z"},
+      {"EXPLODE",
+       "       01 R.\r\n           05 A PIC S9\r\n             COMP-3\r\n             .\r\n",
+       FromHex("5D"), "-5", "DISPLAY\r\n             SIGN LEADING SEPARATE.\r\n"},
+      // slack bytes stay where they were
+      {"EXPLODE",
+       "       01 R SYNC.\n           05 A PIC 9(2) COMP-3.\n           05 B PIC 9(4) COMP.\n"
+       "           05 C PIC X. 05 D PIC 9(9) COMP SYNC RIGHT.\n",
+       FromHex("012F 0007") + "c" + FromHex("000000 00000009"),
+       "12" + FromHex("0007") + "c" + FromHex("000000 00000009"), " 05 FILLER PIC X(3).\n"},
+      // a redefinition that grows, although it is shorter
+      {"EXPLODE",
+       "       01 R.\n           05 K PIC X.\n           05 A PIC X(6).\n           05 B REDEFINES "
+       "A "
+       "PIC S9(5) COMP-3.\n           05 Z PIC X.\n       ID IS K = 'B' USE B.\n",
+       "B" + FromHex("12345D") + "abcz", "B-12345abcz",
+       "           05 FILLER REDEFINES A PIC X(9).\n           05 B "},
+      {"EXPLODE",
+       "       01 R.\n           05 T OCCURS 2.\n             10 B PIC 9(4) COMP SYNC.\n"
+       "             10 C PIC X.\n             88 D VALUE 'd'.\n           05 Z PIC 9 COMP-3.\n",
+       FromHex("0001") + "c*" + FromHex("0002") + "d*" + FromHex("7F"),
+       FromHex("0001") + "c*" + FromHex("0002") + "d*7",
+       "VALUE 'd'.\n           10 FILLER PIC X(1).\n           05 Z"},
+      {"EXPLODE",
+       "       01 R.\n           05 T OCCURS 2.\n             10 B PIC 9(4) COMP SYNC.\n"
+       "             10 C PIC S9. *> the last\n",
+       FromHex("0001") + "q*" + FromHex("0002") + "2*",
+       FromHex("0001") + "-1*" + FromHex("0002") + "+2*",
+       "SIGN LEADING SEPARATE.\n           10 FILLER PIC X(1).\n           *> the last\n"},
+      {"EXPLODE\nDATE IS D FORMAT YY", "       01 R.\n           05 D PIC 9(2) COMP.\n",
+       FromHex("0063"), FromHex("07CF"), "PIC 9(4) COMP."},
+      {"EXPLODE\nDATE IS G FORMAT MMDDYY",
+       "       01 R.\n           05 G.\n             10 M PIC XX.\n             10 D PIC XX.\n"
+       "             10 Y PIC 99.\n",
+       "123199", "12311999", "10 Y PIC 9(4)."},
+  };
+  for (const auto& c : cases) {
+    dir_.WriteFile("in", c.in);
+    const ProgramResult result = Run(std::string(kRestore) + c.statements, c.copybook);
+    EXPECT_EQ(dir_.ReadFile("out"), c.out) << result.out << result.err;
+    const std::string exploded = dir_.ReadFile("book.cpy.EXP");
+    EXPECT_TRUE(Has(exploded, c.says)) << exploded;
+    dir_.WriteFile("in", c.out);
+    const ProgramResult again = Run(kRestore, exploded);
+    EXPECT_TRUE(Has(again.out, "record size: " + std::to_string(c.out.size()) + " ="))
+        << again.out << again.err << exploded;
+    EXPECT_EQ(dir_.ReadFile("out"), c.out);
+  }
+}
+
+// One text for two groups that change in different ways describes neither.
+TEST_F(Dates, ACopybookThatCanNotDescribeTheRecordsIsRefused) {
+  const std::string book =
+      "       01 R.\n           05 G1.\n           COPY mem.cpy REPLACING ==:T:== BY ==A==\n"
+      "             ==:U:== BY ==COMP-3==.\n           05 G2.\n"
+      "           COPY mem.cpy REPLACING ==:T:== BY ==B==\n             ==:U:== BY ==COMP==.\n";
+  const struct {
+    const char* member;
+    const char* error;
+  } cases[] = {
+      {"             10 :T:-D PIC 9(6).\n",
+       "'book.cpy.EXP' would not describe the new records, in which 'B-D' has 6 bytes at offset 8"},
+      {"             10 :T:-D PIC 9(6).\n             10 :T:-P PIC S9(5) :U:.\n",
+       "would have to change in two ways for 'mem.cpy.EXP'"},
+  };
+  for (const auto& c : cases) {
+    dir_.WriteFile("in", "991231881231");
+    dir_.WriteFile("mem.cpy", c.member);
+    const ProgramResult result =
+        Run(std::string(kRestore) + "EXPLODE\nDATE IS A-D FORMAT YYMMDD", book);
+    EXPECT_TRUE(Has(result.err, c.error)) << result.err;
+    EXPECT_FALSE(dir_.Exists("out"));
+    EXPECT_FALSE(dir_.Exists("book.cpy.EXP"));
+  }
+}
+
+TEST_F(Dates, BitsThatShareAByteMoveNothing) {
+  const struct {
+    const char* fields;
+    const char* in;
+  } cases[] = {
+      {"05 A PIC 1(3) BIT. 05 B PIC 1(5) BIT.", "A5"},
+      {"05 A PIC 1 BIT. 05 B PIC 1 BIT. 05 C PIC 1(6) BIT.", "A5"},
+      {"05 A PIC 1(3) BIT. 05 B PIC 1(6) BIT. 05 C PIC 1(7) BIT.", "A55A"},
+      {"05 A PIC 1(2) BIT OCCURS 10.", "A55AC0"},
+  };
+  for (const auto& c : cases) {
+    const std::string book = std::string("       01 R.\n           ") + c.fields +
+                             "\n           05 P PIC S9(3) COMP-3.\n           05 D PIC X(6).\n";
+    dir_.WriteFile("in", FromHex(c.in) + FromHex("123C") + "991231");
+    Run(kRestore + std::string("EXPLODE\nDATE IS D FORMAT YYMMDD"), book);
+    EXPECT_EQ(Out(), Hex(c.in + ToHex("+12319991231"))) << c.fields;
+  }
+  // As characters they are text of the new records; unused bits too.
+  dir_.WriteFile("in", FromHex("A5 60 123C") + "991231");
+  (void)Run(kRestore + std::string("TRANSLATE TO ASCII\nEXPLODE"),
+            "       01 R.\n           05 A PIC 1(8) BIT.\n           05 B PIC 1(3) BIT.\n"
+            "           05 P PIC S9(3) COMP-3.\n");
+  (void)RunTolvane(dir_.Path(), {"-X", "-G", "job.gra", "-Q"});
+  EXPECT_EQ(dir_.ReadFile("out").substr(0, 20), "1010010101100000+123");
+  EXPECT_TRUE(Has(dir_.ReadFile("book.cpy.EXP"), "           05 FILLER PIC X(5).\n"))
+      << dir_.ReadFile("book.cpy.EXP");
+}
+
+TEST_F(Dates, RecordsOfAnotherSizeThanTheCopybooksLoseNothing) {
+  const std::string book =
+      "       01 R.\n           05 A PIC X.\n           05 P PIC S9(5) COMP-3.\n";
+  const struct {
+    const char* statements;
+    std::string in;
+    const char* out;
+  } cases[] = {
+      {"RECORD SIZE IS 6", "a" + FromHex("12345D") + "yzb" + FromHex("12345C") + "YZ",
+       "a-12345yzb+12345YZ"},
+      {"RECORD SIZE IS 3", "a" + FromHex("7879") + "b" + FromHex("7A7A"), "axy    bzz    "},
+      {"BACKUP FILE IS UNIX\nRECORD SIZE IS 6", "a" + FromHex("12345D") + "yz\n", "a-12345yz"},
+  };
+  for (const auto& c : cases) {
+    dir_.WriteFile("in", c.in);
+    const ProgramResult result = Run(std::string(kRestore) + "EXPLODE\n" + c.statements, book);
+    EXPECT_EQ(dir_.ReadFile("out"), c.out) << c.statements << result.out << result.err;
+  }
+}
+
+TEST_F(Dates, PackedFieldsThatHoldNoNumber) {
+  const std::string book =
+      "       01 R.\n           05 D PIC S9(5) COMP-3.\n           05 Z PIC X.\n";
+  dir_.WriteFile("in", FromHex("404040 A9 99365C A9 ABCDEF A9 FFFFFF A9"));
+  const ProgramResult result = Run(
+      std::string(kRestore) +
+          "TRANSLATE TO ASCII\nEXPLODE\nDATE IS D FORMAT YYDDD IF SPACES THEN CC = SPACES ELSE CC "
+          "= 19",
+      book);
+  EXPECT_EQ(dir_.ReadFile("out").substr(0, 18), "        z+1999365z") << result.err;
+  EXPECT_TRUE(Has(result.err, "Record 3: D at offset 0 is no number.")) << result.err;
+  EXPECT_FALSE(Has(result.err, "Record 4")) << result.err;
+}
+
+TEST_F(Dates, KeysThatNameAFieldGoWhereItGoes) {
+  const std::string book =
+      "       01 R.\n           05 K PIC X.\n           05 A PIC X(6).\n           05 B REDEFINES "
+      "A.\n             10 B1 PIC S9(5) COMP-3.\n             10 B2 PIC X(3).\n"
+      "       ID IS K = 'B' USE B.\n";
+  dir_.WriteFile("in", "B" + FromHex("12345D") + "key");
+  const ProgramResult result =
+      Run(kRestore + std::string("EXPLODE\nKEY1 IS B2\nKEY2 IS B1\nKEY3 IS 4,2"), book,
+          "ZORVA FILE IS INDEXED");
+  EXPECT_EQ(dir_.ReadFile("out.dat").substr(0, 10), "B-12345key");
+  const std::string keys = RunTolvane(dir_.Path(), {"-x", "-foout"}).out;
+  EXPECT_TRUE(Has(keys, "KEY1:0007,0003")) << keys;
+  EXPECT_TRUE(Has(keys, "KEY2:0001,0006")) << keys;
+  EXPECT_TRUE(Has(result.err, "The key at 4, 2 comes to lie at different places")) << result.err;
+  EXPECT_FALSE(Has(result.err, "The key at 1")) << result.err;
+}
+
+TEST_F(Dates, AReorganisedFileHasTheRecordsOfItsCopybook) {
+  dir_.WriteFile("out.cpy", "       01 R.\n           05 A PIC X(8).\n           05 B PIC X(4).\n");
+  dir_.WriteFile("job.gra",
+                 "RESTORE CREATE\nINPUT FILE IS in\nOUTPUT FILE IS out\nAUTOMATIC ANSWER\n"
+                 "ZORVA FILE IS INDEXED\nKEY1 IS B\nCOPYBOOK OUT COPY out.cpy\n");
+  (void)RunTolvane(dir_.Path(), {"-G", "job.gra", "-Q"});
+  const std::string shown = RunTolvane(dir_.Path(), {"-x", "-foout"}).out;
+  EXPECT_TRUE(Has(shown, "Record size: 12")) << shown;
+  EXPECT_TRUE(Has(shown, "KEY1:0008,0004")) << shown;
+}
+
 TEST_F(Dates, AnalysisTakesWhatNoNumberHolds) {
   dir_.WriteFile("in", std::string(25, '9') + FromHex("999999999999999999 9C"));
   const ProgramResult result =
@@ -340,6 +526,10 @@ TEST_F(Dates, AnalysisTakesWhatNoNumberHolds) {
   EXPECT_TRUE(Has(result.out, "TOTAL records analysed                 : 1\n")) << result.err;
   EXPECT_TRUE(Has(dir_.ReadFile("in.Y2KRPT"), "UNKNOWN 100")) << dir_.ReadFile("in.Y2KRPT");
   EXPECT_TRUE(Has(dir_.ReadFile("in.Y2KRPT"), "Copybook :\t\tbook.cpy\n"));
+  dir_.WriteFile("in", FromHex("099112"));
+  (void)Run("ANALYZE\n", "       01 R.\n           05 S PIC 9(5) COMP-6.\n");
+  EXPECT_TRUE(Has(dir_.ReadFile("in.Y2KRPT"), "0000099112 0000099112       YYDDD 100"))
+      << dir_.ReadFile("in.Y2KRPT");
 }
 
 }  // namespace
