@@ -97,6 +97,7 @@ int Main(int argc, char** argv) {
   }
   const ParseResult second = ParseCommandLine(argc, argv, false);
   if (second != ParseResult::kGoOn) return second == ParseResult::kHelp ? 0 : kRejected;
+  if (SettleLateOptions() == 0) return kRejected;
   WarnOfUnreadArguments(argc, argv);
 
   (void)ExecuteCommandLine();  // a failed operation has reported itself and is no failed run

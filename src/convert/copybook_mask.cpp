@@ -246,9 +246,14 @@ class IdIs {
 
 int IdIs::LoadAll() {
   const std::size_t errors = reader_.diagnostics.errors();
-  while (lexer_.GetToken().Is("ID"))
-    if (LoadIdIsOption() == 0 || reader_.diagnostics.errors() != errors)
-      return Fail("Loading 'ID IS' statement\n");
+  while (lexer_.GetToken().Is("ID")) {
+    const copybook::Place place = lexer_.token().span.begin;
+    if (LoadIdIsOption() != 0 && reader_.diagnostics.errors() == errors) continue;
+    PrintError("Loading 'ID IS' statement\n");
+    PrintWarning("Line %u of '%s': the ID IS statement is wrong.\n", place.line,
+                 reader_.diagnostics.FileOf(place).c_str());
+    return 0;
+  }
   lexer_.UngetToken();
   if (SortMaskList(segment_) == 0) return Fail("Sorting mask list\n");
   std::erase_if(mask_list, [](const MaskItem& item) { return item.type == 0; });
@@ -415,7 +420,8 @@ int LoadMaskList() {
   if (LoadMaskList(*table, reader) == 0) return 0;
   if (reader.lexer.GetToken().kind != TokenKind::kEnd)
     PrintWarning("Line %u of '%s': '%s' and what follows it was not read.\n", reader.lexer.line(),
-                 opt.copyfile.c_str(), reader.lexer.token().text.c_str());
+                 reader.diagnostics.FileOf(reader.lexer.token().span.begin).c_str(),
+                 reader.lexer.token().text.c_str());
   copybooks.csid = std::move(table);
   return 1;
 }

@@ -19,9 +19,10 @@ class Report {
 
   void Walk(const copybook::SymbolTable& table) {
     const Field* field = table.First();
+    while (field != nullptr && field->IsStandalone()) field = field->next;
+    const Field* const first = field;
     while (field != nullptr) {
-      const bool opens =
-          field->redefines != nullptr || (field->level == 1 && field != table.First());
+      const bool opens = field->redefines != nullptr || (field->level == 1 && field != first);
       if (!opens) {
         Note(*field);
         field = field->next;
@@ -100,8 +101,8 @@ int SearchCopyBookForBinaryFields(const std::string& path, bool summary) {
   }
   copybook::SymbolTable table;
   copybook::Compiler compiler(reader.lexer, table, reader.diagnostics, CopybookSettings());
-  // What could be read is reported on; what could not has been named.
-  (void)compiler.ParseData();
+  if (!compiler.CompileFirstRecord())
+    PrintWarning("The report covers only what could be read of '%s'.\n", path.c_str());
   Report(path, summary).Walk(table);
   return 1;
 }

@@ -67,4 +67,31 @@ copybook::Settings CopybookSettings() {
   return settings;
 }
 
+CopybookBasis CurrentBasis() {
+  return {opt.rawfield, opt.sw_sdf,  lasting.bCopyGFlag, opt.sw_interchange, opt.sw_mf,
+          opt.sw_mbp,   opt.sw_1toX, opt.sw_truncate1,   opt.gblRecSize};
+}
+
+const char* CopybookOutdatedBy() {
+  constexpr struct {
+    Switch CopybookBasis::*given;
+    const char* option;
+  } kOptions[] = {{&CopybookBasis::sw_interchange, "-O"},
+                  {&CopybookBasis::sw_mf, "-MF"},
+                  {&CopybookBasis::sw_mbp, "-MBP"},
+                  {&CopybookBasis::sw_1toX, "-1 or -X"},
+                  {&CopybookBasis::sw_truncate1, "-1 or -X"}};
+  if (!copybooks.basis) return nullptr;
+  CopybookBasis before = *copybooks.basis;
+  const CopybookBasis now = CurrentBasis();
+  // A copybook that was read without a compiler has no field that one decides on.
+  if (before.sw_mf == 0 && before.sw_mbp == 0) {
+    before.sw_mf = now.sw_mf;
+    before.sw_mbp = now.sw_mbp;
+  }
+  for (const auto& row : kOptions)
+    if (now.*row.given != before.*row.given) return row.option;
+  return now.record_size != before.record_size ? "-s" : nullptr;
+}
+
 }  // namespace tolvane

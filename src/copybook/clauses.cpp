@@ -194,6 +194,18 @@ bool Compiler::RedefinesClause(Field& field) {
   return true;
 }
 
+// Whether a list of values goes on. A level number at the beginning of a line does not: it is told
+// from a value by the word behind it, which is none that can stand behind a value.
+bool Compiler::AtValue() const {
+  if (!AtLiteral(lexer_)) return false;
+  constexpr std::string_view kBehindValues[] = {"THRU", "THROUGH", "WHEN", "SET", "TO", "FALSE"};
+  const std::string_view word = lexer_.WordBehind();
+  return !AtLevel() || std::none_of(word.begin(), word.end(), IsLetter) ||
+         !FigurativeConstant(word).empty() || EqualsIgnoreCase(word, "ALL") ||
+         std::any_of(std::begin(kBehindValues), std::end(kBehindValues),
+                     [word](std::string_view other) { return EqualsIgnoreCase(word, other); });
+}
+
 bool Compiler::ReadValues(std::vector<ValueRange>& values) {
   (void)AcceptAny({"IS", "ARE"});
   for (;;) {
@@ -205,9 +217,9 @@ bool Compiler::ReadValues(std::vector<ValueRange>& values) {
       if (!ReadLiteral(lexer_, diagnostics_, range.thru)) return false;
     }
     values.push_back(std::move(range));
-    (void)Accept(",");
+    const bool comma = Accept(",");
     Next();
-    const bool more = AtLiteral(lexer_) && !AtLevel();
+    const bool more = comma ? AtLiteral(lexer_) : AtValue();
     lexer_.UngetToken();
     if (!more) return true;
   }

@@ -113,14 +113,30 @@ bool Compiler::CompileRecords() {
   const std::size_t errors = diagnostics_.errors();
   do (void)ParseData();  // the count of errors tells
   while (BeginsRecord(token()) && !diagnostics_.Full());
-  return diagnostics_.errors() == errors;
+  return Conclude(errors, !token().copied || token().Is("ID"));
+}
+
+bool Compiler::CompileFirstRecord() {
+  const std::size_t errors = diagnostics_.errors();
+  const auto& records = table_.records_;
+  do (void)ParseData();  // the count of errors tells
+  while (BeginsRecord(token()) && !records.empty() && records.back().first->IsStandalone() &&
+         !diagnostics_.Full());
+  return Conclude(errors, AtEnd() || BeginsRecord(token()));
 }
 
 bool Compiler::CompileFile() {
   const std::size_t errors = diagnostics_.errors();
   (void)CompileRecords();  // the count of errors tells
-  const bool complete = token().kind == TokenKind::kEnd || token().Is("ID");
-  if (!complete && diagnostics_.errors() == errors) return Fail(kLevelExpected);
+  return Conclude(errors, AtEnd());
+}
+
+// Where a file of its own has described all that it describes.
+bool Compiler::AtEnd() const { return token().kind == TokenKind::kEnd || token().Is("ID"); }
+
+// Whether nothing was wrong since there were so many errors: what follows no longer describes data.
+bool Compiler::Conclude(std::size_t errors, bool at_end) {
+  if (!at_end && diagnostics_.errors() == errors) return Fail(kLevelExpected);
   return diagnostics_.errors() == errors;
 }
 
@@ -258,8 +274,8 @@ Field& Compiler::AddField(int level, std::string name, const Token& level_token)
   if (parent != nullptr && !parent->picture.empty())
     diagnostics_.Error(place, "expected no item below one that has a PICTURE", level_token.text);
   const auto same = table_.names_.find(ToUpper(name));
-  if (same != table_.names_.end() && record.first != nullptr && same->second->parent == parent &&
-      same->second->number >= record.first->number)
+  if (same != table_.names_.end() && record.first != nullptr &&
+      same->second.back()->parent == parent && same->second.back()->number >= record.first->number)
     diagnostics_.Warning(place, "expected a name that its group does not have yet", name);
   Field& field = table_.Add(level, std::move(name), parent, previous_);
   if (record.first == nullptr) record.first = &field;
@@ -271,9 +287,10 @@ Field& Compiler::AddField(int level, std::string name, const Token& level_token)
 void Compiler::ParseCondition() {
   Condition condition;
   condition.place = token().span.begin;
-  if (open_.empty()) Fail("expected a data item before level 88");
+  const bool has_item = !open_.empty() && table_.fields_.back().level != 66;
+  if (!has_item) Fail("expected a data item before level 88");
   Next();
-  if (open_.empty()) return Recover();
+  if (!has_item) return Recover();
   if (!ReadName(condition.name)) return Recover();
   if (!AcceptAny({"VALUE", "VALUES"})) {
     Next();

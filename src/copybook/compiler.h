@@ -55,8 +55,11 @@ class Compiler {
   // One record description: entries up to the next level 01 or 77, or to what is no entry. Its
   // offsets count from 0.
   [[nodiscard]] bool ParseData();
-  // ParseData for as long as the next token is a record's level number.
+  // ParseData for as long as the next token is a record's level number. Texts that COPY brings in
+  // hold nothing else but ID IS statements.
   [[nodiscard]] bool CompileRecords();
+  // The first record, behind level 77 items, of a file of its own.
+  [[nodiscard]] bool CompileFirstRecord();
   // CompileRecords on a file of its own, which may go on with ID IS statements only.
   [[nodiscard]] bool CompileFile();
 
@@ -86,10 +89,13 @@ class Compiler {
   bool Accept(std::string_view word);  // moves on if the next token is the word
   bool AcceptAny(std::initializer_list<std::string_view> words);
   bool Fail(std::string_view expected);
+  bool Conclude(std::size_t errors, bool at_end);
   void Recover();
   bool SkipIgnored();
   void SkipTo(const IgnoredStatement& statement);
   bool AtLevel() const;
+  bool AtEnd() const;
+  bool AtValue() const;
 
   // Entries.
   void ParseEntry();

@@ -38,6 +38,10 @@ std::uint32_t Diagnostics::AddFile(std::string name) {
   return static_cast<std::uint32_t>(files_.size() - 1);
 }
 
+std::string Diagnostics::FileOf(const Place& place) const {
+  return place.file < files_.size() ? files_[place.file] : std::string();
+}
+
 void Diagnostics::Error(const Place& place, std::string_view expected, std::string_view found) {
   if (Full()) return;
   ++errors_;
@@ -53,8 +57,7 @@ bool Diagnostics::Full() const { return errors_ >= kMaxErrors; }
 void Diagnostics::Report(Severity severity, const Place& place, std::string_view expected,
                          std::string_view found) {
   if (!sink_) return;
-  const std::string file = place.file < files_.size() ? files_[place.file] : std::string();
-  sink_({severity, file, place, std::string(expected), Readable(found)});
+  sink_({severity, FileOf(place), place, std::string(expected), Readable(found)});
 }
 
 }  // namespace tolvane::copybook

@@ -49,6 +49,7 @@ class Diagnostics {
 
   std::uint32_t AddFile(std::string name);
   [[nodiscard]] const std::vector<std::string>& files() const { return files_; }
+  [[nodiscard]] std::string FileOf(const Place& place) const;
 
   void Error(const Place& place, std::string_view expected, std::string_view found = {});
   void Warning(const Place& place, std::string_view expected, std::string_view found = {});

@@ -106,7 +106,6 @@ struct Field {
   Field* first_child = nullptr;
   Field* next_sibling = nullptr;  // same parent, or next top level of the same record
   Field* next = nullptr;          // next data item in source order, through all records
-  Field* previous_same_name = nullptr;
 
   std::vector<ValueRange> values;
   std::vector<Condition> conditions;

@@ -67,6 +67,7 @@ bool Lexer::BeginToken() {
     }
     token_at_ = frame.at;
     token_.span.begin = token_.span.end = frame.source->PlaceAt(frame.at);
+    token_.copied = frames_.size() > 1;
     if (frame.at < bytes.size()) return true;
     if (frames_.size() == 1) return false;
     ended_.push_back(std::move(frames_.back()));
@@ -257,6 +258,14 @@ bool Lexer::LastOnLine() const {
   if (frames_.empty()) return true;
   const std::size_t next = text().find_first_not_of(" \t", frames_.back().at);
   return next == std::string::npos || text()[next] == '\n';
+}
+
+std::string_view Lexer::WordBehind() const {
+  if (frames_.empty()) return {};
+  std::size_t at = frames_.back().at;
+  while (IsBlank(CharAt(at))) ++at;
+  const std::size_t end = WordEnd(at);
+  return IsQuote(CharAt(end)) ? std::string_view() : std::string_view(text()).substr(at, end - at);
 }
 
 bool Lexer::SkipPast(std::string_view word) {

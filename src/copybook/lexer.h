@@ -42,6 +42,7 @@ struct Token {
   std::string text;
   Span span;
   bool first_on_line = false;
+  bool copied = false;  // stands in a text that COPY brought in
 
   // A word, in any case, or a sign.
   [[nodiscard]] bool Is(std::string_view word) const;
@@ -96,6 +97,9 @@ class Lexer {
   // among them stands for any blanks.
   [[nodiscard]] bool FollowedBy(std::string_view text) const;
   [[nodiscard]] bool LastOnLine() const;
+  // The word or number behind the current token, on its line or a later one of the same text; empty
+  // when anything else follows.
+  [[nodiscard]] std::string_view WordBehind() const;
   // The character right behind the current token; '\0' at the end of the text.
   [[nodiscard]] char CharBehind() const {
     return frames_.empty() ? '\0' : CharAt(frames_.back().at);

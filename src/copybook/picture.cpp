@@ -257,11 +257,29 @@ class Analysis {
   unsigned roles_ = 0;
 };
 
+// Whether a picture is that of a program with DECIMAL-POINT IS COMMA: its points group digits.
+bool PointIsComma(std::string_view text) {
+  const std::size_t point = text.find('.');
+  return point != std::string_view::npos && text.find_first_of(".,", point + 1) != text.npos;
+}
+
+std::string ExchangePoint(std::string_view text) {
+  std::string exchanged(text);
+  for (char& c : exchanged)
+    if (c == '.' || c == ',') c = c == '.' ? ',' : '.';
+  return exchanged;
+}
+
 }  // namespace
 
 bool AnalyzePicture(std::string_view text, const Settings& settings, Picture& picture,
                     PictureError& error) {
   picture = Picture();
+  if (PointIsComma(text)) {
+    PictureError other;
+    if (Analysis(ExchangePoint(text), settings, other).Run(picture)) return true;
+    picture = Picture();
+  }
   return Analysis(text, settings, error).Run(picture);
 }
 

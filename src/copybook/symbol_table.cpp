@@ -1,5 +1,7 @@
 #include "copybook/symbol_table.h"
 
+#include <algorithm>
+
 namespace tolvane::copybook {
 namespace {
 
@@ -14,7 +16,20 @@ bool Qualifies(const Field& field, std::span<const std::string_view> qualifiers)
   return true;
 }
 
+// The number behind the last field of a group; `none` when no other field follows it.
+std::size_t EndOfGroup(const Field& group, std::size_t none) {
+  for (const Field* field = &group; field != nullptr; field = field->parent)
+    if (field->next_sibling != nullptr) return field->next_sibling->number;
+  return none;
+}
+
 }  // namespace
+
+const SymbolTable::Fields& SymbolTable::FieldsOf(std::string_view name) const {
+  static const Fields kNone;
+  const auto found = names_.find(ToUpper(name));
+  return found == names_.end() ? kNone : found->second;
+}
 
 const Field* SymbolTable::GetSymNum(std::size_t number) const {
   return number < fields_.size() ? &fields_[number] : nullptr;
@@ -27,15 +42,31 @@ Lookup SymbolTable::GetSymHashSubStr(std::span<const std::string_view> names) co
 Lookup SymbolTable::Find(std::span<const std::string_view> names, std::size_t from) const {
   Lookup lookup;
   if (names.empty()) return lookup;
-  const auto found = names_.find(ToUpper(names.front()));
-  if (found == names_.end()) return lookup;
-  for (const Field* field = found->second; field != nullptr && field->number >= from;
-       field = field->previous_same_name) {
-    if (!Qualifies(*field, names.subspan(1))) continue;
-    const bool exact = field->name == names.front();
-    if (exact || lookup.exact == 0) lookup.field = field;
-    ++lookup.matches;
-    if (exact) ++lookup.exact;
+  const Fields& candidates = FieldsOf(names.front());
+  const auto look_at = [&](std::size_t begin, std::size_t end) {
+    auto at = std::lower_bound(
+        candidates.begin(), candidates.end(), std::max(begin, from),
+        [](const Field* field, std::size_t number) { return field->number < number; });
+    for (; at != candidates.end() && (*at)->number < end; ++at) {
+      if (!Qualifies(**at, names.subspan(1))) continue;
+      const bool exact = (*at)->name == names.front();
+      if (lookup.matches == 0 || (exact && lookup.exact == 0)) lookup.field = *at;
+      ++lookup.matches;
+      if (exact) ++lookup.exact;
+    }
+  };
+  const Fields* rarest = &candidates;
+  for (const std::string_view name : names.subspan(1))
+    if (FieldsOf(name).size() < rarest->size()) rarest = &FieldsOf(name);
+  std::size_t end = 0;
+  if (rarest == &candidates) {
+    look_at(0, fields_.size());
+  } else {
+    for (const Field* group : *rarest) {  // one within another has been looked at with it
+      const std::size_t begin = std::max(end, group->number);
+      end = std::max(end, EndOfGroup(*group, fields_.size()));
+      look_at(begin, end);
+    }
   }
   return lookup;
 }
@@ -69,9 +100,7 @@ Field& SymbolTable::Add(int level, std::string name, Field* parent, Field* previ
 
 void SymbolTable::AddName(Field& field) {
   if (field.name.empty()) return;
-  Field*& last = names_[ToUpper(field.name)];
-  field.previous_same_name = last;
-  last = &field;
+  names_[ToUpper(field.name)].push_back(&field);
 }
 
 }  // namespace tolvane::copybook

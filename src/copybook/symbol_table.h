@@ -71,7 +71,12 @@ class SymbolTable {
   friend class Compiler;  // builds the table
   friend class SymbolFile;
 
-  // GetSymHashSubStr among the fields from a number on.
+  using Fields = std::vector<Field*>;  // by ascending number
+
+  // All fields of a name.
+  [[nodiscard]] const Fields& FieldsOf(std::string_view name) const;
+  // GetSymHashSubStr among the fields from a number on. Fields of a group have the numbers behind
+  // its own: the rarest of the names tells where to look.
   [[nodiscard]] Lookup Find(std::span<const std::string_view> names, std::size_t from) const;
   // A field of `level` named `name` under `parent`, in last place of the source order. Level 66
   // fields stand outside of it.
@@ -82,7 +87,7 @@ class SymbolTable {
   std::vector<RecordDescription> records_;
   std::vector<Field*> renames_;
   std::vector<std::string> files_;
-  std::unordered_map<std::string, Field*> names_;  // upper case; the last field of the name
+  std::unordered_map<std::string, Fields> names_;            // upper case
   std::unordered_map<std::string, std::size_t> conditions_;  // upper case, how many
   Field* first_ = nullptr;
   Field* last_ = nullptr;

@@ -68,6 +68,8 @@ Grammar::Outcome Grammar::Reject(const char* format, ...) {
   va_start(values, format);
   VPrintError(format, values);
   va_end(values);
+  PrintWarning("Line %u of '%s': this statement rejects the file.\n", statement_.line,
+               FileOf(statement_).c_str());
   return Outcome::kReject;
 }
 
@@ -89,18 +91,23 @@ int Grammar::ParseOptionsFile() {
     // A literal without its closing quote is a statement error too.
     if (outcome == Outcome::kNext && reader_.diagnostics.errors() == 0) continue;
     PrintWarning("Line %u of '%s': the rest of the file was not read.\n", reader_.lexer.line(),
-                 name_.c_str());
+                 FileOf(token().span.begin).c_str());
     return EndOfReading();
   }
   at_end_ = token().kind == TokenKind::kEnd;
   if (!at_end_)
     PrintWarning("Line %u of '%s': '%s' begins no statement; the rest of the file was not read.\n",
-                 reader_.lexer.line(), name_.c_str(), token().text.c_str());
+                 reader_.lexer.line(), FileOf(token().span.begin).c_str(), token().text.c_str());
   return EndOfReading();
 }
 
 Grammar::Outcome Grammar::ReadStatement() {
   const std::string& word = token().text;
+  statement_ = token().span.begin;
+  if (token().copied) {
+    reader_.diagnostics.Error(statement_, "expected ID IS or the end of the copied text", word);
+    return Outcome::kReject;
+  }
   for (const Statement& statement : kStatements) {
     if (!Begins(word, statement.word)) continue;
     const std::string rest = word.substr(statement.word.size());
@@ -125,8 +132,11 @@ int Grammar::EndOfReading() {
       std::any_of(opt.keyDescr.begin(), opt.keyDescr.end(), [](const KeyEntry& key) {
         return !key.name.empty() && key.name != kKeyByPosition;
       });
-  const bool copybook_outdated = basis_ && *basis_ != CurrentBasis();
-  if ((!at_end_ && names_fields) || copybook_outdated) {
+  // Where the reading stopped behind a description, what stopped it may be a part of that.
+  const bool has_copybook =
+      copybooks.csid != nullptr || copybooks.csin_ != nullptr || copybooks.csout != nullptr;
+  const bool copybook_outdated = copybooks.basis && *copybooks.basis != CurrentBasis();
+  if ((!at_end_ && (names_fields || has_copybook)) || copybook_outdated) {
     PrintError("End of Grammar NOT detected. COPYBOOK must be last statement.\n");
     return 0;
   }
@@ -221,5 +231,14 @@ std::string Grammar::NextPath() {
 }
 
 int ParseOptionsFile(const std::string& name) { return Grammar(name).ParseOptionsFile(); }
+
+int SettleLateOptions() {
+  // The copybook of -C takes the place of the grammar file's, and is read by all options.
+  if (copybooks.csid == nullptr || !opt.copyfile.empty()) return 1;
+  const char* const late = CopybookOutdatedBy();
+  if (late == nullptr) return validateKeys(*copybooks.csid);
+  PrintError("Option %s must stand before -G: the copybook was read without it.\n", late);
+  return 0;
+}
 
 }  // namespace tolvane

@@ -186,14 +186,8 @@ Grammar::Outcome Grammar::KeepTable(const std::string& which,
   opt.bCopyBookFlag = 1;
   MaskListEmpty();
   if (LoadMaskList(*copybooks.csid, reader_) == 0) return Outcome::kReject;
-  basis_ = CurrentBasis();
+  copybooks.basis = CurrentBasis();
   return Outcome::kNext;
-}
-
-Grammar::Basis Grammar::CurrentBasis() {
-  return {opt.rawfield,
-          {opt.sw_sdf, lasting.bCopyGFlag, opt.sw_interchange, opt.sw_mf, opt.sw_mbp},
-          opt.gblRecSize};
 }
 
 }  // namespace tolvane

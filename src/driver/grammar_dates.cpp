@@ -233,9 +233,8 @@ Grammar::Outcome Grammar::AgeDates(AgeEntry& entry) {
     const int month = ToInt(date.month), day = ToInt(date.day), year = ToInt(date.year);
     if (month < 1 || month > kMonths || day < 1 || day > kDays || year < kFirstYear ||
         !ParseDateAndGetTimeNo(date, times[i])) {
-      PrintError("Invalid date in AGE statement - %s/%s/%s\n", date.month.c_str(), date.day.c_str(),
-                 date.year.c_str());
-      return Outcome::kReject;
+      return Reject("Invalid date in AGE statement - %s/%s/%s\n", date.month.c_str(),
+                    date.day.c_str(), date.year.c_str());
     }
     if (i == 0) {
       entry.default_month = month;

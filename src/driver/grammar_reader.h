@@ -1,7 +1,6 @@
 // The reader behind ParseOptionsFile: one handler for each statement, in a table by its word.
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -47,14 +46,6 @@ class Grammar {
     Handler handler;
     bool numbered = false;  // digits may follow in the same word
   };
-  // What the layout and the mask list of COPYBOOK IS follow from.
-  struct Basis {
-    std::vector<std::string> rawfield;
-    std::array<Switch, 5> switches;
-    std::int32_t record_size;
-    bool operator==(const Basis&) const = default;
-  };
-  static Basis CurrentBasis();
   static const Statement kStatements[];
 
   Outcome ReadStatement();
@@ -73,7 +64,11 @@ class Grammar {
   std::string NextPathValue();
   // Print an error; the result says what it means.
   [[gnu::format(printf, 1, 2)]] static Outcome Stop(const char* format, ...);
-  [[gnu::format(printf, 1, 2)]] static Outcome Reject(const char* format, ...);
+  [[gnu::format(printf, 2, 3)]] Outcome Reject(const char* format, ...);
+  // The file that a place of a token is in.
+  std::string FileOf(const copybook::Place& place) const {
+    return reader_.diagnostics.FileOf(place);
+  }
   // Stops at the current token.
   Outcome Invalid();
 
@@ -110,8 +105,8 @@ class Grammar {
 
   std::string name_;
   CopybookReader reader_;
-  std::optional<Basis> basis_;  // of the copybook that was compiled
-  bool at_end_ = false;         // the file ended where a statement could begin
+  copybook::Place statement_;  // where the one that is being read begins
+  bool at_end_ = false;        // the file ended where a statement could begin
 };
 
 }  // namespace tolvane

@@ -177,6 +177,10 @@ bool CommandLine::Take(char letter, const char* argument) {
 
 bool CommandLine::TakeName(const NameOption& option, const char* argument) {
   if (TooLong(option.letter, argument, kNameWidth)) return false;
+  if (option.letter == 'G' && opt.optionsFileFlag != 0) {
+    PrintError("-G was given twice: '%s' and '%s'\n", opt.optFileName.c_str(), argument);
+    return false;
+  }
   opt.*option.target = argument;
   opt.*option.given = 1;
   if (option.letter != 'C' || opt.sw_first_time != 0) return true;
@@ -199,7 +203,7 @@ bool CommandLine::TakeField(char type, const char* argument) {
   }
   std::int64_t numbers[3] = {0, 0, 0};
   auto& [location, length, occurs] = numbers;
-  const bool in_range = ScanTriple(argument, numbers) && location >= 0 && length >= 0 &&
+  const bool in_range = ScanTriple(argument, numbers) && location >= 0 && length >= 1 &&
                         occurs <= std::numeric_limits<std::int16_t>::max();
   if (!in_range) {
     PrintError("Option -%c%s: location, length or occurrence is out of range.\n", type, argument);
@@ -234,6 +238,8 @@ bool CommandLine::TakeCondition(const char* argument) {
   if (!is_word || !position || !FitsInt32(*position) || *position < 0 || !IsOperator(op) ||
       value.empty()) {
     PrintError("Invalid syntax for option -I\n");
+    PrintWarning("-I takes a position, an operator and a text without blanks, not '%s'\n",
+                 argument);
     return false;
   }
   if (TooLong('I', value, kConditionValueWidth)) return false;
@@ -296,6 +302,7 @@ bool CommandLine::TakeKey(std::string_view argument) {
     }
     key.location = static_cast<std::int32_t>(*location);
     key.length = static_cast<std::int32_t>(*length);
+    key.name.clear();
   } else {
     if (TooLong('k', text, kFieldNameWidth)) return false;
     key.name = text;

@@ -84,6 +84,12 @@ TEST(Compiler, NamesPlaceWordAndExpectation) {
       {"01 R PIC X VALUE 'A.\n",
        "T:1:18: error: expected a closing quote, found 'A.'\n"
        "T:1:21: error: expected a full stop, found 'end of text'\n"},
+      {"01 R. 05 A PIC X. 66 B RENAMES A. 88 C VALUE 1.",
+       "T:1:35: error: expected a data item before level 88, found '88'\n"},
+      {"01 R.\n05 A PIC 99 VALUE 1\n05 B PIC X.\n",
+       "T:3:1: error: expected a full stop, found '05'\n"},
+      {"01 R.\n05 A PIC 99.\n88 B VALUES 1 2\n88 C VALUE 3.\n",
+       "T:4:1: error: expected a full stop, found '88'\n"},
       {"77 A PIC X.\n05 B PIC X.", "T:2:1: error: expected level 01, found '05'\n"},
       {"01 R PIC X. EXEC SQL DECLARE.\n",
        "T:1:13: error: expected a level number (01 to 49, 66, 77, 78 or 88), found 'EXEC'\n"},
@@ -150,6 +156,31 @@ TEST(Compiler, TakesEveryClauseThatDoesNotMatterToTheLayout) {
    56     1 C   05 FILLER
    57     1 C   05 D  occurs 3
 )");
+}
+
+// Numbers that could be levels, at the beginning of a line.
+TEST(Compiler, TellsValuesFromLevels) {
+  const Compilation compilation(R"(
+       01  R PIC 99.
+           88 A VALUES 01 02 03
+                       04 05 06.
+           88 B VALUES 01 THRU 05
+                       10 THRU
+                       15.
+           88 C VALUES ARE 01, 02,
+                       03, 04.
+           88 D VALUE  01
+                       02 FALSE
+                       03.
+           88 E VALUE  01
+                       77 ZERO
+                       88
+                       .
+)");
+  EXPECT_EQ(compilation.messages, "");
+  EXPECT_EQ(compilation.Layout(),
+            "RECORD R length 2\n    0     2 D 01 R  digits 2  A = 01 02 03 04 05 06  "
+            "B = 01-05 10-15  C = 01 02 03 04  D = 01 02  E = 01 77 0 88\n");
 }
 
 TEST(Compiler, CarriesOutCopyWithReplacing) {

@@ -30,6 +30,18 @@ TEST(SymbolTable, FindsNamesWithTheirQualifiersInAnyCase) {
   EXPECT_EQ(table.GetSymNum(table.size()), nullptr);
 }
 
+TEST(SymbolTable, CountsAFieldOnceBelowGroupsOfOneName) {
+  const Compilation compilation(
+      "01 R. 05 A PIC X. 05 G. 10 A PIC X. 10 G. 15 A PIC X. 05 A1. 10 A PIC X. 05 G.\n"
+      "10 A PIC X. 66 G1 RENAMES A1.\n");
+  const SymbolTable& table = compilation.table;
+  EXPECT_EQ(table.GetSymHashSubStr("A").matches, 5U);
+  EXPECT_EQ(table.GetSymHashSubStr({"A", "G"}).matches, 3U);
+  EXPECT_EQ(table.GetSymHashSubStr({"A", "G", "G"}).Unique()->offset, 2);
+  EXPECT_EQ(table.GetSymHashSubStr({"A", "A1"}).Unique()->offset, 3);
+  EXPECT_EQ(table.GetSymHashSubStr({"G1", "R"}).Unique()->level, 66);
+}
+
 TEST(SymbolTable, WalksTheItemsInSourceOrder) {
   const Compilation compilation(
       "01 R. 05 G. 10 A PIC X. 05 B PIC X.\n66 N RENAMES A.\n77 C PIC X.");

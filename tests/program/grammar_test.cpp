@@ -132,6 +132,37 @@ TEST_F(GrammarFile, OptionsBehindTheGrammarFileWin) {
   EXPECT_EQ(RunArguments({"-G", "nope"}).status, kRejected);
 }
 
+// A copybook has been read by the options before it; keys are looked up in it afterwards.
+TEST_F(GrammarFile, OptionsBehindACopybookWinOrAreRefused) {
+  dir_.WriteFile("in", "abc1234");
+  dir_.WriteFile("job.gra",
+                 "RESTORE CREATE INPUT in OUTPUT out KEY1 IS A COMPILER MF COPYBOOK IS\n"
+                 "01 R. 05 A PIC X(3). 05 B PIC S9(4).\n");
+  const std::pair<const char*, const char*> winning[] = {{"-MF", "KEY1:0000,0003 \n"},
+                                                         {"-s7", "KEY1:0000,0003 \n"},
+                                                         {"-k1:B", "KEY1:0003,0004 \n"},
+                                                         {"-k1:1,2", "KEY1:0001,0002 \n"},
+                                                         {"-k2:B", "KEY2:0003,0004 Dups\n"}};
+  for (const auto& [option, key] : winning) {
+    for (const char* name : {"out", "out.dat", "out.idx"}) std::remove(dir_.Path(name).c_str());
+    EXPECT_EQ(RunArguments({"-G", "job.gra", option}).err, "") << option;
+    EXPECT_TRUE(Has(RunArguments({"-x", "-foout"}).out, key)) << option;
+  }
+  EXPECT_EQ(RunArguments({"-G", "job.gra", "-k1:C"}).err,
+            "\nERROR: Can not find unique field C for key # 0\nERROR: Validating key fields\n");
+  const std::pair<const char*, const char*> late[] = {
+      {"-MBP", "-MBP"}, {"-X", "-1 or -X"}, {"-1", "-1 or -X"}, {"-s3", "-s"}, {"-O", "-O"}};
+  for (const auto& [option, named] : late) {
+    const ProgramResult result = RunArguments({"-G", "job.gra", option});
+    EXPECT_EQ(result.err, std::string("\nERROR: Option ") + named +
+                              " must stand before -G: the copybook was read without it.\n");
+    EXPECT_EQ(result.status, kRejected) << option;
+  }
+  const ProgramResult twice = RunArguments({"-G", "job.gra", "-G", "other.gra", "-r"});
+  EXPECT_EQ(twice.err, "\nERROR: -G was given twice: 'job.gra' and 'other.gra'\n");
+  EXPECT_EQ(twice.status, kRejected);
+}
+
 TEST_F(GrammarFile, PathsMayBeginWithAVariable) {
   ASSERT_EQ(mkdir(dir_.Path("data").c_str(), 0700), 0);
   dir_.WriteFile("data/in", "abcd");
@@ -387,23 +418,28 @@ TEST_F(GrammarFile, SomeErrorsRejectTheFile) {
       {"FILE DATE 1/1 2000", "Invalid date after DATE."},
       {"AGE D FORMAT YYMMDD FROM 1/1-1990", "Invalid date after DATE."},
       {"FIELD", "INVALID syntax at ''"},
-      {"TEST DATE 1/1/2000", "FILE DATE not specified."},
-      {"FILE DATE 1/1/2000", "TEST DATE not specified."},
       {"COPYBOOK COPY x", "Line 3: Missing required 'IS' keyword in COPYBOOK statement."},
       {"COPYBOOK IS", "Line 3: Invalid copybook name in COPYBOOK statement."},
       {"COPYBOOK IS\nbook.cpy", "Line 4: Missing required 'COPY' keyword in COPYBOOK statement."},
-      {"COPYBOOK IS COPY nope",
-       "job.gra:3:18: error: expected a text that can be opened after COPY, "
-       "found 'nope'\n\nERROR: job.gra:3:22: error: expected a level "
-       "number (01 to 49, 66, 77, 78 or 88), found 'end of text'"},
   };
-  for (const auto& c : cases) {
+  const auto expect_rejection = [this](const std::string& statement, const std::string& err) {
     const ProgramResult result =
-        Restore("ZORVA FILE SEQUENTIAL RECORD SIZE 2\n" + c.statement + "\n", "3132");
-    EXPECT_EQ(result.err, std::string("\nERROR: ") + c.text + "\n") << c.statement;
-    EXPECT_EQ(result.status, kRejected) << c.statement;
-    EXPECT_EQ(Output(), "none") << c.statement;
-  }
+        Restore("ZORVA FILE SEQUENTIAL RECORD SIZE 2\n" + statement + "\n", "3132");
+    EXPECT_EQ(result.err, "\nERROR: " + err + "\n") << statement;
+    EXPECT_EQ(result.status, kRejected) << statement;
+    EXPECT_EQ(Output(), "none") << statement;
+  };
+  for (const auto& c : cases)
+    expect_rejection(
+        c.statement,
+        c.text + std::string("\n\nWARNING: Line 3 of 'job.gra': this statement rejects "
+                             "the file."));
+  expect_rejection("TEST DATE 1/1/2000", "FILE DATE not specified.");
+  expect_rejection("FILE DATE 1/1/2000", "TEST DATE not specified.");
+  expect_rejection("COPYBOOK IS COPY nope",
+                   "job.gra:3:18: error: expected a text that can be opened after COPY, "
+                   "found 'nope'\n\nERROR: job.gra:3:22: error: expected a level "
+                   "number (01 to 49, 66, 77, 78 or 88), found 'end of text'");
 }
 
 // A reading that stopped early has not met the copybook that fields are named for.
@@ -421,6 +457,38 @@ TEST_F(GrammarFile, NamesOfFieldsWantTheWholeFile) {
   EXPECT_EQ(RunGrammar(hundred).err, "");
   EXPECT_TRUE(RunGrammar(hundred + "RAW G")
                   .err.starts_with("\nERROR: The maximum of 10 RAW fields has been exceeded.\n"));
+}
+
+// A word that is none of a description must not cut the record, wherever it stands.
+TEST_F(GrammarFile, WordsWithinACopybookRejectTheFile) {
+  const std::string job = "ZORVA FILE SEQUENTIAL TRANSLATE ASCII COPYBOOK IS";
+  const std::string book = "01 R.\n   05 A PIC X(2).\n";
+  const struct {
+    std::string text;
+    const char* error;
+  } copied[] = {
+      {book + "   FILLER PIC X.\n   05 B PIC 9 COMP-3.\n",
+       "3:4: error: expected a level number (01 to 49, 66, 77, 78 or 88), found 'FILLER'"},
+      {book + "   DATE PIC X.\n",
+       "3:4: error: expected a level number (01 to 49, 66, 77, 78 or 88), found 'DATE'"},
+      {book + "ID IS A = 'X' USE A.\nCREATE\n",
+       "4:1: error: expected ID IS or the end of the copied text, found 'CREATE'"},
+  };
+  for (const auto& c : copied) {
+    dir_.WriteFile("book.cpy", c.text);
+    const ProgramResult result = Restore(job + " COPY book", "C1C2");
+    EXPECT_EQ(result.err, std::string("\nERROR: book.cpy:") + c.error + "\n");
+    EXPECT_EQ(result.status, kRejected);
+    EXPECT_EQ(Output(), "none");
+  }
+  for (const char* word : {"FILLER", "RECORD"}) {
+    const ProgramResult result = Restore(job + "\n" + book + "   " + word + " PIC X.\n", "C1C2");
+    EXPECT_TRUE(result.err.ends_with(
+        "\nWARNING: Line 5 of 'job.gra': the rest of the file was not read.\n"
+        "\nERROR: End of Grammar NOT detected. COPYBOOK must be last statement.\n"))
+        << result.err;
+    EXPECT_EQ(result.status, kRejected);
+  }
 }
 
 // What a copybook was compiled by must stand before it.
@@ -496,9 +564,11 @@ TEST_F(GrammarFile, CopybooksThatDoNotFitAreRefused) {
     const char* err;
   } cases[] = {
       {"COPYBOOK IN COPY book COPYBOOK IS COPY book",
-       "\nERROR: Invalid Syntax: COPYBOOK IN/OUT exclude use of COPYBOOK IS\n"},
+       "\nERROR: Invalid Syntax: COPYBOOK IN/OUT exclude use of COPYBOOK IS\n"
+       "\nWARNING: Line 2 of 'job.gra': this statement rejects the file.\n"},
       {"COMPILER MF COPYBOOK IS COPY book COPYBOOK OUT COPY book",
-       "\nERROR: Invalid Syntax: COPYBOOK IN/OUT exclude use of COPYBOOK IS\n"},
+       "\nERROR: Invalid Syntax: COPYBOOK IN/OUT exclude use of COPYBOOK IS\n"
+       "\nWARNING: Line 2 of 'job.gra': this statement rejects the file.\n"},
       {"COPYBOOK IS COPY book",
        "\nERROR: COBOL compiler type unknown \n"
        "\nERROR: You must specify (MF or MBP) to convert signed numeric data.\n"
@@ -507,9 +577,10 @@ TEST_F(GrammarFile, CopybooksThatDoNotFitAreRefused) {
        "\nERROR: Can not find unique field NONE \nERROR: Adding RAW fields to the mask table\n"},
       {"COMPILER MF KEY1 NONE COPYBOOK IS COPY book",
        "\nERROR: Can not find unique field NONE for key # 0\nERROR: Validating key fields\n"},
-      {"COMPILER MF COPYBOOK IS COPY book ID IS KIND",
+      {"COMPILER MF COPYBOOK IS COPY book\nID IS KIND = 'C' USE TAIL.\nID IS\nKIND",
        "\nERROR: Syntax error on ID IS statement.\n\nERROR: Saving conditions\n"
-       "\nERROR: Loading 'ID IS' statement\n"},
+       "\nERROR: Loading 'ID IS' statement\n"
+       "\nWARNING: Line 4 of 'job.gra': the ID IS statement is wrong.\n"},
   };
   for (const auto& c : cases) {
     const ProgramResult result = Restore(c.statements, kData);
@@ -613,6 +684,8 @@ TEST_F(GrammarFile, ReportsTellWhatTranslationWouldDamage) {
        " BINARY REDEFINES", "Found field : A\n", binary + redefined},
       {"01 R. 05 A PIC X. 05 B REDEFINES A PIC 9. 05 C PIC S9.", " BINARY", "Found field : C\n",
        binary},
+      {"77 X PIC 9 COMP. 01 R. 05 A PIC 9 COMP. 01 S PIC X.", " BINARY", "Found field : A\n",
+       binary},
   };
   for (const auto& c : cases) {
     dir_.WriteFile("copybook.cpy", c.book);
@@ -627,6 +700,12 @@ TEST_F(GrammarFile, ReportsTellWhatTranslationWouldDamage) {
         << report.out;
     EXPECT_EQ(report.err, c.warnings) << c.book;
   }
+  dir_.WriteFile("copybook.cpy", "01 A. 05 B PIC X. GARBAGE. 05 C PIC S9(4) COMP.");
+  EXPECT_EQ(
+      RunArguments({"-RS:copybook.cpy"}).err,
+      "\nERROR: copybook.cpy:1:19: error: expected a level number (01 to 49, 66, 77, 78 or 88), "
+      "found 'GARBAGE'\n"
+      "\nWARNING: The report covers only what could be read of 'copybook.cpy'.\n");
   EXPECT_EQ(RunArguments({"-R:none"}).err, "\nERROR: Could not open 'none'.\n");
   EXPECT_EQ(RunArguments({"-Rnone"}).err, "\nERROR: INVALID syntax for -R option.");
 }

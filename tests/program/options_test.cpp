@@ -75,8 +75,18 @@ TEST_F(Options, RefusedOptionsSayWhy) {
        "\nERROR: Invalid KEY specification, the key number is a digit from 1 to 9: '0:0,8'\n"},
       {{"-Rbook"}, "\nERROR: INVALID syntax for -R option."},
       {{"-RSbook"}, "\nERROR: INVALID syntax for -R option."},
-      {{"-I12EQ"}, "\nERROR: Invalid syntax for option -I\n"},
-      {{"-I12XXABC"}, "\nERROR: Invalid syntax for option -I\n"},
+      {{"-I12EQ"},
+       "\nERROR: Invalid syntax for option -I\n\nWARNING: -I takes a position, an operator and a "
+       "text without blanks, not '12EQ'\n"},
+      {{"-I12XXABC"},
+       "\nERROR: Invalid syntax for option -I\n\nWARNING: -I takes a position, an operator and a "
+       "text without blanks, not '12XXABC'\n"},
+      {{"-Babc"},
+       "\nERROR: Option -Babc: location, length or occurrence is out of range.\n"
+       "\nERROR: Creating mask table item.\n"},
+      {{"-P5:0"},
+       "\nERROR: Option -P5:0: location, length or occurrence is out of range.\n"
+       "\nERROR: Creating mask table item.\n"},
       {{"-B10:4", "-P12:2"},
        "\nERROR: Overlapping field definitions:\n\t<UNNAMED> (type B, offset 10, length 4, occurs "
        "1)\n\t<UNNAMED> (type P, offset 12, length 2, occurs 1)\n"},

@@ -87,7 +87,7 @@ TEST_F(RestoreFlat, BinaryDataStopsWithAReport) {
 
 TEST_F(RestoreFlat, ConditionsOfOptionsCompareBeforeTranslation) {
   dir_.WriteFile("in", FromHex("C1 C1 C2 C1"));
-  Run({"-r", "-c", "-q", "-e", "-s2", "-B1:0", "-I0EQA", "-B1:1", "-fiin", "-foout"});
+  Run({"-r", "-c", "-q", "-e", "-s2", "-I0EQA", "-B1:1", "-fiin", "-foout"});
   EXPECT_EQ(ToHex(dir_.ReadFile("out")), "41 C1 42 41");
 }
 
