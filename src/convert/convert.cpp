@@ -23,10 +23,6 @@ bool IsTextControl(Byte code) {
          std::end(kTextControls);
 }
 
-constexpr Byte WithZone(Byte byte, Byte zone) {
-  return static_cast<Byte>((byte & kDigitMask) | zone);
-}
-
 bool AllAre(const Byte* bytes, std::size_t count, Byte value) {
   return bytes[count - 1] == value && std::memcmp(bytes, bytes + 1, count - 1) == 0;
 }

@@ -20,8 +20,6 @@ constexpr unsigned kQuarterBits = 9;
 constexpr unsigned kByteBits = 8;
 constexpr std::size_t kToTheEnd = std::numeric_limits<std::size_t>::max() / 2;
 
-Byte WithZone(Byte byte, Byte zone) { return static_cast<Byte>((byte & kDigitMask) | zone); }
-
 Byte NegativeZone(char type) { return type == mask_type::kMfUnpacked ? kMfNegative : kMbpNegative; }
 
 // The character that carries the sign of a field, for the target compiler.

@@ -9,12 +9,6 @@
 namespace tolvane {
 namespace {
 
-constexpr Byte kAsciiSpace = 0x20;
-
-constexpr Byte WithZone(Byte byte, Byte zone) {
-  return static_cast<Byte>((byte & kDigitMask) | zone);
-}
-
 void KeepFieldSigns(const MaskItem& item, std::span<const Byte> unconverted, Byte* converted) {
   if (!item.has_overpunch()) return;
   // Items made by options have no picture; their digits are their bytes.
@@ -46,7 +40,7 @@ int ConvertAsciiSigns(std::span<const Byte> record, Byte* out) {
     const bool is_mf = item.type == mask_type::kMfUnpacked;
     const Byte translated = asc2ebc[record[sign]];
     if (translated == kEbcdicSpace) {
-      out[sign] = kAsciiSpace;
+      out[sign] = Byte{' '};
     } else if ((translated & kZoneMask) == kEbcdicNegative) {
       out[sign] = WithZone(translated, is_mf ? kMfNegative : kMbpNegative);
     } else {

@@ -24,6 +24,9 @@ inline constexpr Byte kEbcdicUnsigned = 0xF0;
 inline constexpr Byte kMfNegative = 0x70;   // Micro Focus, ASCII
 inline constexpr Byte kMbpNegative = 0x40;  // MBP, ASCII
 inline constexpr Byte kAsciiPositive = 0x30;
+[[nodiscard]] constexpr Byte WithZone(Byte byte, Byte zone) {
+  return static_cast<Byte>((byte & kDigitMask) | zone);
+}
 
 // Sign nibbles of a packed field: A, C, E and F are positive, B and D negative.
 inline constexpr Byte kPackedPositive = 0xC;

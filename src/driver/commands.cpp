@@ -115,13 +115,12 @@ Step Reorganise() {
     PrintError("Missing type for output file; indexed, sequential or relative?\n");
     return Step::kDone;
   }
-  if ((opt.sw_restore != 0 || opt.sw_backup != 0) && CreateZorFile() == 0) return Step::kFailed;
+  if (IsTransfer() && CreateZorFile() == 0) return Step::kFailed;
   return Step::kDone;
 }
 
 Step MoveKeysOfGrownRecords() {
-  if (opt.sw_explode != 0 || opt.expandDateFlag != 0)
-    AlterKeysDescription(*copybooks.csid, RecordShape(*copybooks.csid));
+  if (RecordsGrow()) AlterKeysDescription(*copybooks.csid, RecordShape(*copybooks.csid));
   return Step::kNext;
 }
 
@@ -146,8 +145,7 @@ Step DeleteIndexedFile() {
 Step DeleteFile() {
   if (opt.sw_delete == 0) return Step::kNext;
   if (VerifyZorFileName(opt.outfile) == 0) return Step::kFailed;
-  if ((opt.sw_restore != 0 || opt.sw_backup != 0) && CheckDeletionApart() == 0)
-    return Step::kFailed;
+  if (IsTransfer() && CheckDeletionApart() == 0) return Step::kFailed;
   if (opt.sw_indexed != 0) return DeleteIndexedFile();
   if (opt.sw_sequential == 0 && opt.sw_relative == 0) {
     PrintError("Missing file type: Is the file indexed, sequential or relative?\n");
@@ -173,12 +171,12 @@ Step RefuseBoth() {
 }
 
 Step Transfer() {
-  if (opt.sw_analyze == 0 && opt.sw_backup == 0 && opt.sw_restore == 0) return Step::kNext;
+  if (opt.sw_analyze == 0 && !IsTransfer()) return Step::kNext;
   return PrepareBackupRestoreOper() != 0 ? Step::kNext : Step::kFailed;
 }
 
 Step AddAlternateKeys() {
-  if (opt.sw_backup == 0 && opt.sw_restore == 0) return Step::kNext;
+  if (!IsTransfer()) return Step::kNext;
   if (opt.sw_create == 0 || opt.sw_indexed == 0 || lasting.sw_nodupsecondary != 0)
     return Step::kNext;
   if (AddIndexes() == 0) return Step::kFailed;
@@ -187,7 +185,7 @@ Step AddAlternateKeys() {
 }
 
 Step Register() {
-  if (opt.sw_backup == 0 && opt.sw_restore == 0) return Step::kNext;
+  if (!IsTransfer()) return Step::kNext;
   const struct {
     Switch chosen;
     SystemFileType type;

@@ -132,11 +132,8 @@ int Grammar::EndOfReading() {
       std::any_of(opt.keyDescr.begin(), opt.keyDescr.end(), [](const KeyEntry& key) {
         return !key.name.empty() && key.name != kKeyByPosition;
       });
-  // Where the reading stopped behind a description, what stopped it may be a part of that.
-  const bool has_copybook =
-      copybooks.csid != nullptr || copybooks.csin_ != nullptr || copybooks.csout != nullptr;
   const bool copybook_outdated = copybooks.basis && *copybooks.basis != CurrentBasis();
-  if ((!at_end_ && (names_fields || has_copybook)) || copybook_outdated) {
+  if ((!at_end_ && names_fields) || copybook_outdated) {
     PrintError("End of Grammar NOT detected. COPYBOOK must be last statement.\n");
     return 0;
   }

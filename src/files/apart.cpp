@@ -7,6 +7,7 @@
 #include "media/drive.h"
 #include "platform/console.h"
 #include "platform/paths.h"
+#include "reports/side_reports.h"
 #include "state/options.h"
 
 namespace tolvane {
@@ -49,7 +50,7 @@ int CheckApart(const Paths& read, const Paths& written) {
 }  // namespace
 
 int CheckRestoreApart(const std::string& volume, const std::string& name) {
-  const Paths reports{name + ".dups", name + ".rpt", name + ".bad"};
+  const Paths reports{name + kDuplicatesReport, name + kBinaryReport, name + kNonMatchingReport};
   return CheckApart(FilesOfVolume(volume, DriveUse::kRead) + Texts(), FilesOf(name) + reports);
 }
 

@@ -171,7 +171,7 @@ int BuildFile(const keydesc& prime) {
 }  // namespace
 
 std::int32_t OutputRecordLength() {
-  if (opt.sw_explode != 0 || opt.expandDateFlag != 0) return sizes.gblExpRecSize;
+  if (RecordsGrow()) return sizes.gblExpRecSize;
   if (lasting.ageFlag != 0) return opt.gblRecSize;
   return sizes.gblCpySize > 0 ? sizes.gblCpySize : opt.gblRecSize;
 }

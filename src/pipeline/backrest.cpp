@@ -63,7 +63,6 @@ int PrepareBackupRestoreOper() {
   if (job.conversion == Conversion::kToAscii)
     for (MaskItem& item : mask_list)
       if (item.is_condition()) ConvertIdIsConditionToEbcdic(item);
-  if (opt.sw_backup == 0 && opt.sw_restore == 0 && opt.sw_analyze == 0) return 1;
   try {
     if (opt.sw_backup != 0) return BackUp({job.kind, job.conversion}) != 0 ? Report() : 0;
     if (PrepareRestoreOper({.block_size = opt.gblBlkSize,

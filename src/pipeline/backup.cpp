@@ -152,7 +152,7 @@ int Backup::OpenVolume() {
 }
 
 void Backup::PrintBanner() const {
-  if (lasting.ageFlag != 0 || opt.expandDateFlag != 0 || opt.sw_explode != 0)
+  if (lasting.ageFlag != 0 || RecordsGrow())
     PrintWarning("AGE, DATE IS and EXPLODE change what a restore writes; a backup ignores them.\n");
   PrintOutput("Transferring %s to %s%s\n", opt.infile.c_str(), tape_->device.c_str(),
               opt.sw_sequential != 0 ? "" : ".");

@@ -148,7 +148,7 @@ int Restore::OpenOutput() {
 void Restore::PrintBanner() const {
   PrintOutput("Restoring %s from %s.\n", opt.outfile.c_str(), opt.infile.c_str());
   if (!tape_->is_text()) {
-    const bool expands = opt.sw_explode != 0 || opt.expandDateFlag != 0;
+    const bool expands = RecordsGrow();
     PrintOutput(expands ? "==== block size: %d  expanded record size: %d ====\n"
                         : "==== block size: %d  input record size: %d ====\n",
                 tape_->block_size, expands ? sizes.gblExpRecSize : tape_->record_size);
@@ -160,8 +160,7 @@ void Restore::PrintBanner() const {
 
 // The most bytes that a record may have, which is what records of one size are filled up to.
 void Restore::SettleCapacity() const {
-  const bool grows = opt.sw_explode != 0 || opt.expandDateFlag != 0;
-  if (grows) sizes.gblCpySize = sizes.gblExpRecSize;
+  if (RecordsGrow()) sizes.gblCpySize = sizes.gblExpRecSize;
   if (sizes.gblCpySize < 1) sizes.gblCpySize = request_.record_size;
 }
 
@@ -169,8 +168,7 @@ void Restore::CompileConversion() {
   const bool to_ebcdic = request_.conversion == Conversion::kToEbcdic;
   run.sw_a2e = to_ebcdic || opt.sw_interchange != 0;
   conversion_.emplace(*tape_, request_.conversion);
-  if (opt.sw_explode != 0 || opt.expandDateFlag != 0)
-    StartReshape(to_ebcdic && opt.sw_interchange == 0);
+  if (RecordsGrow()) StartReshape(to_ebcdic && opt.sw_interchange == 0);
 }
 
 void Restore::StartReshape(bool ebcdic) {

@@ -55,8 +55,8 @@ struct SideFile {
   }
 };
 
-SideFile binary_data{".rpt", "Binary data in output file, see", "binary report"};
-SideFile non_matching{".bad", "Non matching records in output file, see",
+SideFile binary_data{kBinaryReport, "Binary data in output file, see", "binary report"};
+SideFile non_matching{kNonMatchingReport, "Non matching records in output file, see",
                       "non-matching (bad) report"};
 
 // The duplicates file, which holds records that are nowhere else: each goes out at once, and what
@@ -78,7 +78,7 @@ class DuplicatesFile {
 
  private:
   void Open() {
-    const std::string name = NameOfReport(".dups");
+    const std::string name = NameOfReport(kDuplicatesReport);
     fd_ = sys.open(name.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
     if (fd_ >= 0) end_ = sys.lseek(fd_, 0, SEEK_END);
     AnnounceReport(fd_ >= 0, "Duplicate records are written to:", "Duplicate message", name);

@@ -17,6 +17,11 @@
 
 namespace tolvane {
 
+// What is added to the output's name.
+inline constexpr const char* kDuplicatesReport = ".dups";
+inline constexpr const char* kBinaryReport = ".rpt";
+inline constexpr const char* kNonMatchingReport = ".bad";
+
 // Files a rejected duplicate: the record, filled with blanks up to gblRecSize bytes, and a line
 // feed. Shows its prime key.
 void FileDuplicate(std::span<const Byte> record);

@@ -156,6 +156,12 @@ extern LastingOptions lasting;
 // Whether the platform file is an indexed one, which it is unless the options say otherwise.
 [[nodiscard]] inline bool IsIndexedFile() { return opt.sw_relative == 0 && opt.sw_sequential == 0; }
 
+// Whether records go from one file to another.
+[[nodiscard]] inline bool IsTransfer() { return opt.sw_backup != 0 || opt.sw_restore != 0; }
+
+// Whether restored records grow, by explosion or by wider dates.
+[[nodiscard]] inline bool RecordsGrow() { return opt.sw_explode != 0 || opt.expandDateFlag != 0; }
+
 // The entry of a key.
 [[nodiscard]] inline KeyEntry& KeyOf(std::int32_t number) {
   return opt.keyDescr[static_cast<std::size_t>(number - 1)];
