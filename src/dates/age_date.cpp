@@ -8,8 +8,12 @@
 namespace tolvane {
 namespace {
 
-// Remembered days; a power of two.
-constexpr std::size_t kKnownDays = 8192;
+// Remembered days: those of 176 years have places of their own. A power of two.
+constexpr std::size_t kKnownDays = 65536;
+constexpr std::size_t kDaysOfYear = 372;  // by month and day
+// A packed day: year, month (7 bits), day or day of the year (10 bits).
+constexpr unsigned kMonthAt = 10, kYearAt = 17;
+constexpr std::uint32_t kDayMask = 0x3FF, kMonthMask = 0x7F;
 
 constexpr std::int32_t kFirstPlainYear = 1970;
 constexpr std::int32_t kFirstLateYear = 2036;
@@ -46,6 +50,17 @@ std::string Text(std::span<const Byte> field, DatePart part) {
 
 }  // namespace
 
+std::uint32_t DateAger::Pack(const Day& day) {
+  return static_cast<std::uint32_t>(day.year) << kYearAt |
+         static_cast<std::uint32_t>(day.month) << kMonthAt | static_cast<std::uint32_t>(day.day);
+}
+
+DateAger::Day DateAger::Unpack(std::uint32_t packed) {
+  return {static_cast<std::int32_t>(packed >> kYearAt),
+          static_cast<std::int32_t>(packed >> kMonthAt & kMonthMask),
+          static_cast<std::int32_t>(packed & kDayMask)};
+}
+
 DateAger::DateAger(const AgeEntry& entry)
     : entry_(entry),
       layout_(FindLayout(entry.format)),
@@ -62,15 +77,15 @@ int DateAger::AgeDate(std::span<Byte> field) {
   if (LeaveAlone(field)) return 1;
   Day from;
   if (!ReadDay(field, from)) return Fail(field);
-  const auto hash = static_cast<std::size_t>(from.year) * 372 +
-                    static_cast<std::size_t>(from.month * 31 + from.day);
-  Known& known = known_[hash % kKnownDays];
-  if (known.from != from) {
+  const auto place = static_cast<std::size_t>(from.year) * kDaysOfYear +
+                     static_cast<std::size_t>(from.month * 31 + from.day);
+  Known& known = known_[place % kKnownDays];
+  if (known.from != Pack(from)) {
     Day to;
     if (!Move(from, to)) return Fail(field);
-    known = {from, to};
+    known = {Pack(from), Pack(to)};
   }
-  WriteDay(known.to, field);
+  WriteDay(Unpack(known.to), field);
   return 1;
 }
 

@@ -44,10 +44,13 @@ class DateAger {
     std::int32_t year = 0, month = 0, day = 0;  // month from 1; for a day of the year 1
     bool operator==(const Day&) const = default;
   };
+  // A day that was met and what it became, packed to take little of the cache.
   struct Known {
-    Day from, to;
+    std::uint32_t from = 0xFFFFFFFF, to = 0;
   };
 
+  [[nodiscard]] static std::uint32_t Pack(const Day& day);
+  [[nodiscard]] static Day Unpack(std::uint32_t packed);
   [[nodiscard]] bool LeaveAlone(std::span<const Byte> field) const;
   [[nodiscard]] bool ReadDay(std::span<const Byte> field, Day& day) const;
   [[nodiscard]] bool Move(const Day& from, Day& to) const;
