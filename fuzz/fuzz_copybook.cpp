@@ -35,9 +35,14 @@ void CheckRecord(const RecordDescription& record, const Field* next_record) {
     for (const Field* at = field; at != nullptr; at = at->parent)
       if (at->occurs.clause) last.insert(last.begin(), at->occurs.max);
     Require(index.SetSubscripts(last));
-    Require(first.CalcIdxOffset() >= 0 && index.CalcIdxOffset() + field->length <= record.length);
+    // Bits of another occurrence may share fewer bytes with their neighbours than those of the
+    // first.
+    const bool is_bits = field->bit_stride > 0;
+    const std::int64_t length = is_bits ? 1 : field->length;
+    const std::int64_t aux_length = is_bits ? 1 : field->aux_length;
+    Require(first.CalcIdxOffset() >= 0 && index.CalcIdxOffset() + length <= record.length);
     Require(first.CalcIdxAuxOffset() >= 0 &&
-            index.CalcIdxAuxOffset() + field->aux_length <= record.aux_length);
+            index.CalcIdxAuxOffset() + aux_length <= record.aux_length);
   }
 }
 
