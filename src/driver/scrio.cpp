@@ -278,7 +278,7 @@ bool CommandLine::TakeKey(std::string_view argument) {
     return false;
   }
   if (number < 1 || number > 9) {
-    PrintError("Invalid KEY specification, the key number is a digit from 1 to 9: '%s'\n",
+    PrintError("The key number of -k is a digit from 1 to 9: '%s'\n",
                std::string(argument).c_str());
     return false;
   }
