@@ -24,19 +24,9 @@ class OutputStreamTest : public ::testing::Test {
   OutputStream output_{"Record"};
 };
 
-// What the file may still hold, in bytes; a write beyond is cut and the next one fails.
-off_t disk_room;
-
 TEST_F(OutputStreamTest, ARecordThatDoesNotFitIsCutOffAndTheNextOnesAreTried) {
-  sys.write = [](int fd, const void* from, std::size_t count) -> ssize_t {
-    const off_t at = ::lseek(fd, 0, SEEK_CUR);
-    if (at >= disk_room) {
-      errno = ENOSPC;
-      return -1;
-    }
-    return ::write(fd, from, std::min(count, static_cast<std::size_t>(disk_room - at)));
-  };
-  disk_room = 10;
+  sys.write = test::WriteToSmallDisk;
+  test::disk_room = 10;
   ASSERT_TRUE(output_.Open(dir_.Path("out")));
   for (const char* record : {"aaaa", "bbbb", "cccc", "cccc", "dd", "eeee", "ffff", "gggg"})
     WriteRecord(record);

@@ -143,20 +143,10 @@ TEST_F(Tape, AFullTapeWithoutSuccessorEndsTheWriting) {
             std::string::npos);
 }
 
-// What the disk still holds; a write beyond is cut and the next one fails.
-off_t disk_room;
-
 // A loss that shows only when the pieces go out, at the end of a volume or of the backup.
 TEST_F(Tape, NothingFollowsABlockThatAnImageHasLost) {
-  sys.write = [](int fd, const void* from, std::size_t count) -> ssize_t {
-    const off_t at = ::lseek(fd, 0, SEEK_CUR);
-    if (at >= disk_room) {
-      errno = ENOSPC;
-      return -1;
-    }
-    return ::write(fd, from, std::min(count, static_cast<std::size_t>(disk_room - at)));
-  };
-  disk_room = 268 + 16 + 5;  // labels, mark, one block and a part of the next
+  sys.write = test::WriteToSmallDisk;
+  test::disk_room = 268 + 16 + 5;  // labels, mark, one block and a part of the next
   const struct {
     const char* first;
     std::int64_t result;  // of the writing
