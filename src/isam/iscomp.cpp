@@ -38,13 +38,12 @@ std::size_t isCompKey(const Index& index, const Byte* previous, const Byte* key,
   const Stored stored = HowStored(index, previous, key);
   if (stored.repeats) return 0;
   const std::size_t middle = index.length - stored.leading - stored.trailing;
-  const std::size_t counts = (index.has(LCOMPRESS) ? 1 : 0) + (index.has(TCOMPRESS) ? 1 : 0);
   if (to != nullptr) {
     if (index.has(LCOMPRESS)) *to++ = static_cast<Byte>(stored.leading);
     if (index.has(TCOMPRESS)) *to++ = static_cast<Byte>(stored.trailing);
     std::memcpy(to, key + stored.leading, middle);
   }
-  return counts + middle;
+  return index.count_bytes() + middle;
 }
 
 std::size_t isCompEntries(const Index& index, const Byte* entries, int count, Byte* to) {

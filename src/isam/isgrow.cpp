@@ -14,8 +14,6 @@ namespace n = layout::tree_node;
 
 namespace {
 
-constexpr char kSource[] = "isgrow.c";
-
 // The entry for a child whose last entry is `last`.
 Target EntryForChild(const Index& index, const Byte* last, std::uint32_t child) {
   Target entry;
@@ -64,7 +62,7 @@ void Tree::InsertAt(Path& path, int level, int at, const Byte* entry) {
 }
 
 void Tree::flatins(std::uint32_t number, const Node& node, int at, const Byte* entry) {
-  if (at > node.count) isFatal(kSource, __LINE__);
+  if (at > node.count) isFatal(kGrowSource, __LINE__);
   const std::size_t size = index_.entry_size;
   const std::size_t before = n::kFirst + static_cast<std::size_t>(at) * size;
   const std::uint64_t offset = file_.node_offset(number);
@@ -101,11 +99,24 @@ int Tree::LowerShare(const Node& node, int at) const {
   return at <= split ? split + 1 : split;
 }
 
-bool Tree::Fits(const Byte* entries, int count) const {
+bool Tree::Fits(const Byte* entries, int count, std::size_t spare) const {
   const std::size_t bytes = index_.is_compressed()
                                 ? isCompEntries(index_, entries, count, nullptr)
                                 : static_cast<std::size_t>(count) * index_.entry_size;
-  return bytes + n::kFirst < file_.limit();
+  return bytes + spare + n::kFirst < file_.limit();
+}
+
+// Moves a split so that, if that can be, both parts have room for another entry. Above the leaves a
+// part that is full at once would be split by every new leaf, and the tree would grow a level each
+// time.
+int Tree::LeaveRoom(const Byte* entries, int count, int lower) const {
+  const auto has_room = [&](int first, int last) {
+    const Byte* const from = entries + static_cast<std::size_t>(first) * index_.entry_size;
+    return Fits(from, last - first, index_.entry_size + index_.count_bytes());
+  };
+  while (lower + 1 < count && !has_room(lower, count) && has_room(0, lower + 1)) ++lower;
+  while (lower > 1 && !has_room(0, lower) && has_room(lower - 1, count)) --lower;
+  return lower;
 }
 
 // Stores entries in the node of a path's step, or in two nodes when they are too many: `lower` of
@@ -120,11 +131,12 @@ void Tree::StoreEntries(Path& path, int level, const std::vector<Byte>& entries,
   const auto entry_at = [&](int i) {
     return &entries[static_cast<std::size_t>(i) * index_.entry_size];
   };
+  if (node_level > 0) lower = LeaveRoom(entries.data(), count, lower);
   // Long compressed keys may make a half too large. A node filled up leaves a rest that fits.
   while (lower > 1 && !Fits(entry_at(0), lower)) --lower;
   while (lower + 1 < count && !Fits(entry_at(lower), count - lower)) ++lower;
   if (!Fits(entry_at(0), lower) || !Fits(entry_at(lower), count - lower))
-    isFatal(kSource, __LINE__);
+    isFatal(kGrowSource, __LINE__);
 
   const std::uint32_t new_node = NewNode();
   StoreNode(new_node, entry_at(0), lower, node_level);

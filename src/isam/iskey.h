@@ -30,6 +30,10 @@ struct Index {
 
   [[nodiscard]] bool has(int flag) const { return (key.k_flags & flag) != 0; }
   [[nodiscard]] bool is_compressed() const { return has(COMPRESS); }
+  // Bytes of the counts that stand before a compressed key.
+  [[nodiscard]] std::size_t count_bytes() const {
+    return (has(LCOMPRESS) ? 1U : 0U) + (has(TCOMPRESS) ? 1U : 0U);
+  }
   [[nodiscard]] bool has_parts() const { return key.k_nparts > 0; }
   // How many entries so many bytes of a node hold, the rest cut off.
   [[nodiscard]] int EntriesIn(std::size_t bytes) const {

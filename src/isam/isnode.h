@@ -8,7 +8,10 @@
 
 namespace isam {
 
-// A node of a level, or of any when `level` is -1. Its sizes are checked.
+inline constexpr char kGrowSource[] = "isgrow.c";  // of fatal messages about nodes
+
+// A node of a level, or of any when `level` is -1. Its sizes are checked: contradictions end the
+// process with the fatal message.
 inline Node Tree::Load(std::uint32_t number, int level) {
   Node node;
   node.bytes = isGetNode(file_, number, file_.node_scratch.get());
@@ -16,7 +19,7 @@ inline Node Tree::Load(std::uint32_t number, int level) {
   node.level = node.bytes[file_.node_size - layout::tree_node::kLevelFromEnd];
   if (node.used < layout::tree_node::kFirst || node.used >= file_.limit() ||
       (level >= 0 && node.level != level)) [[unlikely]]
-    throw Failure{EBADFILE};
+    isFatal(kGrowSource, __LINE__);
   if (index_.is_compressed()) [[unlikely]] {
     isCompScan(index_, node.bytes, node.used, file_.entries_scratch);
     node.entries = file_.entries_scratch.data();
@@ -26,10 +29,10 @@ inline Node Tree::Load(std::uint32_t number, int level) {
     node.count = index_.EntriesIn(node.used - layout::tree_node::kFirst);
     if (static_cast<std::size_t>(node.count) * index_.entry_size !=
         node.used - layout::tree_node::kFirst) [[unlikely]]
-      throw Failure{EBADFILE};
+      isFatal(kGrowSource, __LINE__);
   }
   if (node.count == 0 && (node.level > 0 || level >= 0)) [[unlikely]]
-    throw Failure{EBADFILE};
+    isFatal(kGrowSource, __LINE__);
   return node;
 }
 

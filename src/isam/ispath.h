@@ -7,7 +7,9 @@
 
 namespace isam {
 
-inline constexpr int kMostDepth = 24;
+// Both parts of a node split above the leaves take another entry, so that each level doubles what
+// a tree holds: node numbers end first.
+inline constexpr int kMostDepth = 32;
 
 struct Path {
   struct Step {

@@ -57,16 +57,16 @@ const Byte* FindCurrent(Handle& handle, Tree& tree) {
   const Index& index = Selected(handle);
   const Byte* const key = handle.target.bytes.data();
   const Byte* entry = tree.isTreeMatch(handle.target, handle.path);
-  const auto is_current = [&] {
-    return entry != nullptr && isKeyMatch(index, entry, key) &&
-           tree.RecordOf(entry) == handle.record;
-  };
-  if (is_current()) return entry;
+  if (handle.standing == Standing::kGap) return nullptr;
+  if (entry != nullptr && isKeyMatch(index, entry, key) && tree.RecordOf(entry) == handle.record)
+    return entry;
   if (index.counter_width == 0) return nullptr;
-  // Duplicates may have got other counters.
+  // Duplicates may have got other counters, which are smaller then. A greater one is that of a new
+  // record, which was given the number of a deleted one.
   entry = tree.isTreeRecord(key, handle.record, handle.path);
-  if (entry == nullptr) (void)tree.isTreeMatch(handle.target, handle.path);
-  return entry;
+  if (entry != nullptr && isTargetCmp(index, entry, key) < 0) return entry;
+  (void)tree.isTreeMatch(handle.target, handle.path);
+  return nullptr;
 }
 
 const Byte* MoveNext(Handle& handle, Tree& tree) {

@@ -177,8 +177,20 @@ void Storage::Grow(std::uint64_t bytes) {
 #endif
 }
 
+// After the death of the machine the dictionary may be older than what stands behind its numbers.
+bool Storage::IsUnused(std::uint64_t offset) {
+  Byte scratch[4096];
+  while (offset < size_) {
+    const auto bytes = std::min<std::uint64_t>(size_ - offset, sizeof scratch);
+    const Byte* const from = Read(offset, bytes, scratch);
+    if (*from != 0 || std::memcmp(from, from + 1, bytes - 1) != 0) return false;
+    offset += bytes;
+  }
+  return true;
+}
+
 void Storage::CutTo(std::uint64_t bytes) {
-  if (!writable_ || bytes >= size_) return;
+  if (!writable_ || bytes >= size_ || !IsUnused(bytes)) return;
   int result = 0;
   do {
     result = sys.ftruncate(fd_, static_cast<off_t>(bytes));

@@ -68,7 +68,7 @@ class Storage {
     if (bytes > size_) [[unlikely]]
       Grow(bytes);
   }
-  // Cuts off what was reserved beyond `bytes`.
+  // Cuts off what was reserved beyond `bytes`, if nothing was ever stored there.
   void CutTo(std::uint64_t bytes);
   void Sync() const;
   // Looks at the size of the file again, which another process may have changed.
@@ -85,6 +85,7 @@ class Storage {
  private:
   const Byte* ReadSlow(std::uint64_t offset, std::size_t bytes, Byte* scratch);
   void Grow(std::uint64_t bytes);
+  [[nodiscard]] bool IsUnused(std::uint64_t offset);
   [[nodiscard]] int Allocate(std::uint64_t bytes) const;
   void Map(std::uint64_t bytes);
   void Unmap();

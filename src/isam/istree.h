@@ -106,7 +106,9 @@ class Tree {
   void flatins(std::uint32_t number, const Node& node, int at, const Byte* entry);
   [[nodiscard]] int comphalf(const Byte* entries, int count) const;
   [[nodiscard]] int LowerShare(const Node& node, int at) const;
-  [[nodiscard]] bool Fits(const Byte* entries, int count) const;
+  // Whether entries fit into a node, with `spare` bytes left over.
+  [[nodiscard]] bool Fits(const Byte* entries, int count, std::size_t spare = 0) const;
+  [[nodiscard]] int LeaveRoom(const Byte* entries, int count, int lower) const;
   [[nodiscard]] const std::vector<Byte>& WithEntry(int level, const Node& node, int at,
                                                    const Byte* entry);
   void StoreEntries(Path& path, int level, const std::vector<Byte>& entries, int node_level,

@@ -261,11 +261,10 @@ void isWrite(Handle& handle, const Byte* record, AfterWrite after) {
   std::vector<Change>& changes = Plan(file, {false, nullptr, record, 0});
   ReserveNodes(file, changes, false);
   isFreeTest(file);
-  const std::uint32_t highest = file.free_records.highest;
   const std::uint32_t number = isGetFree(file, FreeKind::kRecord);
   if (file.record_length > 0) {
-    if (number <= highest && !isDelCheck(file, number)) throw Failure{EBADFILE};  // it lives
     file.data.Reserve(file.slot_offset(number) + file.slot_length());
+    if (!isDelCheck(file, number)) throw Failure{EBADFILE};  // it lives
   }
   if (after == AfterWrite::kLock &&
       !isLockData(file, &handle, number, false, (handle.mode & ISAUTOLOCK) != 0))

@@ -147,6 +147,41 @@ TEST_F(Layout, NumbersComeBackLastFreedFirst) {
   EXPECT_EQ(NodeBytes(4, 0, 6), "00 06 00 00 00 00");
 }
 
+// The number comes back to a record of the same key, which stands behind all others of that key.
+TEST_F(Layout, ANumberGivenAgainIsAnotherRecord) {
+  const keydesc fill = Key(70, 1, ISDUPS);
+  Build();
+  ASSERT_EQ(isaddindex(handle_, &fill), 0);
+  WriteRun(1, 6);
+  char record[kLength];
+  ASSERT_EQ(isstart(handle_, &fill, 0, record, ISFIRST), 0);
+  for (int i = 0; i < 3; ++i) ASSERT_EQ(isread(handle_, record, ISNEXT), 0);
+  ASSERT_EQ(isdelcurr(handle_), 0);
+  Write(9);
+  ASSERT_EQ(isrecnum, 3);
+  std::vector<int> order;
+  for (int mode = ISPREV; isread(handle_, record, mode) == 0; mode = ISNEXT)
+    order.push_back(isrecnum);
+  EXPECT_EQ(order, (std::vector<int>{2, 4, 5, 6, 3}));
+  ASSERT_EQ(isclose(handle_), 0);
+}
+
+// As the death of a machine leaves it: the dictionary is older than the data.
+TEST_F(Layout, RecordsThatTheDictionaryDoesNotKnowAreKept) {
+  constexpr std::size_t kHighestRecord = 33;
+  Build();
+  WriteRun(1, 100);
+  ASSERT_EQ(isclose(handle_), 0);
+  std::string index = dir_.ReadFile("f.idx");
+  index[kHighestRecord + 3] = 50;
+  dir_.WriteFile("f.idx", index);
+  handle_ = isopen(dir_.Path("f").c_str(), ISINOUT | ISEXCLLOCK);
+  EXPECT_EQ(iswrite(handle_, Record(200, kLength).data()), -1);
+  EXPECT_EQ(iserrno, EBADFILE);
+  ASSERT_EQ(isclose(handle_), 0);
+  EXPECT_EQ(dir_.ReadFile("f.dat").size(), 100 * (kLength + 1));
+}
+
 TEST_F(Layout, PreciousNumbersAreNotGivenAgain) {
   Build();
   WriteRun(1, 6);

@@ -22,6 +22,8 @@ namespace {
 enum class Keys {
   kNumbers,  // a number and spaces
   kPads,     // mostly spaces, so that compressed entries grow when one before them goes
+  kAscending,
+  kDescending,
 };
 
 struct Shape {
@@ -68,7 +70,9 @@ class Model : public testing::TestWithParam<Shape> {
     const Shape& shape = GetParam();
     std::string record(kRecordLength, '.');
     for (const int start : {0, kSecondKey}) {
-      const auto number = static_cast<unsigned>(random_() % static_cast<unsigned>(shape.variety));
+      auto number = static_cast<unsigned>(random_() % static_cast<unsigned>(shape.variety));
+      if (shape.keys == Keys::kAscending) number = 100000 + ++run_;
+      if (shape.keys == Keys::kDescending) number = 900000 - ++run_;
       std::string key = std::to_string(number);
       if (shape.keys == Keys::kPads) key = number % 2 == 0 ? "a" : "ab";
       key.resize(static_cast<std::size_t>(shape.key_length), ' ');
@@ -199,6 +203,7 @@ class Model : public testing::TestWithParam<Shape> {
   std::map<std::int32_t, std::string> records_;
   std::map<std::string, int> primary_count_, second_count_;  // records of each key
   int used_up_ = 0;                                          // writes refused for that
+  unsigned run_ = 0;                                         // keys given in order
   // MODEL_SEED repeats a run, or makes another one.
   const char* const asked_seed_ = std::getenv("MODEL_SEED");
   const unsigned seed_ =
@@ -238,22 +243,27 @@ TEST_P(Model, AgreesAfterRandomOperations) {
 
 INSTANTIATE_TEST_SUITE_P(
     Shapes, Model,
-    testing::Values(Shape{"plain", ISNODESIZE(1), ISNODUPS, ISDUPS, 8, 100000},
-                    Shape{"many_duplicates", ISNODESIZE(1), ISDUPS, ISDUPS, 8, 40},
-                    Shape{"narrow_counter", ISNODESIZE(1) | ISDUPWIDTH(1), ISNODUPS, ISDUPS, 8,
-                          3000},
-                    Shape{"counters_used_up", ISNODESIZE(1) | ISDUPWIDTH(1), ISDUPS, ISDUPS, 8, 4},
-                    Shape{"not_mapped", ISNODESIZE(1), ISNODUPS | LCOMPRESS, ISDUPS, 8, 4000,
-                          Keys::kNumbers, false},
-                    Shape{"long_pads", ISNODESIZE(1), ISDUPS | LCOMPRESS | TCOMPRESS,
-                          ISDUPS | COMPRESS, 90, 5000, Keys::kPads},
-                    Shape{"longest_keys", ISNODESIZE(1) | ISDUPWIDTH(4), ISDUPS, ISDUPS | COMPRESS,
-                          MAXKEYSIZE, 300},
-                    Shape{"compressed", ISNODESIZE(1), COMPRESS, ISDUPS | COMPRESS, 16, 4000},
-                    Shape{"compressed_duplicates", ISNODESIZE(1), ISDUPS | COMPRESS,
-                          ISDUPS | DCOMPRESS, 16, 60},
-                    Shape{"leading", ISNODESIZE(2), LCOMPRESS, ISDUPS | TCOMPRESS, 18, 2000},
-                    Shape{"wide_nodes", ISNODESIZE(32), ISNODUPS, ISNODUPS, 8, 100000}),
+    testing::Values(
+        Shape{"plain", ISNODESIZE(1), ISNODUPS, ISDUPS, 8, 100000},
+        Shape{"many_duplicates", ISNODESIZE(1), ISDUPS, ISDUPS, 8, 40},
+        Shape{"narrow_counter", ISNODESIZE(1) | ISDUPWIDTH(1), ISNODUPS, ISDUPS, 8, 3000},
+        Shape{"counters_used_up", ISNODESIZE(1) | ISDUPWIDTH(1), ISDUPS, ISDUPS, 8, 4},
+        Shape{"not_mapped", ISNODESIZE(1), ISNODUPS | LCOMPRESS, ISDUPS, 8, 4000, Keys::kNumbers,
+              false},
+        Shape{"long_pads", ISNODESIZE(1), ISDUPS | LCOMPRESS | TCOMPRESS, ISDUPS | COMPRESS, 90,
+              5000, Keys::kPads},
+        Shape{"longest_keys", ISNODESIZE(1) | ISDUPWIDTH(4), ISDUPS, ISDUPS | COMPRESS, MAXKEYSIZE,
+              300},
+        Shape{"longest_ascending", ISNODESIZE(1), ISNODUPS, ISNODUPS | COMPRESS, MAXKEYSIZE, 1,
+              Keys::kAscending},
+        Shape{"longest_descending", ISNODESIZE(1), ISNODUPS, ISNODUPS | LCOMPRESS, MAXKEYSIZE, 1,
+              Keys::kDescending},
+        Shape{"longest_duplicates", ISNODESIZE(1), ISDUPS, ISDUPS | TCOMPRESS, MAXKEYSIZE, 2},
+        Shape{"compressed", ISNODESIZE(1), COMPRESS, ISDUPS | COMPRESS, 16, 4000},
+        Shape{"compressed_duplicates", ISNODESIZE(1), ISDUPS | COMPRESS, ISDUPS | DCOMPRESS, 16,
+              60},
+        Shape{"leading", ISNODESIZE(2), LCOMPRESS, ISDUPS | TCOMPRESS, 18, 2000},
+        Shape{"wide_nodes", ISNODESIZE(32), ISNODUPS, ISNODUPS, 8, 100000}),
     [](const auto& shape) { return std::string(shape.param.name); });
 
 }  // namespace
