@@ -11,13 +11,13 @@
 #include <cstdint>
 #include <memory>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "isam/iskey.h"
 #include "isam/ismemory.h"
 #include "isam/issystem.h"
 #include "isam/layout.h"
+#include "platform/system_calls.h"
 
 namespace isam {
 
@@ -33,9 +33,8 @@ struct FreeList {
 enum class FreeKind { kNode = 1, kRecord = 2 };
 
 struct File {
-  std::string base;  // as the caller named it
   std::string index_name, data_name;
-  std::pair<dev_t, ino_t> identity;
+  tolvane::FileId identity;  // of the index file
   Storage index, data;
 
   // Static fields of the dictionary.
@@ -51,7 +50,6 @@ struct File {
   FreeList free_nodes, free_records;  // heads and highest numbers
   std::uint32_t change_counter = 0;
   std::uint32_t unique_id = 1;
-  std::uint32_t schema1 = 0, schema2 = 0;
 
   std::vector<Index> indexes;  // the primary one first
   std::uint64_t epoch = 0;     // counts every change that this process has made or seen

@@ -23,10 +23,9 @@ struct Index {
   std::uint32_t root = 0;
   std::uint64_t entry_reciprocal = 0;  // 2^32 / entry_size, rounded up
   bool bytewise = false;               // the order is that of the bytes
-  std::uint32_t described_in = 0;      // key-description node and offset there
-  std::size_t described_at = 0;
-  Path edge;                      // behind the last entry; cached, as far as depth is not 0
-  std::size_t listed_levels = 0;  // for so many the file's entry lists are large enough
+  std::uint32_t described_in = 0;      // its key-description node
+  Path edge;                           // behind the last entry; cached, as far as depth is not 0
+  std::size_t listed_levels = 0;       // for so many the file's entry lists are large enough
 
   [[nodiscard]] bool has(int flag) const { return (key.k_flags & flag) != 0; }
   [[nodiscard]] bool is_compressed() const { return has(COMPRESS); }
