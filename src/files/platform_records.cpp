@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "datarep/decimal.h"
+#include "files/isam_file.h"
 #include "platform/clock.h"
 #include "platform/console.h"
 #include "platform/paths.h"
@@ -159,33 +160,25 @@ enum class Found { kYes, kNo, kError };
 class PlatformFileHandle {
  public:
   explicit PlatformFileHandle(const PlatformFile& file, int mode = ISOUTPUT | ISAUTOLOCK)
-      : path_(platform_paths.zorvafiles + "/" + file.name), handle_(isopen(path_.c_str(), mode)) {
-    dictinfo info{};
-    if (handle_ < 0 || isisaminfo(handle_, &info) != 0 ||
-        info.di_recsize == static_cast<int>(file.record_size))
-      return;
+      : path_(platform_paths.zorvafiles + "/" + file.name), file_(path_, mode) {
+    const int length = file_.RecordLength();
+    if (length < 0 || length == static_cast<int>(file.record_size)) return;
     PrintError("'%s' has records of %d bytes where the platform's have %zu.\n", path_.c_str(),
-               info.di_recsize, file.record_size);
-    (void)isclose(handle_);
-    handle_ = -1;
+               length, file.record_size);
+    (void)file_.Close();  // nothing was written
     iserrno = EBADFILE;
   }
-  ~PlatformFileHandle() {
-    if (handle_ >= 0) (void)isclose(handle_);  // every record is in the file already
-  }
-  PlatformFileHandle(const PlatformFileHandle&) = delete;
-  PlatformFileHandle& operator=(const PlatformFileHandle&) = delete;
 
-  [[nodiscard]] bool is_open() const { return handle_ >= 0; }
+  [[nodiscard]] bool is_open() const { return file_.is_open(); }
   // Reads the first record whose key begins with the `bytes` bytes that stand in `record`; leaves
   // it alone when there is none. An error has been reported.
   [[nodiscard]] Found Read(PlatformRecord& record, std::size_t bytes) {
     keydesc prime{};
     PlatformRecord found = record;
-    if (isindexinfo(handle_, &prime, 1) == 0) {
+    if (isindexinfo(file_.handle(), &prime, 1) == 0) {
       const int length = std::min(static_cast<int>(bytes), static_cast<int>(prime.k_len));
-      if (isstart(handle_, &prime, length, found.data(), ISEQUAL) == 0 &&
-          isread(handle_, found.data(), ISCURR) == 0) {
+      if (isstart(file_.handle(), &prime, length, found.data(), ISEQUAL) == 0 &&
+          isread(file_.handle(), found.data(), ISCURR) == 0) {
         record = found;
         return Found::kYes;
       }
@@ -194,12 +187,14 @@ class PlatformFileHandle {
     PrintError("Could not read '%s': error %d\n", path_.c_str(), iserrno);
     return Found::kError;
   }
-  [[nodiscard]] int Write(PlatformRecord& record) { return iswrite(handle_, record.data()); }
-  [[nodiscard]] int Rewrite(PlatformRecord& record) { return isrewrite(handle_, record.data()); }
+  [[nodiscard]] int Write(PlatformRecord& record) { return iswrite(file_.handle(), record.data()); }
+  [[nodiscard]] int Rewrite(PlatformRecord& record) {
+    return isrewrite(file_.handle(), record.data());
+  }
 
  private:
   std::string path_;
-  int handle_;
+  IsamFile file_;
 };
 
 PlatformRecord SystemKey(const std::string& name) {
