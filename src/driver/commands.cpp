@@ -96,7 +96,7 @@ Step SizeGrownRecords() {
   const std::int64_t described = LongestRecord(*copybooks.csid, &RecordDescription::length);
   const std::int64_t beyond =
       opt.sw_explode != 0 ? std::max<std::int64_t>(0, opt.gblRecSize - described) : 0;
-  sizes.gblExpRecSize = sizes.gblExpBlkSize =
+  sizes.gblExpRecSize =
       static_cast<std::int32_t>(RecordShape(*copybooks.csid).GetExpandedRecordSize() + beyond);
   return Step::kNext;
 }
