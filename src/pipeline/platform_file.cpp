@@ -11,7 +11,7 @@
 #include "media/input_stream.h"
 #include "pipeline/record_format.h"
 #include "platform/console.h"
-#include "reports/side_reports.h"
+#include "platform/file_error.h"
 #include "state/options.h"
 
 namespace tolvane {

@@ -14,8 +14,8 @@
 #include "media/output_stream.h"
 #include "pipeline/record_format.h"
 #include "platform/console.h"
+#include "platform/file_error.h"
 #include "reports/losses.h"
-#include "reports/side_reports.h"
 #include "state/options.h"
 #include "state/run.h"
 
