@@ -41,10 +41,10 @@ struct Index {
 // Whether a description is valid for records of `record_length` bytes.
 [[nodiscard]] bool isTestIndex(std::size_t record_length, const keydesc* key);
 
-// Cuts the key out of a record; `key` holds index.length bytes. Returns that length.
-std::size_t isKeyMake(const Index& index, Byte* key, const Byte* record);
+// Cuts the key out of a record; `key` takes index.length bytes.
+void isKeyMake(const Index& index, Byte* key, const Byte* record);
 // Puts a key's parts back into a record.
-std::size_t isKeyLoad(const Index& index, Byte* record, const Byte* key);
+void isKeyLoad(const Index& index, Byte* record, const Byte* key);
 
 // Negative, zero or positive.
 [[nodiscard]] int isKeyCmpParts(const Index& index, const Byte* a, const Byte* b);
