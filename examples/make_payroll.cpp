@@ -63,7 +63,7 @@ class Record {
     used_ += width;
   }
   void Binary(std::int16_t value) {
-    tolvane::mstshort(&bytes_[used_], value);
+    tolvane::StoreBig(&bytes_[used_], value);
     used_ += 2;
   }
   [[nodiscard]] const std::array<Byte, kRecordSize>& bytes() const { return bytes_; }

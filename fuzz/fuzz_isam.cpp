@@ -9,20 +9,15 @@
 #include <string>
 #include <vector>
 
+#include "isam/support.h"
 #include "platform/system_calls.h"
 #include "scratch.h"
 
 namespace {
 
-constexpr std::size_t kLength = 32;
+using isam_test::Key;
 
-keydesc Key(int start, int length, int flags) {
-  keydesc key{};
-  key.k_flags = static_cast<std::int16_t>(flags);
-  key.k_nparts = 1;
-  key.k_part[0] = {static_cast<std::int16_t>(start), static_cast<std::int16_t>(length), CHARTYPE};
-  return key;
-}
+constexpr std::size_t kLength = 32;
 
 std::string Record(unsigned key) {
   std::string record = std::to_string(10000000 + key * 7919 % 1000);

@@ -31,38 +31,6 @@ constexpr T SwapBytes(T value) {
 
 }  // namespace detail
 
-// Big-endian: the most significant byte first.
-template <std::integral T>
-inline T LoadBig(const Byte* from) {
-  std::make_unsigned_t<T> raw;
-  std::memcpy(&raw, from, sizeof raw);
-  if constexpr (std::endian::native == std::endian::little) raw = detail::SwapBytes(raw);
-  return static_cast<T>(raw);
-}
-
-template <std::integral T>
-inline void StoreBig(Byte* to, T value) {
-  auto raw = static_cast<std::make_unsigned_t<T>>(value);
-  if constexpr (std::endian::native == std::endian::little) raw = detail::SwapBytes(raw);
-  std::memcpy(to, &raw, sizeof raw);
-}
-
-// Little-endian: the least significant byte first.
-template <std::integral T>
-inline T LoadLittle(const Byte* from) {
-  std::make_unsigned_t<T> raw;
-  std::memcpy(&raw, from, sizeof raw);
-  if constexpr (std::endian::native == std::endian::big) raw = detail::SwapBytes(raw);
-  return static_cast<T>(raw);
-}
-
-template <std::integral T>
-inline void StoreLittle(Byte* to, T value) {
-  auto raw = static_cast<std::make_unsigned_t<T>>(value);
-  if constexpr (std::endian::native == std::endian::big) raw = detail::SwapBytes(raw);
-  std::memcpy(to, &raw, sizeof raw);
-}
-
 // The host's own order.
 template <typename T>
 requires std::is_trivially_copyable_v<T>
@@ -70,6 +38,41 @@ inline T LoadNative(const Byte* from) {
   T value;
   std::memcpy(&value, from, sizeof value);
   return value;
+}
+
+namespace detail {
+
+// A value between the host's order and a stated one.
+template <std::endian kOrder, std::integral T>
+constexpr T InOrder(T value) {
+  if constexpr (kOrder == std::endian::native) return value;
+  return static_cast<T>(SwapBytes(static_cast<std::make_unsigned_t<T>>(value)));
+}
+
+}  // namespace detail
+
+// Big-endian: the most significant byte first.
+template <std::integral T>
+inline T LoadBig(const Byte* from) {
+  return detail::InOrder<std::endian::big>(LoadNative<T>(from));
+}
+
+template <std::integral T>
+inline void StoreBig(Byte* to, T value) {
+  value = detail::InOrder<std::endian::big>(value);
+  std::memcpy(to, &value, sizeof value);
+}
+
+// Little-endian: the least significant byte first.
+template <std::integral T>
+inline T LoadLittle(const Byte* from) {
+  return detail::InOrder<std::endian::little>(LoadNative<T>(from));
+}
+
+template <std::integral T>
+inline void StoreLittle(Byte* to, T value) {
+  value = detail::InOrder<std::endian::little>(value);
+  std::memcpy(to, &value, sizeof value);
 }
 
 // An unsigned big-endian integer of 1 to 8 bytes.

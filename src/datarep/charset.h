@@ -25,9 +25,6 @@ inline constexpr Byte kEbcdicZero = 0xF0;
 void Translate(const ByteTable& table, const Byte* bytes, std::size_t count, Byte* out);
 
 // In place.
-inline void toAscii(std::span<Byte> bytes) {
-  Translate(ebc2asc, bytes.data(), bytes.size(), bytes.data());
-}
 inline void toEbcdic(std::span<Byte> bytes) {
   Translate(asc2ebc, bytes.data(), bytes.size(), bytes.data());
 }

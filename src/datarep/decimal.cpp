@@ -1,7 +1,6 @@
 #include "datarep/decimal.h"
 
 #include <algorithm>
-#include <limits>
 
 namespace tolvane {
 
@@ -19,10 +18,6 @@ void StorePacked(std::span<Byte> field, std::string_view digits, Byte sign_nibbl
   }
 }
 
-void mstuintpk(std::span<Byte> field, std::uint64_t value) {
-  StorePacked(field, std::to_string(value), kPackedPositive);
-}
-
 Unpacked LoadPacked(std::span<const Byte> field) {
   Unpacked result;
   if (field.empty()) return result;
@@ -34,17 +29,6 @@ Unpacked LoadPacked(std::span<const Byte> field) {
   result.digits.pop_back();
   result.sign_nibble = field.back() & kDigitMask;
   return result;
-}
-
-std::int64_t mldintuc(std::span<const Byte> field) {
-  constexpr std::int64_t kMost = std::numeric_limits<std::int64_t>::max();
-  std::int64_t value = 0;
-  for (const Byte byte : field) {
-    if (byte < '0' || byte > '9') break;
-    const std::int64_t digit = byte - '0';
-    value = value > (kMost - digit) / 10 ? kMost : value * 10 + digit;
-  }
-  return value;
 }
 
 void mstintuc(std::span<Byte> field, std::int64_t value) {

@@ -20,7 +20,6 @@ inline constexpr Byte kZoneMask = 0xF0;
 inline constexpr Byte kDigitMask = 0x0F;
 inline constexpr Byte kEbcdicNegative = 0xD0;
 inline constexpr Byte kEbcdicPositive = 0xC0;
-inline constexpr Byte kEbcdicUnsigned = 0xF0;
 inline constexpr Byte kMfNegative = 0x70;   // Micro Focus, ASCII
 inline constexpr Byte kMbpNegative = 0x40;  // MBP, ASCII
 inline constexpr Byte kAsciiPositive = 0x30;
@@ -36,14 +35,9 @@ inline constexpr Byte kPackedUnsigned = 0xF;
   return nibble == 0xB || nibble == 0xD;
 }
 
-// Bytes of a packed field of `digits` digits.
-[[nodiscard]] constexpr std::size_t PackedLength(std::size_t digits) { return digits / 2 + 1; }
-
 // Stores ASCII digits right-aligned with leading zeros; digits that do not fit are lost from the
 // left, so the caller checks.
 void StorePacked(std::span<Byte> field, std::string_view digits, Byte sign_nibble);
-// The same for an unsigned value.
-void mstuintpk(std::span<Byte> field, std::uint64_t value);
 
 // The digits of a packed field as ASCII characters, 2 * length - 1 of them, and its sign nibble.
 // A nibble that is no digit gives the character after '9' that has it as its low half.
@@ -53,15 +47,8 @@ struct Unpacked {
 };
 [[nodiscard]] Unpacked LoadPacked(std::span<const Byte> field);
 
-// Digit strings. mldintuc reads leading digits only; a field that has none gives 0, one
-// beyond 64 bits the largest value.
-[[nodiscard]] std::int64_t mldintuc(std::span<const Byte> field);
-// Keeps the low-order digits of a longer value; a negative one has bit 0x40 set in its last digit.
+// Stores a digit string. Keeps the low-order digits of a longer value; a negative one has bit 0x40
+// set in its last digit.
 void mstintuc(std::span<Byte> field, std::int64_t value);
-
-// Big-endian binary fields of 2 and 4 bytes.
-[[nodiscard]] inline std::int16_t mldshort(const Byte* from) { return LoadBig<std::int16_t>(from); }
-inline void mstshort(Byte* to, std::int16_t value) { StoreBig(to, value); }
-inline void mstint(Byte* to, std::int32_t value) { StoreBig(to, value); }
 
 }  // namespace tolvane

@@ -96,7 +96,7 @@ Step SizeGrownRecords() {
   const std::int64_t described = LongestRecord(*copybooks.csid, &RecordDescription::length);
   const std::int64_t beyond =
       opt.sw_explode != 0 ? std::max<std::int64_t>(0, opt.gblRecSize - described) : 0;
-  sizes.gblExpRecSize = sizes.gblExpBlkSize =
+  sizes.gblExpRecSize =
       static_cast<std::int32_t>(RecordShape(*copybooks.csid).GetExpandedRecordSize() + beyond);
   return Step::kNext;
 }
@@ -126,16 +126,12 @@ Step MoveKeysOfGrownRecords() {
 
 Step DeleteIndexedFile() {
   const char* const name = opt.outfile.c_str();
-  const int handle = isopen(name, ISOUTPUT | ISEXCLLOCK);
-  if (handle >= 0) (void)isclose(handle);  // it was opened to learn whether it is free
-  if (handle < 0 && iserrno == EFLOCKED) {
-    InterpretIsamError(EFLOCKED, opt.outfile, {});
-    return Step::kFailed;
-  }
   if (iserase(name) == 0) {
     PrintOutput("Indexed file '%s' has been deleted.\n", name);
   } else {
-    InterpretIsamError(iserrno, opt.outfile, {});
+    const int error = iserrno;
+    InterpretIsamError(error, opt.outfile, {});
+    if (error == EFLOCKED) return Step::kFailed;
     if (!IsLink(opt.outfile)) return Step::kNext;
   }
   if (sys.unlink(name) == 0) PrintOutput("Symbolic Link for file '%s' has been deleted.\n", name);

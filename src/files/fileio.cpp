@@ -11,10 +11,10 @@
 #include "files/questions.h"
 #include "media/tape_io.h"
 #include "platform/console.h"
+#include "platform/file_error.h"
 #include "platform/paths.h"
 #include "platform/system_calls.h"
 #include "platform/trace.h"
-#include "reports/side_reports.h"
 #include "state/options.h"
 #include "state/run.h"
 

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <string>
 
+#include "files/isam_file.h"
 #include "files/questions.h"
 #include "files/status.h"
 #include "platform/console.h"
@@ -139,9 +140,7 @@ int LinkDataFile() {
 // Removes an existing file that is to be overwritten.
 int EraseExisting() {
   const char* const name = opt.outfile.c_str();
-  const int handle = isopen(name, ISOUTPUT | ISEXCLLOCK);
-  if (handle >= 0) (void)isclose(handle);  // it was opened to learn whether it is free
-  if ((handle >= 0 || iserrno != EFLOCKED) && iserase(name) == 0) return 1;
+  if (iserase(name) == 0) return 1;
   // A link that was left behind stands for nothing.
   if (iserrno == ENOENT && IsLink(opt.outfile) && sys.unlink(name) == 0) return 1;
   InterpretIsamError(iserrno, opt.outfile, {});
@@ -162,10 +161,10 @@ Existing DecideExisting() {
   return EraseExisting() != 0 ? Existing::kCreateAgain : Existing::kStop;
 }
 
-int BuildFile(const keydesc& prime) {
+IsamFile BuildFile(const keydesc& prime) {
   const int width = opt.sw_dups_4 != 0 ? 4 : 2;
-  return isbuild(opt.outfile.c_str(), OutputRecordLength(), &prime,
-                 ISINOUT | ISEXCLLOCK | ISDUPWIDTH(width));
+  return IsamFile(isbuild(opt.outfile.c_str(), OutputRecordLength(), &prime,
+                          ISINOUT | ISEXCLLOCK | ISDUPWIDTH(width)));
 }
 
 }  // namespace
@@ -213,11 +212,10 @@ int CreateIndexedFile() {
     return 0;
   bool directory_made = false;
   for (;;) {
-    const int handle = BuildFile(prime);
-    if (handle >= 0) {
+    if (IsamFile file = BuildFile(prime); file.is_open()) {
       PrintOutput("File '%s' has been created.\n", opt.outfile.c_str());
       const int linked = LinkDataFile();
-      return isclose(handle) == 0 ? linked : 0;
+      return file.Close() ? linked : 0;
     }
     const int error = iserrno;
     if (error == EEXIST) {
@@ -271,15 +269,15 @@ int AddIndexes() {
   TRACE_FRAME();
   if (lasting.sw_merge != 0 || lasting.nKeysNo < 2) return 1;
   PrintOutput("outfile: \"%s\"\n", opt.outfile.c_str());
-  const int handle = isopen(opt.outfile.c_str(), ISOUTPUT | ISEXCLLOCK);
-  if (handle < 0) {
+  IsamFile file(opt.outfile, ISOUTPUT | ISEXCLLOCK);
+  if (!file.is_open()) {
     PrintError("Error %d opening file to add index\n", iserrno);
     return 0;
   }
   int result = 1;
   for (int number = 1; number <= lasting.nKeysNo && result == 1; ++number)
-    if (number != opt.nPrimeKeyNo) result = AddIndex(handle, number);
-  if (isclose(handle) != 0) PrintError("Error %d closing '%s'\n", iserrno, opt.outfile.c_str());
+    if (number != opt.nPrimeKeyNo) result = AddIndex(file.handle(), number);
+  if (!file.Close()) PrintError("Error %d closing '%s'\n", iserrno, opt.outfile.c_str());
   if (result < 0) return 0;
   const std::string index = opt.outfile + ".idx";
   constexpr mode_t kMode = 0666;

@@ -6,11 +6,7 @@
 // became of the record, and 0 when it could not; messages tell.
 #pragma once
 
-#include <optional>
 #include <string>
-#include <vector>
-
-#include "datarep/byte_order.h"
 
 namespace tolvane {
 

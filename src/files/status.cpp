@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "files/fileio.h"
+#include "files/isam_file.h"
 #include "platform/console.h"
 #include "platform/paths.h"
 #include "platform/trace.h"
@@ -46,18 +47,19 @@ void ExplainHalfFile(const std::string& name) {
 void DisplayFileStatus() {
   TRACE_FRAME();
   if (VerifyZorFileName(opt.outfile) == 0) return;
-  const int handle = isopen(opt.outfile.c_str(), ISINPUT | ISMANULOCK);
-  if (handle < 0) {
+  const IsamFile file(opt.outfile, ISINPUT | ISMANULOCK);
+  if (!file.is_open()) {
     PrintError("Unable to open '%s' ", opt.outfile.c_str());
     return;
   }
   PrintOutput("FILE:%8s ", opt.outfile.c_str());
   dictinfo info{};
-  if (isindexinfo(handle, &info, 0) != 0) return InterpretIsamError(iserrno, opt.outfile, {});
+  if (isindexinfo(file.handle(), &info, 0) != 0)
+    return InterpretIsamError(iserrno, opt.outfile, {});
   constexpr int kCountMask = 0x7FFF;  // the top bit tells variable-length records
   PrintOutput("Record size: %d  ", info.di_recsize);
   PrintOutput("Number recs: %d \n", info.di_nrecords);
-  ShowKeys(handle, info.di_nkeys & kCountMask);
+  ShowKeys(file.handle(), info.di_nkeys & kCountMask);
   PrintOutput("\n");
 }
 

@@ -157,8 +157,8 @@ void isFreeWrite(File& file) {
   WriteHead(file, file.free_records);
 }
 
-std::uint32_t isFreeCount(File& file, FreeKind kind) {
-  const FreeList& list = ListOf(file, kind);
+std::uint32_t isFreeCount(File& file) {
+  const FreeList& list = file.free_records;
   if (list.state == FreeList::State::kChanged) isFatal("isfree.c", __LINE__);
   std::uint32_t count = 0;
   (void)ListNodes(file, list, count);
@@ -170,10 +170,8 @@ void isFreeClear(File& file) {
 }
 
 void isFreeTest(File& file) {
-  for (FreeList* const list : {&file.free_nodes, &file.free_records}) {
-    if (list->head == 0) continue;
-    LoadHead(file, *list);
-  }
+  for (FreeList* const list : {&file.free_nodes, &file.free_records})
+    if (list->head != 0) LoadHead(file, *list);
 }
 
 bool isFreeHasRoom(File& file) {
@@ -184,8 +182,7 @@ bool isFreeHasRoom(File& file) {
   return list.used + f::kNumberWidth <= file.limit();
 }
 
-void isFreeDrop(File& file, FreeKind kind) {
-  if (kind == FreeKind::kNode) throw Failure{EBADARG};
+void isFreeDrop(File& file) {
   FreeList& list = file.free_records;
   std::uint32_t count = 0;
   const std::vector<std::uint32_t> nodes = ListNodes(file, list, count);

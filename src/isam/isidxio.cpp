@@ -12,6 +12,7 @@ namespace isam {
 using tolvane::LoadBig;
 using tolvane::StoreBig;
 namespace dictionary = layout::dictionary;
+namespace key_node = layout::key_node;
 
 void isPutNode(File& file, const Byte* bytes, std::uint32_t node) {
   file.index.Write(file.node_offset(node), bytes, file.node_size);
@@ -33,9 +34,7 @@ void TakeWorkSpace(File& file) {
 
 void isMakeHead(File& file, int mode) {
   TakeWorkSpace(file);
-  constexpr int kBoth = 0x30;
   if ((mode & ISTRAILER) != 0) file.flags |= dictionary::kFlagTrailerWord;
-  if ((mode & kBoth) == kBoth) file.flags |= dictionary::kFlagBuiltWith30;
   std::vector<Byte> node(file.node_size);
   std::copy(dictionary::kSignature.begin(), dictionary::kSignature.end(), node.begin());
   node[dictionary::kIndexWord] = node[dictionary::kPointerWord] = 4;
@@ -57,17 +56,17 @@ void isMakeHead(File& file, int mode) {
 
 namespace {
 
-void LoadKeyEntries(File& file);
-
+// Takes over the fields that an operation may change.
 void LoadDynamic(File& file, const Byte* node) {
+  file.key_count = LoadBig<std::uint16_t>(node + dictionary::kKeyCount);
+  file.key_node = LoadBig<std::uint32_t>(node + dictionary::kKeyNode);
+  file.flags = LoadBig<std::uint16_t>(node + file.node_size - dictionary::kFlagsFromEnd);
   file.free_records.head = LoadBig<std::uint32_t>(node + dictionary::kFreeData);
   file.free_nodes.head = LoadBig<std::uint32_t>(node + dictionary::kFreeNodes);
   file.free_records.highest = LoadBig<std::uint32_t>(node + dictionary::kHighRecord);
   file.free_nodes.highest = LoadBig<std::uint32_t>(node + dictionary::kHighNode);
   file.change_counter = LoadBig<std::uint32_t>(node + dictionary::kChangeCounter);
   file.unique_id = LoadBig<std::uint32_t>(node + dictionary::kUniqueId);
-  file.schema1 = LoadBig<std::uint32_t>(node + dictionary::kSchema1);
-  file.schema2 = LoadBig<std::uint32_t>(node + dictionary::kSchema2);
 }
 
 // Checks that the files hold what the dictionary says.
@@ -79,28 +78,36 @@ void CheckSizes(File& file) {
                        file.scratch.data());
 }
 
-void LoadKeyEntries(File& file) {
-  namespace n = layout::key_node;
-  std::vector<Index> indexes;
+// Visits the key-description nodes in the order of their chain with number and bytes, which stay
+// where they are until the visit is over. Fails with EBADFILE when the chain does not end.
+template <typename Visit>
+void ForEachKeyNode(File& file, Visit visit) {
   std::vector<Byte> scratch(file.node_size);
   std::uint32_t nodes = 0;
   for (std::uint32_t number = file.key_node; number != 0;) {
     if (++nodes > file.free_nodes.highest) throw Failure{EBADFILE};
     const Byte* const node = isGetNode(file, number, scratch.data());
-    const std::size_t used = LoadBig<std::uint16_t>(node + n::kUsed);
-    if (used < n::kFirst || used > file.limit()) throw Failure{EBADFILE};
-    for (std::size_t at = n::kFirst; at < used;) {
+    const auto next = LoadBig<std::uint32_t>(node + key_node::kNext);
+    visit(number, node);
+    number = next;
+  }
+}
+
+void LoadKeyEntries(File& file) {
+  std::vector<Index> indexes;
+  ForEachKeyNode(file, [&](std::uint32_t number, const Byte* node) {
+    const std::size_t used = LoadBig<std::uint16_t>(node + key_node::kUsed);
+    if (used < key_node::kFirst || used > file.limit()) throw Failure{EBADFILE};
+    for (std::size_t at = key_node::kFirst; at < used;) {
       const std::size_t length = LoadBig<std::uint16_t>(node + at);
       if (length < layout::key_entry::kNoPartsLeast || at + length > used) throw Failure{EBADFILE};
       Index& index = indexes.emplace_back();
       LoadKeyEntry(node + at, length, file.record_length, index);
       index.Settle(file.duplicate_width);
       index.described_in = number;
-      index.described_at = at;
       at += length;
     }
-    number = LoadBig<std::uint32_t>(node + n::kNext);
-  }
+  });
   if (indexes.size() != file.key_count) throw Failure{EBADFILE};
   file.indexes = std::move(indexes);
 }
@@ -124,12 +131,9 @@ void isLoadHead(File& file) {
     throw Failure{EBADFILE};
   file.scratch.resize(file.node_size);
   const Byte* const node = file.index.Read(0, file.node_size, file.scratch.data());
-  file.key_count = LoadBig<std::uint16_t>(node + dictionary::kKeyCount);
   file.duplicate_width = node[dictionary::kDuplicateWidth];
   file.record_length = LoadBig<std::uint16_t>(node + dictionary::kRecordLength);
-  file.key_node = LoadBig<std::uint32_t>(node + dictionary::kKeyNode);
   file.audit = LoadBig<std::uint32_t>(node + dictionary::kAudit);
-  file.flags = LoadBig<std::uint16_t>(node + file.node_size - dictionary::kFlagsFromEnd);
   // Records of varying length cannot be read safely here.
   if (file.duplicate_width < 1 || file.duplicate_width > 4 ||
       LoadBig<std::uint16_t>(node + dictionary::kMaxRecordLength) != 0)
@@ -145,15 +149,12 @@ bool isDelta(File& file) {
   const Byte* const node = file.index.Read(0, file.node_size, file.scratch.data());
   if (LoadBig<std::uint32_t>(node + dictionary::kChangeCounter) == file.change_counter)
     return false;
-  const bool keys_changed = LoadBig<std::uint16_t>(node + dictionary::kKeyCount) != file.key_count;
-  file.key_count = LoadBig<std::uint16_t>(node + dictionary::kKeyCount);
-  file.key_node = LoadBig<std::uint32_t>(node + dictionary::kKeyNode);
-  file.flags = LoadBig<std::uint16_t>(node + file.node_size - dictionary::kFlagsFromEnd);
+  const std::uint32_t keys = file.key_count;
   LoadDynamic(file, node);
   isFreeClear(file);
   isPathClear(file);
   CheckSizes(file);
-  if (keys_changed) LoadKeyEntries(file);
+  if (file.key_count != keys) LoadKeyEntries(file);
   return true;
 }
 
@@ -192,20 +193,21 @@ namespace {
 
 std::vector<Byte> NewKeyNode(const File& file) {
   std::vector<Byte> node(file.node_size);
-  StoreBig(&node[layout::key_node::kUsed], static_cast<std::uint16_t>(layout::key_node::kFirst));
+  StoreBig(&node[key_node::kUsed], static_cast<std::uint16_t>(key_node::kFirst));
   isMarkNode(file, node.data(), layout::kKeyNodeMark);
   return node;
 }
 
-// Puts an entry at the end of a key-description node; false when it has no room.
-bool AddToKeyNode(const File& file, std::vector<Byte>& node, const std::vector<Byte>& entry,
-                  Index& index) {
-  const std::size_t used = LoadBig<std::uint16_t>(&node[layout::key_node::kUsed]);
-  if (entry.size() + layout::key_entry::kParts + used > file.limit()) return false;
+// Whether a key-description node has room for one more entry; an empty one has it for any.
+bool HasRoom(const File& file, const std::vector<Byte>& node, const std::vector<Byte>& entry) {
+  const std::size_t used = LoadBig<std::uint16_t>(&node[key_node::kUsed]);
+  return entry.size() + layout::key_entry::kParts + used <= file.limit();
+}
+
+void AddEntry(std::vector<Byte>& node, const std::vector<Byte>& entry) {
+  const std::size_t used = LoadBig<std::uint16_t>(&node[key_node::kUsed]);
   std::copy(entry.begin(), entry.end(), &node[used]);
-  StoreBig(&node[layout::key_node::kUsed], static_cast<std::uint16_t>(used + entry.size()));
-  index.described_at = used;
-  return true;
+  StoreBig(&node[key_node::kUsed], static_cast<std::uint16_t>(used + entry.size()));
 }
 
 }  // namespace
@@ -219,35 +221,21 @@ void MakeRoot(File& file, Index& index) {
 }
 
 void AppendKeyEntry(File& file, Index& index) {
-  std::uint32_t last = file.key_node;
-  std::vector<Byte> node, scratch(file.node_size);
-  if (last != 0) {
-    for (;;) {
-      const Byte* const bytes = isGetNode(file, last, scratch.data());
-      const auto next = LoadBig<std::uint32_t>(bytes + layout::key_node::kNext);
-      node.assign(bytes, bytes + file.node_size);
-      if (next == 0) break;
-      last = next;
-    }
-  }
-  std::vector<Byte> entry = StoreKeyEntry(index);
-  std::uint32_t fresh = 0;
-  std::vector<Byte> fresh_node;
-  const bool fits =
-      last != 0 &&
-      LoadBig<std::uint16_t>(&node[0]) + entry.size() + layout::key_entry::kParts <= file.limit();
-  if (!fits) {
-    fresh = isGetFree(file, FreeKind::kNode);
-    fresh_node = NewKeyNode(file);
-  }
+  std::uint32_t last = 0;
+  std::vector<Byte> node;
+  ForEachKeyNode(file, [&](std::uint32_t number, const Byte* bytes) {
+    last = number;
+    node.assign(bytes, bytes + file.node_size);
+  });
+  const bool fits = last != 0 && HasRoom(file, node, StoreKeyEntry(index));
+  index.described_in = fits ? last : isGetFree(file, FreeKind::kNode);
   if (index.has_parts() && index.root == 0) MakeRoot(file, index);
-  entry = StoreKeyEntry(index);
-  (void)AddToKeyNode(file, fits ? node : fresh_node, entry, index);  // it was made to fit
-  index.described_in = fits ? last : fresh;
+  std::vector<Byte> fresh = NewKeyNode(file);
+  AddEntry(fits ? node : fresh, StoreKeyEntry(index));
   if (!fits) {
-    isPutNode(file, fresh_node.data(), fresh);
-    if (last != 0) StoreBig(&node[layout::key_node::kNext], fresh);
-    if (last == 0) file.key_node = fresh;
+    isPutNode(file, fresh.data(), index.described_in);
+    if (last != 0) StoreBig(&node[key_node::kNext], index.described_in);
+    if (last == 0) file.key_node = index.described_in;
   }
   if (last != 0) isPutNode(file, node.data(), last);
   ++file.key_count;
@@ -255,23 +243,18 @@ void AppendKeyEntry(File& file, Index& index) {
 }
 
 void RewriteKeyEntries(File& file) {
-  std::vector<Byte> scratch(file.node_size);
   std::vector<std::uint32_t> chain;
-  for (std::uint32_t number = file.key_node; number != 0;) {
-    chain.push_back(number);
-    number =
-        LoadBig<std::uint32_t>(isGetNode(file, number, scratch.data()) + layout::key_node::kNext);
-  }
+  ForEachKeyNode(file, [&](std::uint32_t number, const Byte*) { chain.push_back(number); });
   std::size_t at = 0;
   std::vector<Byte> node = NewKeyNode(file);
   for (Index& index : file.indexes) {
     const auto entry = StoreKeyEntry(index);
-    if (!AddToKeyNode(file, node, entry, index)) {
-      StoreBig(&node[layout::key_node::kNext], chain.at(at + 1));
+    if (!HasRoom(file, node, entry)) {
+      StoreBig(&node[key_node::kNext], chain.at(at + 1));
       isPutNode(file, node.data(), chain[at++]);
       node = NewKeyNode(file);
-      (void)AddToKeyNode(file, node, entry, index);  // an empty node holds any entry
     }
+    AddEntry(node, entry);
     index.described_in = chain.at(at);
   }
   isPutNode(file, node.data(), chain.at(at));

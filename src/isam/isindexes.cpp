@@ -135,7 +135,7 @@ void isIndexInfo(Handle& handle, void* buffer, int index) {
   info.di_recsize = static_cast<std::int16_t>(file.record_length);
   info.di_idxsize = static_cast<std::int16_t>(file.node_size);
   info.di_nrecords =
-      static_cast<std::int32_t>(file.free_records.highest - isFreeCount(file, FreeKind::kRecord));
+      static_cast<std::int32_t>(file.free_records.highest - isFreeCount(file));
   std::memcpy(buffer, &info, sizeof info);
 }
 
@@ -159,9 +159,9 @@ void isPrecious(Handle& handle, bool on) {
   Operation operation(handle, Operation::Kind::kUpdate);
   File& file = *handle.file;
   isFreeTest(file);
-  (void)isFreeCount(file, FreeKind::kRecord);  // its whole list is sound
+  (void)isFreeCount(file);  // its whole list is sound
   operation.BeginStores();
-  isFreeDrop(file, FreeKind::kRecord);
+  isFreeDrop(file);
   file.flags &= ~layout::dictionary::kFlagPrecious;
   if (on) file.flags |= layout::dictionary::kFlagPrecious;
   if (!on && file.record_length > 0)

@@ -108,7 +108,7 @@ bool isTestIndex(std::size_t record_length, const keydesc* key) {
   return total > 0 && total <= MAXKEYSIZE;
 }
 
-std::size_t isKeyMake(const Index& index, Byte* key, const Byte* record) {
+void isKeyMake(const Index& index, Byte* key, const Byte* record) {
   for (int i = 0; i < index.key.k_nparts; ++i) {
     const keypart& part = index.key.k_part[i];
     const Byte* const from = record + part.kp_start;
@@ -121,16 +121,14 @@ std::size_t isKeyMake(const Index& index, Byte* key, const Byte* record) {
     std::memcpy(key, from, bytes);
     key += PartLength(part);
   }
-  return index.length;
 }
 
-std::size_t isKeyLoad(const Index& index, Byte* record, const Byte* key) {
+void isKeyLoad(const Index& index, Byte* record, const Byte* key) {
   for (int i = 0; i < index.key.k_nparts; ++i) {
     const keypart& part = index.key.k_part[i];
     std::memcpy(record + part.kp_start, key, PartLength(part));
     key += PartLength(part);
   }
-  return index.length;
 }
 
 int isKeyCmpParts(const Index& index, const Byte* a, const Byte* b) {

@@ -23,10 +23,9 @@ struct Index {
   std::uint32_t root = 0;
   std::uint64_t entry_reciprocal = 0;  // 2^32 / entry_size, rounded up
   bool bytewise = false;               // the order is that of the bytes
-  std::uint32_t described_in = 0;      // key-description node and offset there
-  std::size_t described_at = 0;
-  Path edge;                      // behind the last entry; cached, as far as depth is not 0
-  std::size_t listed_levels = 0;  // for so many the file's entry lists are large enough
+  std::uint32_t described_in = 0;      // its key-description node
+  Path edge;                           // behind the last entry; cached, as far as depth is not 0
+  std::size_t listed_levels = 0;       // for so many the file's entry lists are large enough
 
   [[nodiscard]] bool has(int flag) const { return (key.k_flags & flag) != 0; }
   [[nodiscard]] bool is_compressed() const { return has(COMPRESS); }
@@ -46,10 +45,10 @@ struct Index {
 // Whether a description is valid for records of `record_length` bytes.
 [[nodiscard]] bool isTestIndex(std::size_t record_length, const keydesc* key);
 
-// Cuts the key out of a record; `key` holds index.length bytes. Returns that length.
-std::size_t isKeyMake(const Index& index, Byte* key, const Byte* record);
+// Cuts the key out of a record; `key` takes index.length bytes.
+void isKeyMake(const Index& index, Byte* key, const Byte* record);
 // Puts a key's parts back into a record.
-std::size_t isKeyLoad(const Index& index, Byte* record, const Byte* key);
+void isKeyLoad(const Index& index, Byte* record, const Byte* key);
 
 // Negative, zero or positive.
 [[nodiscard]] int isKeyCmpParts(const Index& index, const Byte* a, const Byte* b);

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <utility>
 
 #include "isam/isoperations.h"
 #include "platform/system_calls.h"
@@ -19,7 +20,6 @@ namespace {
 std::vector<std::weak_ptr<File>> open_files;
 
 constexpr int kLockBits = 0xF00;
-constexpr int kVariable = 0x10;
 constexpr int kMostRecord = 32767;
 
 // Locks are asked for by default when no bit says anything of them.
@@ -43,19 +43,16 @@ int OpenOrThrow(const std::string& path, int flags, int io) {
 }
 
 void Identify(File& file) {
-  struct stat status {};
-  if (sys.fstat(file.index.fd(), &status) != 0) throw Failure{errno, kIoIndex};
-  file.identity = {status.st_dev, status.st_ino};
+  const auto identity = tolvane::FileIdOf(file.index.fd());
+  if (!identity) throw Failure{errno, kIoIndex};
+  file.identity = *identity;
 }
 
 std::shared_ptr<File> FindOpen(const std::string& index_name) {
   std::erase_if(open_files, [](const auto& file) { return file.expired(); });
-  struct stat status {};
-  if (sys.stat(index_name.c_str(), &status) != 0) return nullptr;
+  const auto identity = tolvane::FileIdOf(index_name);
   for (const auto& entry : open_files)
-    if (auto file = entry.lock();
-        file != nullptr && file->identity == std::pair(status.st_dev, status.st_ino))
-      return file;
+    if (auto file = entry.lock(); file != nullptr && file->identity == identity) return file;
   return nullptr;
 }
 
@@ -97,11 +94,7 @@ std::unique_ptr<Handle> NewHandle(std::shared_ptr<File> file, int mode) {
 }
 
 // Whether the open index file is the one that its name leads to.
-bool IsStillNamed(const File& file) {
-  struct stat status {};
-  return sys.stat(file.index_name.c_str(), &status) == 0 &&
-         file.identity == std::pair(status.st_dev, status.st_ino);
-}
+bool IsStillNamed(const File& file) { return file.identity == tolvane::FileIdOf(file.index_name); }
 
 void OpenOnce(File& file, int mode) {
   int fd = sys.open(file.index_name.c_str(), O_RDWR | O_CLOEXEC, 0);
@@ -158,7 +151,7 @@ void CutReserve(File& file) {
 // The sizes that a mode word asks for. Fails with EBADARG.
 void TakeBuildMode(File& file, int mode) {
   const int width = mode >> 16 & 7, units = mode >> 24 & 0x3F;
-  if (width > 4 || units > static_cast<int>(layout::kMaxNodeUnits) || (mode & kVariable) != 0)
+  if (width > 4 || units > static_cast<int>(layout::kMaxNodeUnits) || (mode & ISVARLEN) != 0)
     throw Failure{EBADARG, 0, '7'};
   if (width > 0) file.duplicate_width = static_cast<std::size_t>(width);
   if (units > 0) file.node_size = static_cast<std::size_t>(units) * layout::kNodeUnit;
@@ -174,7 +167,6 @@ std::unique_ptr<Handle> isBuild(const std::string& name, int record_length, cons
   if (record_length < 0 || record_length > kMostRecord) throw Failure{EBADARG, 0, '7'};
   file->record_length = static_cast<std::size_t>(record_length);
   if (!isTestIndex(file->record_length, key)) throw Failure{EBADKEY};
-  file->base = name;
   file->index_name = NameOf(name, NameKind::kIndex);
   file->data_name = NameOf(name, NameKind::kData);
   if (Exists(file->index_name) || (record_length > 0 && Exists(file->data_name)))
@@ -212,7 +204,6 @@ std::unique_ptr<Handle> isOpen(const std::string& name, int mode) {
     return NewHandle(std::move(file), mode);
   }
   auto file = std::make_shared<File>();
-  file->base = name;
   file->index_name = index_name;
   file->data_name = NameOf(name, NameKind::kData);
   OpenIndex(*file, mode);

@@ -1,5 +1,6 @@
-// The operations behind the public calls: lock, refresh, work, write back, unlock. They throw
-// Failure; Operation drops the locks on every way out.
+// The operations behind the public calls, which include/isam.h describes: lock, refresh, work,
+// write back, unlock. They hold no lock when they begin and when they end but those on records, and
+// throw Failure with the error number of the call; Operation drops the locks on every way out.
 #pragma once
 
 #include <isam.h>
@@ -43,29 +44,37 @@ struct Handle : Position {
 };
 
 // ---- files
+
+// Creates and opens a file; what failed leaves none behind.
 [[nodiscard]] std::unique_ptr<Handle> isBuild(const std::string& name, int record_length,
                                               const keydesc* key, int mode);
 [[nodiscard]] std::unique_ptr<Handle> isOpen(const std::string& name, int mode);
+// Ends the handle's part in its file, which is closed with the last one. The handle then goes, also
+// after a failure.
 void isClose(Handle& handle);
 void isErase(const std::string& name);
 void isRename(const std::string& from, const std::string& to);
 void isFlush(Handle& handle);
 
-// ---- indexes
+// ---- indexes. Adding and deleting want the file for this handle alone (ENOTEXCL).
 void isAddIndex(Handle& handle, const keydesc* key);
 void isDelIndex(Handle& handle, const keydesc* key);
+// `buffer` takes a dictinfo for index 0, else a keydesc.
 void isIndexInfo(Handle& handle, void* buffer, int index);
 
-// ---- reading
+// ---- reading. A failure leaves the handle where it stood, but that a read beyond an end remembers
+// the end.
 void isStart(Handle& handle, const keydesc* key, int length, const Byte* record, int mode);
 void isRead(Handle& handle, Byte* record, int mode);
 // Returns the number of records.
 int isScan(Handle& handle, Byte* records, int most, std::int32_t* numbers);
 
-// ---- writing
+// ---- writing. `record` has the file's record length, in a file without data as many bytes as the
+// keys need. What a failure of one of these leaves is the file as it was.
 enum class AfterWrite { kStay, kBecomeCurrent, kLock };
 void isWrite(Handle& handle, const Byte* record, AfterWrite after);
 void isRewrite(Handle& handle, const Byte* record);
+// The current record; with `same_key` its primary key may not change.
 void isRewCurr(Handle& handle, const Byte* record, bool same_key);
 void isRewRec(Handle& handle, std::uint32_t number, const Byte* record);
 void isDelete(Handle& handle, const Byte* record);
@@ -77,7 +86,7 @@ void isDelRec(Handle& handle, std::uint32_t number);
 void isSetUnique(Handle& handle, std::int32_t identifier);
 void isPrecious(Handle& handle, bool on);
 
-// Whether the current record is there, as the handle has read it.
+// Whether the current record is there, as the handle has read it. Within an operation.
 [[nodiscard]] bool isCurrent(Handle& handle);
 
 // Holds the lock of an operation.

@@ -306,7 +306,8 @@ void isRead(Handle& handle, Byte* record, int mode) {
 }
 
 int isScan(Handle& handle, Byte* records, int most, std::int32_t* numbers) {
-  if (handle.file->record_length == 0) throw Failure{EBADARG};  // there is nothing to copy
+  // Without a data file there is nothing to copy.
+  if (most < 1 || handle.file->record_length == 0) throw Failure{EBADARG};
   Operation operation(handle, Operation::Kind::kRead);
   if (!MoveHandle(handle, records, ISNEXT)) throw NotFound(ISNEXT);
   handle.standing = Standing::kOn;

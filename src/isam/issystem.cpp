@@ -69,9 +69,6 @@ int makename(std::string& name, const std::string& base, NameKind kind) {
     case NameKind::kData:
       name = DataName(name);
       break;
-    case NameKind::kLock:
-      name += ".lck";
-      break;
     case NameKind::kBase:
       break;
   }

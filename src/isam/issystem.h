@@ -33,7 +33,7 @@ struct Failure {
 };
 
 // Kinds of names.
-enum class NameKind { kIndex = 1, kData = 2, kBase = 4, kLock = 7 };
+enum class NameKind { kIndex = 1, kData = 2, kBase = 4 };
 
 inline constexpr std::size_t kMostName = 1595;
 

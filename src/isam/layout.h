@@ -49,7 +49,6 @@ inline constexpr std::array<std::uint8_t, 4> kMagic{'V', 'Q', 'R', 'z'};
 // File flags.
 inline constexpr unsigned kFlagTrailerWord = 1;  // slots end in a 4-byte word
 inline constexpr unsigned kFlagPrecious = 2;     // deleted record numbers are never given again
-inline constexpr unsigned kFlagBuiltWith30 = 4;  // built with mode bits 0x10 and 0x20
 }  // namespace dictionary
 
 // Marks in the two bytes at node size - 3 and node size - 2.

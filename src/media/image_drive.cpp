@@ -84,16 +84,14 @@ class ImageDrive : public Drive {
   DriveUse use_;
   void (*before_wait_)();
   std::size_t current_ = 0;
-  std::vector<std::pair<dev_t, ino_t>> written_;  // files of this run: never begun again
+  std::vector<FileId> written_;  // files of this run: never begun again
   std::optional<TapeImageReader> reader_;
   std::optional<TapeImageWriter> writer_;
 };
 
 bool ImageDrive::WasWritten() const {
-  struct stat status {};
-  return sys.stat(volume().path.c_str(), &status) == 0 &&
-         std::find(written_.begin(), written_.end(), std::pair(status.st_dev, status.st_ino)) !=
-             written_.end();
+  const auto file = FileIdOf(volume().path);
+  return std::find(written_.begin(), written_.end(), file) != written_.end();
 }
 
 bool ImageDrive::Open() {
@@ -103,9 +101,7 @@ bool ImageDrive::Open() {
     return false;
   }
   if (!writer_.emplace(format_).Open(volume().path)) return false;
-  struct stat status {};
-  if (sys.stat(volume().path.c_str(), &status) == 0)
-    written_.emplace_back(status.st_dev, status.st_ino);
+  if (const auto file = FileIdOf(volume().path)) written_.push_back(*file);
   return true;
 }
 

@@ -4,8 +4,8 @@
 #include <cerrno>
 
 #include "platform/console.h"
+#include "platform/file_error.h"
 #include "platform/system_calls.h"
-#include "reports/side_reports.h"
 
 namespace tolvane {
 namespace {

@@ -8,8 +8,8 @@
 #include "media/tape_image.h"
 #include "platform/clock.h"
 #include "platform/console.h"
+#include "platform/file_error.h"
 #include "platform/trace.h"
-#include "reports/side_reports.h"
 
 namespace tolvane {
 namespace {

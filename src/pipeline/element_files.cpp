@@ -12,9 +12,9 @@
 #include "media/output_stream.h"
 #include "pipeline/progress.h"
 #include "platform/console.h"
+#include "platform/file_error.h"
 #include "platform/interrupt.h"
 #include "platform/trace.h"
-#include "reports/side_reports.h"
 #include "state/options.h"
 
 namespace tolvane {

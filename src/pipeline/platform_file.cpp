@@ -6,11 +6,12 @@
 #include <cerrno>
 #include <vector>
 
+#include "files/isam_file.h"
 #include "files/status.h"
 #include "media/input_stream.h"
 #include "pipeline/record_format.h"
 #include "platform/console.h"
-#include "reports/side_reports.h"
+#include "platform/file_error.h"
 #include "state/options.h"
 
 namespace tolvane {
@@ -70,26 +71,20 @@ class FlatFile : public PlatformFile {
 // Reads leaf by leaf, each under one lock.
 class IndexedFile : public PlatformFile {
  public:
-  ~IndexedFile() override {
-    if (handle_ >= 0) (void)isclose(handle_);  // it was only read
-  }
-
   // False with iserrno set.
   [[nodiscard]] bool Open() {
-    handle_ = isopen(opt.infile.c_str(), ISINPUT | ISMANULOCK);
-    dictinfo info{};
+    const int length = file_.RecordLength();
     keydesc prime{};
-    if (handle_ < 0 || isisaminfo(handle_, &info) != 0 || isindexinfo(handle_, &prime, 1) != 0)
-      return false;
-    record_size_ = static_cast<std::size_t>(info.di_recsize);
+    if (length < 0 || isindexinfo(file_.handle(), &prime, 1) != 0) return false;
+    record_size_ = static_cast<std::size_t>(length);
     records_.resize(record_size_ * kAtOnce);
-    return isstart(handle_, &prime, 0, Text(), ISFIRST) == 0;
+    return isstart(file_.handle(), &prime, 0, Text(), ISFIRST) == 0;
   }
   [[nodiscard]] std::size_t record_size() const { return record_size_; }
 
   std::optional<std::span<const Byte>> Next() override {
     if (given_ == held_) {
-      held_ = isscan(handle_, Text(), kAtOnce, nullptr);
+      held_ = isscan(file_.handle(), Text(), kAtOnce, nullptr);
       given_ = 0;
       if (held_ <= 0) {
         error_ = iserrno;
@@ -111,7 +106,7 @@ class IndexedFile : public PlatformFile {
   static constexpr int kAtOnce = 256;
   char* Text() { return reinterpret_cast<char*>(records_.data()); }  // NOLINT: C interface
 
-  int handle_ = -1;
+  IsamFile file_{opt.infile, ISINPUT | ISMANULOCK};
   std::size_t record_size_ = 0;
   std::vector<Byte> records_;
   int held_ = 0, given_ = 0;

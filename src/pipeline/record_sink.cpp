@@ -4,16 +4,18 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <utility>
 #include <vector>
 
 #include "files/apart.h"
 #include "files/indexed_file.h"
+#include "files/isam_file.h"
 #include "files/status.h"
 #include "media/output_stream.h"
 #include "pipeline/record_format.h"
 #include "platform/console.h"
+#include "platform/file_error.h"
 #include "reports/losses.h"
-#include "reports/side_reports.h"
 #include "state/options.h"
 #include "state/run.h"
 
@@ -63,11 +65,8 @@ class FlatSink : public RecordSink {
 
 class IndexedSink : public RecordSink {
  public:
-  explicit IndexedSink(int handle, std::size_t record_length)
-      : handle_(handle), record_length_(record_length), record_(record_length + kBehind) {}
-  ~IndexedSink() override {
-    if (handle_ >= 0) (void)isclose(handle_);  // for the early ways out
-  }
+  IndexedSink(IsamFile file, std::size_t record_length)
+      : file_(std::move(file)), record_length_(record_length), record_(record_length + kBehind) {}
 
   Byte* Room(std::size_t bytes, std::int32_t /*descriptor_length*/) override {
     if (record_.size() < bytes + kBehind) record_.resize(bytes + kBehind);
@@ -76,10 +75,10 @@ class IndexedSink : public RecordSink {
   void Put(std::size_t size, std::int64_t number) override {
     if (size < record_length_) std::fill_n(&record_[size], record_length_ - size, Byte{' '});
     const char* const bytes = reinterpret_cast<const char*>(record_.data());  // NOLINT: C interface
-    if (iswrite(handle_, bytes) == 0) return losses_.EndRun();
+    if (iswrite(file_.handle(), bytes) == 0) return losses_.EndRun();
     int error = iserrno;
     if (error == EDUPL && lasting.sw_merge != 0) {
-      if (isrewrite(handle_, bytes) == 0) return losses_.EndRun();
+      if (isrewrite(file_.handle(), bytes) == 0) return losses_.EndRun();
       if (iserrno != ENOREC) error = iserrno;  // else it is an alternate key that exists
     }
     const std::span<const Byte> record(record_.data(), record_length_);
@@ -88,16 +87,14 @@ class IndexedSink : public RecordSink {
   }
   bool Close() override {
     losses_.EndRun();
-    const int result = isclose(handle_);
-    handle_ = -1;
-    if (result != 0) InterpretIsamError(iserrno, opt.outfile, {});
-    return result == 0;
+    if (file_.Close()) return true;
+    InterpretIsamError(iserrno, opt.outfile, {});
+    return false;
   }
   std::int64_t lost() const override { return losses_.count(); }
-  std::size_t record_length() const override { return record_length_; }
 
  private:
-  int handle_;
+  IsamFile file_;
   std::size_t record_length_;
   std::vector<Byte> record_;
   Losses losses_{"Record"};
@@ -126,19 +123,18 @@ std::unique_ptr<RecordSink> OpenFlatSink(bool variable) {
 }
 
 std::unique_ptr<RecordSink> OpenIndexedSink() {
-  const int handle = isopen(opt.outfile.c_str(), ISOUTPUT | ISEXCLLOCK);
-  dictinfo info{};
-  if (handle < 0 || isisaminfo(handle, &info) != 0) {
+  IsamFile file(opt.outfile, ISOUTPUT | ISEXCLLOCK);
+  const int length = file.RecordLength();
+  if (length < 0) {
     InterpretIsamError(iserrno, opt.outfile, {});
     return nullptr;
   }
-  if (info.di_recsize != OutputRecordLength()) {
+  if (length != OutputRecordLength()) {
     PrintError("The records of '%s' have %d bytes, those to restore %d\n", opt.outfile.c_str(),
-               info.di_recsize, OutputRecordLength());
-    (void)isclose(handle);
+               length, OutputRecordLength());
     return nullptr;
   }
-  return std::make_unique<IndexedSink>(handle, static_cast<std::size_t>(info.di_recsize));
+  return std::make_unique<IndexedSink>(std::move(file), static_cast<std::size_t>(length));
 }
 
 std::unique_ptr<RecordSink> OpenNullSink() { return std::make_unique<NullSink>(); }

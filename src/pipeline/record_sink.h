@@ -26,8 +26,6 @@ class RecordSink {
   // False after a message.
   [[nodiscard]] virtual bool Close() { return true; }
   [[nodiscard]] virtual std::int64_t lost() const { return 0; }
-  // Bytes that every record must have; 0: as many as it has.
-  [[nodiscard]] virtual std::size_t record_length() const { return 0; }
 };
 
 // opt.outfile as a relative or sequential file; with `variable` records keep their own lengths.

@@ -80,10 +80,9 @@ bool IsLink(const std::string& path) {
 }
 
 bool IsSameFile(const std::string& a, const std::string& b) {
-  struct stat first {
-  }, second{};
-  return sys.stat(a.c_str(), &first) == 0 && sys.stat(b.c_str(), &second) == 0 &&
-         S_ISREG(first.st_mode) && first.st_dev == second.st_dev && first.st_ino == second.st_ino;
+  struct stat status {};
+  return sys.stat(a.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
+         FileIdOf(a) == FileIdOf(b);
 }
 
 std::string BaseName(const std::string& path) { return path.substr(path.rfind('/') + 1); }

@@ -50,7 +50,6 @@ SystemCalls sys = {
     .fstat = ::fstat,
     .rename = ::rename,
     .unlink = ::unlink,
-    .link = ::link,
     .symlink = ::symlink,
     .mkdir = ::mkdir,
     .chmod = ::chmod,
@@ -59,6 +58,18 @@ SystemCalls sys = {
     .time = ::time,
     .exit = std::exit,
 };
+
+std::optional<FileId> FileIdOf(const std::string& path) {
+  struct stat status {};
+  if (sys.stat(path.c_str(), &status) != 0) return std::nullopt;
+  return FileId(status.st_dev, status.st_ino);
+}
+
+std::optional<FileId> FileIdOf(int fd) {
+  struct stat status {};
+  if (sys.fstat(fd, &status) != 0) return std::nullopt;
+  return FileId(status.st_dev, status.st_ino);
+}
 
 std::size_t WriteSome(int fd, const void* bytes, std::size_t count) {
   constexpr int kRetries = 20;

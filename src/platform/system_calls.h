@@ -12,6 +12,9 @@
 
 #include <cstddef>
 #include <ctime>
+#include <optional>
+#include <string>
+#include <utility>
 
 namespace tolvane {
 
@@ -36,7 +39,6 @@ struct SystemCalls {
   int (*fstat)(int fd, struct stat* result);
   int (*rename)(const char* from, const char* to);
   int (*unlink)(const char* path);
-  int (*link)(const char* from, const char* to);
   int (*symlink)(const char* target, const char* path);
   int (*mkdir)(const char* path, mode_t mode);
   int (*chmod)(const char* path, mode_t mode);
@@ -47,6 +49,14 @@ struct SystemCalls {
 };
 
 extern SystemCalls sys;
+
+// What tells a file from all others, whatever names lead to it.
+using FileId = std::pair<dev_t, ino_t>;
+
+// The identity of the file that a path leads to, or that is open; nothing, with errno set, when
+// there is none.
+[[nodiscard]] std::optional<FileId> FileIdOf(const std::string& path);
+[[nodiscard]] std::optional<FileId> FileIdOf(int fd);
 
 // Writes as much as it can and returns how many bytes that was; errno tells what stopped it. An
 // interrupted write is tried again.

@@ -8,6 +8,7 @@
 
 #include "datarep/charset.h"
 #include "platform/console.h"
+#include "platform/file_error.h"
 #include "platform/system_calls.h"
 #include "platform/trace.h"
 #include "state/options.h"
@@ -160,26 +161,6 @@ void FlushReports() {
     errno = 0;
     if (std::fflush(side->file.get()) != 0 || std::ferror(side->file.get()) != 0)
       processError(errno != 0 ? errno : EIO, NameOfReport(side->suffix));
-  }
-}
-
-void processError(int error, const std::string& name) {
-  switch (error) {
-    case 0:
-      return;
-    case EPERM:
-    case EACCES:
-      return PrintError("Invalid permission for file '%s'\n", name.c_str());
-    case ENOENT:
-      return PrintError("No such file or directory '%s'\n", name.c_str());
-    case EIO:
-      return PrintError("I/O error opening '%s'\n", name.c_str());
-    case EBUSY:
-      return PrintError("Mount device is busy '%s'\n", name.c_str());
-    case EEXIST:
-      return PrintError("File already exists '%s'\n", name.c_str());
-    default:
-      PrintError("Error %d on file %s\n", error, name.c_str());
   }
 }
 

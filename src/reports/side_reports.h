@@ -11,7 +11,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
-#include <string>
 
 #include "datarep/byte_order.h"
 
@@ -37,8 +36,5 @@ void writeBadMsg(std::span<const Byte> record);
 
 // Writes out what the reports hold back.
 void FlushReports();
-
-// Prints the message for a system error number met while opening or writing `name`.
-void processError(int error, const std::string& name);
 
 }  // namespace tolvane

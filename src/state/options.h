@@ -144,7 +144,6 @@ struct LastingOptions {
   Switch ageFlag = 0;            // an AGE statement was read
   Switch sw_nodupsecondary = 0;  // a unique alternate key is built with the file
   Switch sw_merge = 0;           // records go into the existing file
-  Switch sw_logidel = 0;         // the file uses logical deletion
   std::string settled_name;      // the name that -g was last asked for and left as it was
 };
 

@@ -23,8 +23,7 @@ extern Run run;
 struct Sizes {
   std::int32_t gblCpySize = 0;     // record size of the copybook, bytes
   std::int32_t gblExpRecSize = 0;  // after explosion or date expansion
-  std::int32_t gblExpBlkSize = 0;
-  bool sw_use_booksize = false;  // records take the copybook's size
+  bool sw_use_booksize = false;    // records take the copybook's size
 };
 
 extern Sizes sizes;

@@ -29,7 +29,15 @@ class Locks : public testing::Test {
     for (int i = 1; i <= 5; ++i) ASSERT_EQ(iswrite(handle, Record(i, kLength).data()), 0);
     ASSERT_EQ(isclose(handle), 0);
   }
+  void TearDown() override {
+    if (handle_ >= 0) isclose(handle_);
+  }
   int Open(int mode) { return isopen(name_.c_str(), mode); }
+  // A handle of this process, and one of the other that locks on request.
+  void OpenBoth(int mode) {
+    handle_ = Open(mode);
+    EXPECT_EQ(other_.Now(Do::kOpen, ISINOUT | ISMANULOCK), 0);
+  }
   int Read(int handle, int mode, int key = 0) {
     record_ = Record(key, kLength);
     return isread(handle, record_.data(), mode) == 0 ? 0 : iserrno;
@@ -38,112 +46,97 @@ class Locks : public testing::Test {
   tolvane::test::TempDir dir_;
   std::string name_ = dir_.Path("f");
   std::string record_;
+  OtherProcess other_{name_, kLength};
+  int handle_ = -1;
 };
 
 TEST_F(Locks, AnExclusiveOpenIsAlone) {
-  OtherProcess other(name_, kLength);
   int handle = Open(ISINOUT | ISMANULOCK);
-  EXPECT_EQ(other.Now(Do::kOpen, ISINOUT | ISEXCLLOCK), EFLOCKED);
-  EXPECT_EQ(other.Now(Do::kOpen, ISINPUT), 0);
-  EXPECT_EQ(other.Now(Do::kClose), 0);
+  EXPECT_EQ(other_.Now(Do::kOpen, ISINOUT | ISEXCLLOCK), EFLOCKED);
+  EXPECT_EQ(other_.Now(Do::kOpen, ISINPUT), 0);
+  EXPECT_EQ(other_.Now(Do::kClose), 0);
   EXPECT_EQ(iserase(name_.c_str()), -1);
   EXPECT_EQ(iserrno, EFLOCKED);
   isclose(handle);
   handle = Open(ISINPUT | ISEXCLLOCK);
   ASSERT_GE(handle, 0);
-  EXPECT_EQ(other.Now(Do::kOpen, ISINPUT), EFLOCKED);
+  EXPECT_EQ(other_.Now(Do::kOpen, ISINPUT), EFLOCKED);
   isclose(handle);
-  EXPECT_EQ(other.Now(Do::kOpen, ISINOUT | ISEXCLLOCK), 0);
+  EXPECT_EQ(other_.Now(Do::kOpen, ISINOUT | ISEXCLLOCK), 0);
 }
 
 TEST_F(Locks, ALockedRecordIsRefusedOrWaitedFor) {
-  OtherProcess other(name_, kLength);
-  const int handle = Open(ISINOUT | ISMANULOCK);
-  ASSERT_EQ(other.Now(Do::kOpen, ISINOUT | ISMANULOCK), 0);
-  ASSERT_EQ(Read(handle, ISEQUAL | ISLOCK, 2), 0);
-  EXPECT_EQ(other.Now(Do::kRead, ISEQUAL, 2), 0);  // a plain read asks no lock
-  EXPECT_EQ(other.Now(Do::kRead, ISEQUAL | ISLOCK, 2), ELOCKED);
-  EXPECT_EQ(other.Now(Do::kPid), static_cast<int>(getpid()));
-  EXPECT_EQ(other.Now(Do::kDelete, 0, 2), ELOCKED);
-  ASSERT_EQ(other.Now(Do::kRead, ISEQUAL, 1), 0);
-  EXPECT_EQ(other.Now(Do::kRead, ISNEXT | ISLOCK), ELOCKED);
-  other.Begin(Do::kRead, ISNEXT | ISLOCK | ISWAIT);  // the refused record is still the next one
-  EXPECT_FALSE(other.Answers(200));
-  ASSERT_EQ(isrelrec(handle, 2), 0);
-  EXPECT_EQ(other.Answer(), 0);
-  EXPECT_EQ(Read(handle, ISEQUAL | ISLOCK, 2), ELOCKED);
-  EXPECT_EQ(ispid, other.pid());
-  EXPECT_EQ(other.Now(Do::kClose), 0);
-  EXPECT_EQ(Read(handle, ISEQUAL | ISLOCK, 2), 0);
-  isclose(handle);
+  OpenBoth(ISINOUT | ISMANULOCK);
+  ASSERT_EQ(Read(handle_, ISEQUAL | ISLOCK, 2), 0);
+  EXPECT_EQ(other_.Now(Do::kRead, ISEQUAL, 2), 0);  // a plain read asks no lock
+  EXPECT_EQ(other_.Now(Do::kRead, ISEQUAL | ISLOCK, 2), ELOCKED);
+  EXPECT_EQ(other_.Now(Do::kPid), static_cast<int>(getpid()));
+  EXPECT_EQ(other_.Now(Do::kDelete, 0, 2), ELOCKED);
+  ASSERT_EQ(other_.Now(Do::kRead, ISEQUAL, 1), 0);
+  EXPECT_EQ(other_.Now(Do::kRead, ISNEXT | ISLOCK), ELOCKED);
+  other_.Begin(Do::kRead, ISNEXT | ISLOCK | ISWAIT);  // the refused record is still the next one
+  EXPECT_FALSE(other_.Answers(200));
+  ASSERT_EQ(isrelrec(handle_, 2), 0);
+  EXPECT_EQ(other_.Answer(), 0);
+  EXPECT_EQ(Read(handle_, ISEQUAL | ISLOCK, 2), ELOCKED);
+  EXPECT_EQ(ispid, other_.pid());
+  EXPECT_EQ(other_.Now(Do::kClose), 0);
+  EXPECT_EQ(Read(handle_, ISEQUAL | ISLOCK, 2), 0);
 }
 
 TEST_F(Locks, ADeletedRecordIsNotWaitedForInVain) {
-  OtherProcess other(name_, kLength);
-  const int handle = Open(ISINOUT | ISMANULOCK);
-  ASSERT_EQ(other.Now(Do::kOpen, ISINOUT | ISMANULOCK), 0);
-  ASSERT_EQ(Read(handle, ISEQUAL | ISLOCK, 1), 0);
-  other.Begin(Do::kRead, ISFIRST | ISLOCK | ISWAIT);
-  EXPECT_FALSE(other.Answers(100));
-  ASSERT_EQ(isdelete(handle, Record(1, kLength).data()), 0);
-  EXPECT_EQ(other.Answer(), 0);
-  EXPECT_EQ(Read(handle, ISEQUAL | ISLOCK, 2), ELOCKED);  // it has got the next one
-  isclose(handle);
+  OpenBoth(ISINOUT | ISMANULOCK);
+  ASSERT_EQ(Read(handle_, ISEQUAL | ISLOCK, 1), 0);
+  other_.Begin(Do::kRead, ISFIRST | ISLOCK | ISWAIT);
+  EXPECT_FALSE(other_.Answers(100));
+  ASSERT_EQ(isdelete(handle_, Record(1, kLength).data()), 0);
+  EXPECT_EQ(other_.Answer(), 0);
+  EXPECT_EQ(Read(handle_, ISEQUAL | ISLOCK, 2), ELOCKED);  // it has got the next one
 }
 
 TEST_F(Locks, AutomaticLocksLastUntilTheNextCall) {
-  OtherProcess other(name_, kLength);
-  const int handle = Open(ISINOUT | ISAUTOLOCK);
-  ASSERT_EQ(other.Now(Do::kOpen, ISINOUT | ISMANULOCK), 0);
-  ASSERT_EQ(Read(handle, ISFIRST), 0);
-  EXPECT_EQ(other.Now(Do::kRead, ISEQUAL | ISLOCK, 1), ELOCKED);
-  ASSERT_EQ(Read(handle, ISNEXT), 0);
-  EXPECT_EQ(other.Now(Do::kRead, ISEQUAL | ISLOCK, 1), 0);
-  EXPECT_EQ(other.Now(Do::kRead, ISEQUAL | ISLOCK, 2), ELOCKED);
-  ASSERT_EQ(isrewrite(handle, Record(2, kLength, 'x').data()), 0);
-  EXPECT_EQ(other.Now(Do::kRead, ISEQUAL | ISLOCK, 2), 0);
-  isclose(handle);
+  OpenBoth(ISINOUT | ISAUTOLOCK);
+  ASSERT_EQ(Read(handle_, ISFIRST), 0);
+  EXPECT_EQ(other_.Now(Do::kRead, ISEQUAL | ISLOCK, 1), ELOCKED);
+  ASSERT_EQ(Read(handle_, ISNEXT), 0);
+  EXPECT_EQ(other_.Now(Do::kRead, ISEQUAL | ISLOCK, 1), 0);
+  EXPECT_EQ(other_.Now(Do::kRead, ISEQUAL | ISLOCK, 2), ELOCKED);
+  ASSERT_EQ(isrewrite(handle_, Record(2, kLength, 'x').data()), 0);
+  EXPECT_EQ(other_.Now(Do::kRead, ISEQUAL | ISLOCK, 2), 0);
 }
 
 TEST_F(Locks, AllRecordsAtOnce) {
-  OtherProcess other(name_, kLength);
-  const int handle = Open(ISINOUT | ISMANULOCK);
-  ASSERT_EQ(other.Now(Do::kOpen, ISINOUT | ISMANULOCK), 0);
-  ASSERT_EQ(other.Now(Do::kLock, 0, 4), 0);
-  EXPECT_EQ(islockrec(handle, 0, 0), -1);
-  ASSERT_EQ(other.Now(Do::kRelease, 0, 4), 0);
-  ASSERT_EQ(islockrec(handle, 0, 0), 0);
-  ASSERT_EQ(Read(handle, ISEQUAL | ISLOCK, 3), 0);
-  ASSERT_EQ(isrelrec(handle, 3), 0);
-  EXPECT_EQ(other.Now(Do::kRead, ISEQUAL | ISLOCK, 3), ELOCKED);
-  ASSERT_EQ(isrelrec(handle, 0), 0);
-  EXPECT_EQ(other.Now(Do::kRead, ISEQUAL | ISLOCK, 3), 0);
-  isclose(handle);
+  OpenBoth(ISINOUT | ISMANULOCK);
+  ASSERT_EQ(other_.Now(Do::kLock, 0, 4), 0);
+  EXPECT_EQ(islockrec(handle_, 0, 0), -1);
+  ASSERT_EQ(other_.Now(Do::kRelease, 0, 4), 0);
+  ASSERT_EQ(islockrec(handle_, 0, 0), 0);
+  ASSERT_EQ(Read(handle_, ISEQUAL | ISLOCK, 3), 0);
+  ASSERT_EQ(isrelrec(handle_, 3), 0);
+  EXPECT_EQ(other_.Now(Do::kRead, ISEQUAL | ISLOCK, 3), ELOCKED);
+  ASSERT_EQ(isrelrec(handle_, 0), 0);
+  EXPECT_EQ(other_.Now(Do::kRead, ISEQUAL | ISLOCK, 3), 0);
 }
 
 TEST_F(Locks, ChangesOfOthersAreSeen) {
-  OtherProcess other(name_, kLength);
-  const int handle = Open(ISINOUT | ISMANULOCK);
-  ASSERT_EQ(other.Now(Do::kOpen, ISINOUT | ISMANULOCK), 0);
-  ASSERT_EQ(Read(handle, ISEQUAL, 3), 0);
+  OpenBoth(ISINOUT | ISMANULOCK);
+  ASSERT_EQ(Read(handle_, ISEQUAL, 3), 0);
   // Many records in between split the leaf under the position.
-  for (int key = 100; key < 400; ++key) ASSERT_EQ(other.Now(Do::kWrite, 0, key), 0);
-  ASSERT_EQ(other.Now(Do::kDelete, 0, 4), 0);
-  EXPECT_EQ(Read(handle, ISNEXT), 0);
+  for (int key = 100; key < 400; ++key) ASSERT_EQ(other_.Now(Do::kWrite, 0, key), 0);
+  ASSERT_EQ(other_.Now(Do::kDelete, 0, 4), 0);
+  EXPECT_EQ(Read(handle_, ISNEXT), 0);
   EXPECT_EQ(record_, Record(5, kLength));
-  EXPECT_EQ(Read(handle, ISLAST), 0);
+  EXPECT_EQ(Read(handle_, ISLAST), 0);
   EXPECT_EQ(record_, Record(399, kLength));
-  EXPECT_EQ(iswrite(handle, Record(200, kLength).data()), -1);
+  EXPECT_EQ(iswrite(handle_, Record(200, kLength).data()), -1);
   EXPECT_EQ(iserrno, EDUPL);
-  EXPECT_EQ(other.Now(Do::kUnique), 1);
+  EXPECT_EQ(other_.Now(Do::kUnique), 1);
   std::int32_t identifier = 0;
-  EXPECT_EQ(isuniqueid(handle, &identifier), 0);
+  EXPECT_EQ(isuniqueid(handle_, &identifier), 0);
   EXPECT_EQ(identifier, 2);
-  isclose(handle);
 }
 
 TEST_F(Locks, HandlesOfOneProcess) {
-  OtherProcess other(name_, kLength);
   const int first = Open(ISINOUT | ISMANULOCK);
   EXPECT_EQ(Open(ISINOUT | ISEXCLLOCK | ISSHAREOWN), -1);  // the first one does not agree
   EXPECT_EQ(iserrno, EFLOCKED);
@@ -157,64 +150,54 @@ TEST_F(Locks, HandlesOfOneProcess) {
   EXPECT_EQ(iserrno, ENOTOPEN);
   isclose(first);
   EXPECT_EQ(Read(second, ISEQUAL | ISLOCK, 1), 0);
-  // Closing one handle takes no lock away from the other.
-  EXPECT_EQ(other.Now(Do::kOpen, ISINOUT | ISEXCLLOCK), EFLOCKED);
+  // Closing one handle takes no lock away from the other_.
+  EXPECT_EQ(other_.Now(Do::kOpen, ISINOUT | ISEXCLLOCK), EFLOCKED);
   isclose(second);
 
   const int shared = Open(ISINOUT | ISMANULOCK | ISSHAREOWN);
   const int exclusive = Open(ISINOUT | ISEXCLLOCK);
   ASSERT_GE(exclusive, 0) << iserrno;
-  EXPECT_EQ(other.Now(Do::kOpen, ISINPUT), EFLOCKED);
+  EXPECT_EQ(other_.Now(Do::kOpen, ISINPUT), EFLOCKED);
   ASSERT_EQ(Read(shared, ISEQUAL | ISLOCK, 3), 0);
   isclose(exclusive);
-  EXPECT_EQ(other.Now(Do::kOpen, ISINPUT | ISMANULOCK), 0);
-  EXPECT_EQ(other.Now(Do::kRead, ISEQUAL | ISLOCK, 3), ELOCKED);
+  EXPECT_EQ(other_.Now(Do::kOpen, ISINPUT | ISMANULOCK), 0);
+  EXPECT_EQ(other_.Now(Do::kRead, ISEQUAL | ISLOCK, 3), ELOCKED);
   isclose(shared);
 }
 
 // An automatic lock lasts to the end of the next call, so that nobody comes between the two.
 TEST_F(Locks, AnAutomaticLockIsKeptForTheCallThatFollows) {
-  OtherProcess other(name_, kLength);
-  const int handle = Open(ISINOUT | ISAUTOLOCK);
-  ASSERT_EQ(other.Now(Do::kOpen, ISINOUT | ISMANULOCK), 0);
+  OpenBoth(ISINOUT | ISAUTOLOCK);
   for (int i = 0; i < 50; ++i) {
-    ASSERT_EQ(Read(handle, ISEQUAL, 2), 0);
-    other.Begin(Do::kRead, ISEQUAL | ISLOCK | ISWAIT, 2);
-    ASSERT_FALSE(other.Answers(1)) << "the record is locked";
-    ASSERT_EQ(isrewrite(handle, Record(2, kLength, 'x').data()), 0) << iserrno;
-    ASSERT_EQ(other.Answer(), 0);
-    ASSERT_EQ(other.Now(Do::kRelease, 0, 0), 0);
+    ASSERT_EQ(Read(handle_, ISEQUAL, 2), 0);
+    other_.Begin(Do::kRead, ISEQUAL | ISLOCK | ISWAIT, 2);
+    ASSERT_FALSE(other_.Answers(1)) << "the record is locked";
+    ASSERT_EQ(isrewrite(handle_, Record(2, kLength, 'x').data()), 0) << iserrno;
+    ASSERT_EQ(other_.Answer(), 0);
+    ASSERT_EQ(other_.Now(Do::kRelease, 0, 0), 0);
   }
-  isclose(handle);
 }
 
 TEST_F(Locks, AnExplicitLockOutlivesAutomaticOnes) {
-  OtherProcess other(name_, kLength);
-  const int handle = Open(ISINOUT | ISAUTOLOCK);
-  ASSERT_EQ(other.Now(Do::kOpen, ISINOUT | ISMANULOCK), 0);
-  ASSERT_EQ(Read(handle, ISEQUAL, 2), 0);
-  ASSERT_EQ(islockrec(handle, 2, 0), 0);
-  ASSERT_EQ(islockrec(handle, 4, 0), 0);
-  ASSERT_EQ(Read(handle, ISEQUAL, 3), 0);
-  ASSERT_EQ(Read(handle, ISEQUAL, 5), 0);
+  OpenBoth(ISINOUT | ISAUTOLOCK);
+  ASSERT_EQ(Read(handle_, ISEQUAL, 2), 0);
+  ASSERT_EQ(islockrec(handle_, 2, 0), 0);
+  ASSERT_EQ(islockrec(handle_, 4, 0), 0);
+  ASSERT_EQ(Read(handle_, ISEQUAL, 3), 0);
+  ASSERT_EQ(Read(handle_, ISEQUAL, 5), 0);
   for (const int key : {2, 4, 5})
-    EXPECT_EQ(other.Now(Do::kRead, ISEQUAL | ISLOCK, key), ELOCKED) << key;
-  EXPECT_EQ(other.Now(Do::kRead, ISEQUAL | ISLOCK, 3), 0);
-  isclose(handle);
+    EXPECT_EQ(other_.Now(Do::kRead, ISEQUAL | ISLOCK, key), ELOCKED) << key;
+  EXPECT_EQ(other_.Now(Do::kRead, ISEQUAL | ISLOCK, 3), 0);
 }
 
 TEST_F(Locks, NamesWithASuffixCostNoLock) {
-  OtherProcess other(name_, kLength);
-  const int handle = Open(ISINOUT | ISMANULOCK);
-  ASSERT_EQ(other.Now(Do::kOpen, ISINOUT | ISMANULOCK), 0);
-  ASSERT_EQ(Read(handle, ISEQUAL | ISLOCK, 2), 0);
+  OpenBoth(ISINOUT | ISMANULOCK);
+  ASSERT_EQ(Read(handle_, ISEQUAL | ISLOCK, 2), 0);
   EXPECT_EQ(isopen((name_ + ".idx").c_str(), ISINOUT), -1);
-  EXPECT_EQ(other.Now(Do::kRead, ISEQUAL | ISLOCK, 2), ELOCKED);
-  isclose(handle);
+  EXPECT_EQ(other_.Now(Do::kRead, ISEQUAL | ISLOCK, 2), ELOCKED);
 }
 
 TEST_F(Locks, ALockThatEndsWhileTheFileIsExclusiveIsGone) {
-  OtherProcess other(name_, kLength);
   const int first = Open(ISINOUT | ISMANULOCK | ISSHAREOWN);
   ASSERT_EQ(Read(first, ISEQUAL | ISLOCK, 2), 0);
   const int exclusive = Open(ISINOUT | ISEXCLLOCK | ISSHAREOWN);
@@ -224,9 +207,9 @@ TEST_F(Locks, ALockThatEndsWhileTheFileIsExclusiveIsGone) {
   ASSERT_EQ(isrelrec(first, 2), 0);
   ASSERT_EQ(Read(first, ISEQUAL | ISLOCK, 3), 0);
   isclose(exclusive);
-  EXPECT_EQ(other.Now(Do::kOpen, ISINOUT | ISMANULOCK), 0);
-  EXPECT_EQ(other.Now(Do::kRead, ISEQUAL | ISLOCK, 2), 0);
-  EXPECT_EQ(other.Now(Do::kRead, ISEQUAL | ISLOCK, 3), ELOCKED);
+  EXPECT_EQ(other_.Now(Do::kOpen, ISINOUT | ISMANULOCK), 0);
+  EXPECT_EQ(other_.Now(Do::kRead, ISEQUAL | ISLOCK, 2), 0);
+  EXPECT_EQ(other_.Now(Do::kRead, ISEQUAL | ISLOCK, 3), ELOCKED);
   isclose(first);
 }
 
@@ -253,29 +236,26 @@ TEST_F(Locks, AFileReplacedWhileItIsOpenedIsLeft) {
 // Two processes write, read and delete at the same time; every operation is whole.
 TEST_F(Locks, MixedLoad) {
   constexpr int kRounds = 300;
-  OtherProcess other(name_, kLength);
-  const int handle = Open(ISINOUT | ISMANULOCK);
-  ASSERT_EQ(other.Now(Do::kOpen, ISINOUT | ISMANULOCK), 0);
+  OpenBoth(ISINOUT | ISMANULOCK);
   for (int i = 0; i < kRounds; ++i) {
-    other.Begin(Do::kWrite, 0, 1000 + 2 * i);
-    ASSERT_EQ(iswrite(handle, Record(1001 + 2 * i, kLength).data()), 0) << iserrno;
-    ASSERT_EQ(other.Answer(), 0);
-    other.Begin(i % 3 == 0 ? Do::kDelete : Do::kRead, ISEQUAL, 1001 + 2 * (i / 2));
-    (void)Read(handle, ISEQUAL, 1000 + 2 * i);
-    ASSERT_TRUE(other.Answers(5000));
-    (void)other.Answer();
+    other_.Begin(Do::kWrite, 0, 1000 + 2 * i);
+    ASSERT_EQ(iswrite(handle_, Record(1001 + 2 * i, kLength).data()), 0) << iserrno;
+    ASSERT_EQ(other_.Answer(), 0);
+    other_.Begin(i % 3 == 0 ? Do::kDelete : Do::kRead, ISEQUAL, 1001 + 2 * (i / 2));
+    (void)Read(handle_, ISEQUAL, 1000 + 2 * i);
+    ASSERT_TRUE(other_.Answers(5000));
+    (void)other_.Answer();
   }
-  EXPECT_EQ(other.Now(Do::kClose), 0);
+  EXPECT_EQ(other_.Now(Do::kClose), 0);
   int before = 0, count = 0;
-  for (int mode = ISFIRST; Read(handle, mode) == 0; mode = ISNEXT, ++count) {
+  for (int mode = ISFIRST; Read(handle_, mode) == 0; mode = ISNEXT, ++count) {
     const int key = std::stoi(record_.substr(0, 8));
     ASSERT_GT(key, before);
     before = key;
   }
   dictinfo info;
-  ASSERT_EQ(isisaminfo(handle, &info), 0);
+  ASSERT_EQ(isisaminfo(handle_, &info), 0);
   EXPECT_EQ(count, info.di_nrecords);
-  isclose(handle);
 }
 
 }  // namespace

@@ -15,9 +15,12 @@
 
 #include "check.h"
 #include "isam/issystem.h"
+#include "isam/support.h"
 #include "support/temp_dir.h"
 
 namespace {
+
+using isam_test::Key;
 
 enum class Keys {
   kNumbers,  // a number and spaces
@@ -40,14 +43,6 @@ void PrintTo(const Shape& shape, std::ostream* out) { *out << shape.name; }
 
 constexpr int kRecordLength = 320;
 constexpr int kSecondKey = 160;
-
-keydesc Key(int start, int length, int flags) {
-  keydesc key{};
-  key.k_flags = static_cast<std::int16_t>(flags);
-  key.k_nparts = 1;
-  key.k_part[0] = {static_cast<std::int16_t>(start), static_cast<std::int16_t>(length), CHARTYPE};
-  return key;
-}
 
 class Model : public testing::TestWithParam<Shape> {
  protected:

@@ -21,10 +21,6 @@ class Dates : public ::testing::Test {
     return RunTolvane(dir_.Path(), {"-G", "job.gra", "-Q"});
   }
   std::string Out() { return ToHex(dir_.ReadFile("out")); }
-  static std::string Hex(const std::string& loose) { return ToHex(FromHex(loose)); }
-  static bool Has(const std::string& text, const std::string& part) {
-    return text.find(part) != std::string::npos;
-  }
   TempDir dir_;
 };
 

@@ -35,10 +35,6 @@ class GrammarFile : public ::testing::Test {
     return RunGrammar("RESTORE CREATE INPUT in OUTPUT out\n" + statements);
   }
   std::string Output() { return dir_.Exists("out") ? ToHex(dir_.ReadFile("out")) : "none"; }
-  static std::string Hex(const std::string& loose) { return ToHex(FromHex(loose)); }
-  static bool Has(const std::string& text, const std::string& part) {
-    return text.find(part) != std::string::npos;
-  }
   // The folders and files of the platform, with the program itself.
   void MakePlatform() {
     for (const char* name : {"root", "root/zorfiles"})

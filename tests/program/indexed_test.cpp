@@ -47,10 +47,6 @@ class Indexed : public ::testing::Test {
     isclose(handle);
     return ToHex(records);
   }
-  static std::string Hex(const std::string& loose) { return ToHex(FromHex(loose)); }
-  static bool Has(const std::string& text, const std::string& part) {
-    return text.find(part) != std::string::npos;
-  }
   TempDir dir_;
 };
 

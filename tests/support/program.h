@@ -4,6 +4,7 @@
 #include <chrono>
 #include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace tolvane::test {
@@ -30,6 +31,11 @@ struct ProgramRun {
 [[nodiscard]] ProgramResult RunTolvane(const std::string& directory,
                                        std::vector<std::string> arguments,
                                        const std::string& typed = "");
+
+// Whether a text that a program has written holds another one.
+[[nodiscard]] inline bool Has(std::string_view text, std::string_view part) {
+  return text.find(part) != std::string_view::npos;
+}
 
 // The path of a program that was built beside the tests.
 [[nodiscard]] std::string BuiltProgram(const std::string& name);

@@ -31,5 +31,7 @@ class TempDir {
 [[nodiscard]] std::string FromHex(std::string_view hex);
 // The two bytes -> "F1 C2".
 [[nodiscard]] std::string ToHex(std::string_view bytes);
+// "F1C2" -> "F1 C2", however its blanks stand.
+[[nodiscard]] inline std::string Hex(std::string_view loose) { return ToHex(FromHex(loose)); }
 
 }  // namespace tolvane::test

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "check.h"
+#include "key_option.h"
 #include "locks.h"
 #include "rebuild.h"
 #include "report.h"

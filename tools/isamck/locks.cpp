@@ -32,12 +32,11 @@ bool LockForCheck(int fd) {
 
 bool LockForRebuild(int fd, const std::string& name) {
   namespace l = isam::layout::lock;
-  struct stat opened {
-  }, named{};
-  return Lock(fd, F_SETLK, F_WRLCK, l::kOpen, l::kOpenLength) &&
-         Lock(fd, F_SETLK, F_WRLCK, l::kOperation, l::kOperationLength) &&
-         tolvane::sys.fstat(fd, &opened) == 0 && tolvane::sys.stat(name.c_str(), &named) == 0 &&
-         opened.st_dev == named.st_dev && opened.st_ino == named.st_ino;
+  if (!Lock(fd, F_SETLK, F_WRLCK, l::kOpen, l::kOpenLength) ||
+      !Lock(fd, F_SETLK, F_WRLCK, l::kOperation, l::kOperationLength))
+    return false;
+  const auto opened = tolvane::FileIdOf(fd);
+  return opened && opened == tolvane::FileIdOf(name);
 }
 
 }  // namespace isamck

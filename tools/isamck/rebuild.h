@@ -3,8 +3,8 @@
 // on the medium, or not at all.
 #pragma once
 
-#include <optional>
 #include <string>
+#include <vector>
 
 #include "index_file.h"
 
@@ -16,10 +16,6 @@ struct RebuildDescription {
   std::size_t node_size = 0;  // 0: the default
   std::vector<Key> keys;
 };
-
-// A key as written on the command line: "START,LENGTH[,TYPE][,desc][+START,LENGTH...][,dups]
-// [,flags=N]". Nothing when it is not that.
-[[nodiscard]] std::optional<Key> ParseKeyOption(const std::string& text);
 
 // Rebuilds; prints what it finds and does. 0 done, 1 refused (keys occur twice in a unique index;
 // nothing is replaced), 2 it cannot be done.

@@ -3,21 +3,15 @@
 #include <cinttypes>
 #include <cstdio>
 
+#include "json.h"
+
 namespace isamck {
+
+using tools::Json;
+
 namespace {
 
 constexpr std::size_t kMostShown = 100;
-
-std::string Json(const std::string& text) {
-  std::string quoted = "\"";
-  for (const char c : text) {
-    const auto code = static_cast<unsigned char>(c);
-    char escape[8];
-    std::snprintf(escape, sizeof escape, "\\u%04x", code);
-    quoted += code < 0x20 || code >= 0x7F || c == '"' || c == '\\' ? escape : std::string(1, c);
-  }
-  return quoted + "\"";
-}
 
 unsigned Percent(std::uint64_t part, std::uint64_t whole) {
   return whole == 0 ? 0 : static_cast<unsigned>((part * 100 + whole / 2) / whole);

@@ -9,10 +9,13 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
+#include <limits>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "json.h"
 #include "media/labels.h"
 #include "media/splitbit.h"
 #include "media/tape_image.h"
@@ -23,6 +26,7 @@ namespace {
 using tolvane::Byte;
 using tolvane::ImageFormat;
 using tolvane::TapeObject;
+using tools::Json;
 
 constexpr int kSound = 0, kDamaged = 1, kUnusable = 2;
 constexpr std::size_t kDefaultBlock = 32760;
@@ -42,16 +46,19 @@ constexpr const char* kHelp =
     "Exit status: 0 done, 1 the image is damaged or has blocks read with an error, 2 it cannot be\n"
     "used.\n";
 
-struct Arguments {
-  std::string command;
-  bool json = false;
-  std::size_t block = kDefaultBlock;
-  std::vector<std::string> names;
-};
-
 struct Image {
   ImageFormat format;
   std::string path;
+};
+
+struct Command;
+
+struct Arguments {
+  const Command* command = nullptr;
+  bool json = false;
+  std::size_t block = kDefaultBlock;
+  std::vector<std::string> names;
+  std::optional<Image> image{};  // that the first name is
 };
 
 std::optional<Image> ImageOf(const std::string& name) {
@@ -59,12 +66,6 @@ std::optional<Image> ImageOf(const std::string& name) {
   if (parsed.is_image) return Image{parsed.format, parsed.list};
   if (name.ends_with(".tap")) return Image{ImageFormat::kTap, name};
   if (name.ends_with(".aws")) return Image{ImageFormat::kAws, name};
-  return std::nullopt;
-}
-
-std::optional<Image> FindImage(const std::string& name) {
-  if (auto image = ImageOf(name)) return image;
-  std::fprintf(stderr, "tapeimg: '%s': name the container with tap: or aws:\n", name.c_str());
   return std::nullopt;
 }
 
@@ -105,31 +106,21 @@ std::string DescribeLabel(std::span<const Byte> block) {
          LabelField(*text, label::kRecordLength);
 }
 
-std::string Quoted(const std::string& text) {
-  std::string quoted = "\"";
-  for (const char c : text) {
-    const auto code = static_cast<unsigned char>(c);
-    char escape[8];
-    std::snprintf(escape, sizeof escape, "\\u%04x", code);
-    quoted += code < 0x20 || code >= 0x7F || c == '"' || c == '\\' ? escape : std::string(1, c);
-  }
-  return quoted + "\"";
-}
-
 void PrintObject(const TapeObject& object, bool json, bool first) {
   const std::string label = DescribeLabel(object.data);
   const std::string& note = object.kind == TapeObject::Kind::kDamage ? object.damage : label;
   if (json) {
     std::printf("%s\n  {\"offset\": %lu, \"object\": %s, \"length\": %zu, \"note\": %s}",
-                first ? "" : ",", object.offset, Quoted(KindName(object)).c_str(),
-                object.data.size(), Quoted(note).c_str());
+                first ? "" : ",", object.offset, Json(KindName(object)).c_str(), object.data.size(),
+                Json(note).c_str());
   } else {
     std::printf("%10lu  %-10s %8zu  %s\n", object.offset, KindName(object), object.data.size(),
                 note.c_str());
   }
 }
 
-int List(const Arguments& arguments, const Image& image) {
+int List(const Arguments& arguments) {
+  const Image& image = *arguments.image;
   tolvane::TapeImageReader reader(image.format);
   if (!reader.Open(image.path)) return Fail(image.path);
   if (arguments.json) std::printf("[");
@@ -178,7 +169,8 @@ bool PackFile(const std::string& name, std::size_t block, tolvane::TapeImageWrit
   return false;
 }
 
-int Pack(const Arguments& arguments, const Image& image) {
+int Pack(const Arguments& arguments) {
+  const Image& image = *arguments.image;
   for (std::size_t i = 1; i < arguments.names.size(); ++i)
     if (!IsInput(arguments.names[i], image.path)) return kUnusable;
   tolvane::TapeImageWriter writer(image.format);
@@ -226,7 +218,8 @@ std::optional<Unpacked> UnpackFile(tolvane::TapeImageReader& reader, const std::
   return std::nullopt;
 }
 
-int Unpack(const Arguments& arguments, const Image& image) {
+int Unpack(const Arguments& arguments) {
+  const Image& image = *arguments.image;
   tolvane::TapeImageReader reader(image.format);
   if (!reader.Open(image.path)) return Fail(image.path);
   std::error_code error;
@@ -249,26 +242,26 @@ int Unpack(const Arguments& arguments, const Image& image) {
   }
 }
 
-// The first `most` bytes of a volume of either sort behind its labels; fewer after a message or
-// when there are no more.
-std::vector<Byte> BeginningOf(const std::string& name, std::size_t most) {
+// The first `most` bytes of a plain file or an image behind its labels, or some more; fewer after a
+// message or when there are no more.
+std::vector<Byte> BeginningOfFile(const std::string& name, std::size_t most) {
+  std::ifstream in(name, std::ios::binary);
+  if (!in) (void)Fail(name);
+  constexpr std::size_t kMostLabels = 10;
+  std::vector<Byte> bytes(most + kMostLabels * tolvane::kLabelSize);
+  in.read(reinterpret_cast<char*>(bytes.data()),  // NOLINT: bytes
+          static_cast<std::streamsize>(bytes.size()));
+  bytes.resize(static_cast<std::size_t>(in.gcount()));
+  while (bytes.size() > tolvane::kLabelSize &&
+         tolvane::ReadLabel(std::span(bytes).first(tolvane::kLabelSize), true))
+    bytes.erase(bytes.begin(), bytes.begin() + tolvane::kLabelSize);
+  return bytes;
+}
+
+std::vector<Byte> BeginningOfImage(const Image& image, std::size_t most) {
   std::vector<Byte> bytes;
-  const auto image = ImageOf(name);
-  if (!image) {
-    std::ifstream in(name, std::ios::binary);
-    if (!in) (void)Fail(name);
-    constexpr std::size_t kMostLabels = 10;
-    bytes.resize(most + kMostLabels * tolvane::kLabelSize);
-    in.read(reinterpret_cast<char*>(bytes.data()),  // NOLINT: bytes
-            static_cast<std::streamsize>(bytes.size()));
-    bytes.resize(static_cast<std::size_t>(in.gcount()));
-    while (bytes.size() > tolvane::kLabelSize &&
-           tolvane::ReadLabel(std::span(bytes).first(tolvane::kLabelSize), true))
-      bytes.erase(bytes.begin(), bytes.begin() + tolvane::kLabelSize);
-    return bytes;
-  }
-  tolvane::TapeImageReader reader(image->format);
-  if (!reader.Open(image->path)) (void)Fail(image->path);
+  tolvane::TapeImageReader reader(image.format);
+  if (!reader.Open(image.path)) (void)Fail(image.path);
   while (bytes.size() < most) {
     const TapeObject object = reader.Next();
     if (object.kind == TapeObject::Kind::kEnd || object.kind == TapeObject::Kind::kDamage) break;
@@ -279,10 +272,13 @@ std::vector<Byte> BeginningOf(const std::string& name, std::size_t most) {
 }
 
 // The half-words of the header, of the first block's head and of the label, 8 octal numbers a line.
-int Header(const std::string& name) {
+int Header(const Arguments& arguments) {
   constexpr std::size_t kGroups = 29, kNumbers = 120, kOnLine = 8;
-  const std::vector<Byte> bytes = BeginningOf(name, kGroups * tolvane::kGroupBytes);
-  if (bytes.size() < kGroups * tolvane::kGroupBytes) {
+  constexpr std::size_t kBytes = kGroups * tolvane::kGroupBytes;
+  const std::string& name = arguments.names[0];
+  const std::vector<Byte> bytes =
+      arguments.image ? BeginningOfImage(*arguments.image, kBytes) : BeginningOfFile(name, kBytes);
+  if (bytes.size() < kBytes) {
     std::fprintf(stderr, "tapeimg: '%s' is too short for a COPYG volume\n", name.c_str());
     return kUnusable;
   }
@@ -295,6 +291,20 @@ int Header(const std::string& name) {
   }
   return kSound;
 }
+
+struct Command {
+  const char* name;
+  std::size_t least, most;  // names that it takes
+  bool wants_image;         // the first one is an image
+  int (*run)(const Arguments& arguments);
+};
+constexpr std::size_t kAnyNumber = std::numeric_limits<std::size_t>::max();
+constexpr Command kCommands[] = {
+    {"list", 1, 1, true, List},
+    {"pack", 2, kAnyNumber, true, Pack},
+    {"unpack", 2, 2, true, Unpack},
+    {"header", 1, 1, false, Header},
+};
 
 // A whole number; 0 when the word is none.
 std::size_t NumberOf(const std::string& word) {
@@ -313,18 +323,21 @@ std::optional<Arguments> Parse(int argc, char** argv) {
       arguments.block = NumberOf(argv[++i]);
     } else if (word.starts_with("--")) {
       return std::nullopt;
-    } else if (arguments.command.empty()) {
-      arguments.command = word;
     } else {
       arguments.names.push_back(word);
     }
   }
+  if (arguments.names.size() < 2 || arguments.block < 1 || arguments.block > kMostInBlock)
+    return std::nullopt;
+  const auto* const command =
+      std::find_if(std::begin(kCommands), std::end(kCommands),
+                   [&](const Command& row) { return arguments.names[0] == row.name; });
+  arguments.names.erase(arguments.names.begin());
   const std::size_t names = arguments.names.size();
-  const bool complete = (arguments.command == "list" && names == 1) ||
-                        (arguments.command == "pack" && names >= 2) ||
-                        (arguments.command == "unpack" && names == 2) ||
-                        (arguments.command == "header" && names == 1);
-  if (!complete || arguments.block < 1 || arguments.block > kMostInBlock) return std::nullopt;
+  if (command == std::end(kCommands) || names < command->least || names > command->most)
+    return std::nullopt;
+  arguments.command = command;
+  arguments.image = ImageOf(arguments.names[0]);
   return arguments;
 }
 
@@ -340,9 +353,9 @@ int main(int argc, char** argv) {
     std::fputs(kHelp, stderr);
     return kUnusable;
   }
-  if (arguments->command == "header") return Header(arguments->names[0]);
-  const auto image = FindImage(arguments->names[0]);
-  if (!image) return kUnusable;
-  if (arguments->command == "list") return List(*arguments, *image);
-  return arguments->command == "pack" ? Pack(*arguments, *image) : Unpack(*arguments, *image);
+  if (!arguments->command->wants_image || arguments->image)
+    return arguments->command->run(*arguments);
+  std::fprintf(stderr, "tapeimg: '%s': name the container with tap: or aws:\n",
+               arguments->names[0].c_str());
+  return kUnusable;
 }
