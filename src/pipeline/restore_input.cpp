@@ -26,11 +26,19 @@ std::int32_t DefaultBlockSize(std::int64_t record_size) {
   return 0;
 }
 
-void SettleBlockSize(RestoreRequest& request) {
-  if (request.kind == InputKind::kElement)
+// Record and block size to open the volume with.
+TapeInRequest RequestFor(InputKind kind) {
+  TapeInRequest request{.path = opt.infile,
+                        .record_size = opt.gblRecSize,
+                        .block_size = opt.gblBlkSize,
+                        .kind = kind,
+                        .fixed = opt.sw_fixedBR != 0,
+                        .before_wait = OutputInUse::Flush};
+  if (kind == InputKind::kElement)
     request.block_size = request.record_size = kElementRecordSize;
   else if (request.block_size < 1)
     request.block_size = DefaultBlockSize(request.record_size);
+  return request;
 }
 
 // What works by the places of fields in the unconverted record has none in 36-bit data.
@@ -109,14 +117,8 @@ bool HoldFields(const TapeIo& tape) {
 
 }  // namespace
 
-std::unique_ptr<TapeIo> OpenRestoreInput(RestoreRequest& request) {
-  SettleBlockSize(request);
-  auto tape = openTapeIn({.path = opt.infile,
-                          .record_size = request.record_size,
-                          .block_size = request.block_size,
-                          .kind = request.kind,
-                          .fixed = opt.sw_fixedBR != 0,
-                          .before_wait = OutputInUse::Flush});
+std::unique_ptr<TapeIo> OpenRestoreInput(InputKind kind) {
+  auto tape = openTapeIn(RequestFor(kind));
   if (tape == nullptr) {
     TellUnopened();
     return nullptr;
@@ -134,12 +136,12 @@ std::unique_ptr<TapeIo> OpenRestoreInput(RestoreRequest& request) {
   return tape;
 }
 
-int SettleRecordSize(TapeIo& tape, RestoreRequest& request) {
+int SettleRecordSize(TapeIo& tape) {
   if (!ConfirmRecordSize(tape) || !AskRecordSize(tape)) return 0;
   if (tape.block_size < 1) tape.block_size = tape.record_size;
   if (!HoldsRecords(tape)) return 0;
   if (tape.labelled) opt.gblBlkSize = tape.block_size;
-  request.record_size = opt.gblRecSize = tape.record_size;
+  opt.gblRecSize = tape.record_size;
   return HoldFields(tape) ? 1 : 0;
 }
 
