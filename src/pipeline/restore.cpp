@@ -81,14 +81,14 @@ int Restore::PrepareRestoreOper() {
   tape_ = OpenRestoreInput(job_.kind);
   if (tape_ == nullptr) return 0;
   pTapeIo = tape_.get();
-  if (tape_->in_words && tape_->sdf->label.kind != SdfKind::kData) return RestoreTexts();
+  if (tape_->in_words() && tape_->sdf->label.kind != SdfKind::kData) return RestoreTexts();
   if (SettleRecordSize(*tape_) == 0) return 0;
   if (SettleOutput() == 0) return 0;
   SettleCapacity();
   if (OpenOutput() == 0) return 0;
   PrintBanner();
   run = Run{};
-  if (tape_->in_words) {
+  if (tape_->in_words()) {
     run.sw_a2e = true;  // conditions compare ASCII
     sdf_.emplace(*tape_);
     if (sdf_->Prepare() == 0) return Fail();
@@ -278,7 +278,7 @@ int Restore::FinishRecord(std::span<const Byte> record, std::size_t size) {
 // Whether records keep their own lengths. Of 36-bit data labels tell only how the words are
 // blocked.
 bool Restore::IsVariable() const {
-  return tape_->in_words ? opt.sw_fixedBR == 0 && !tape_->word_blocks : tape_->variable_blocked;
+  return tape_->in_words() ? opt.sw_fixedBR == 0 && !tape_->word_blocks() : tape_->variable_blocked;
 }
 
 // Bytes of the record as it is written, without prefix, marker and padding.

@@ -66,7 +66,7 @@ void TellUnopened() {
 
 // The volume's record size wins over the one supplied, when the user agrees.
 bool ConfirmRecordSize(const TapeIo& tape) {
-  if (tape.variable_blocked || tape.in_words || opt.gblRecSize < 1 ||
+  if (tape.variable_blocked || tape.in_words() || opt.gblRecSize < 1 ||
       tape.record_size == opt.gblRecSize)
     return true;
   PrintOutput("Supplied input record size: %d is different from tape record size: %d.\n",
@@ -94,7 +94,7 @@ bool AskRecordSize(TapeIo& tape) {
 
 bool HoldsRecords(const TapeIo& tape) {
   if (tape.block_size >= tape.record_size || tape.variable_blocked || tape.is_text() ||
-      tape.in_words)
+      tape.in_words())
     return true;
   PrintError("The block size %d of '%s' is smaller than its record size %d.\n", tape.block_size,
              opt.infile.c_str(), tape.record_size);
@@ -123,13 +123,12 @@ std::unique_ptr<TapeIo> OpenRestoreInput(InputKind kind) {
     TellUnopened();
     return nullptr;
   }
-  if (tape->in_words && !AllowsWords()) return nullptr;
-  if (opt.sw_fixedBR != 0 && tape->variable_blocked && !tape->in_words) {
+  if (tape->in_words() && !AllowsWords()) return nullptr;
+  if (opt.sw_fixedBR != 0 && tape->variable_blocked && !tape->in_words()) {
     PrintWarning(
         "'%s' is labelled as variable blocks but read as fixed ones; RECORD SIZE IS V reads it as "
         "it is.\n",
         tape->device.c_str());
-    tape->fixed_blocked = true;
     tape->variable_blocked = false;
   }
   if (opt.infile.empty()) opt.infile = tape->device;
