@@ -62,16 +62,6 @@ void SetLocale() {
   std::setlocale(LC_CTYPE, language);
 }
 
-// Deliberate: the option set, reset afterwards, decides the compiler; this has no lasting effect.
-void ReadCobolVariable() {
-  const char* const compiler = std::getenv("COBOL");
-  if (compiler == nullptr) return;
-  const std::string name = compiler;
-  if (name != "mbp" && name != "mf") return;
-  opt.sw_mbp = name == "mbp";
-  opt.sw_mf = name == "mf";
-}
-
 int Main(int argc, char** argv) {
   SecureStandardStreams();
   IgnoreWriteSignals();
@@ -82,7 +72,6 @@ int Main(int argc, char** argv) {
   progName = argc > 0 ? argv[0] : "tolvane";
   unsigned char boot_record[kBootRecordSize];
   readZorvaBoot(boot_record, progName);
-  ReadCobolVariable();
 
   if (argc < 2 || argv[1][0] != '-') {
     usage();

@@ -70,8 +70,8 @@ int Compare(std::span<const Byte> field, const ConditionNode& node) {
     case mask_type::kMfUnpacked:
     case mask_type::kMbpUnpacked:
     case mask_type::kUnsigned: {
-      const Byte ascii = node.type == mask_type::kMbpUnpacked ? kMbpNegative : kMfNegative;
-      return _upcmp(field, node.value, node.is_ebcdic ? kEbcdicNegative : ascii, node.sign_byte());
+      const Byte negative = node.is_ebcdic ? kEbcdicNegative : NegativeZone(node.type);
+      return _upcmp(field, node.value, negative, node.sign_byte());
     }
     default:
       return CompareText(field, node.value);
@@ -102,7 +102,7 @@ void TranslateTree(ConditionNode& node) {
   // Deliberate: the MBP test is for zone 0xD0, not 0x40.
   const Byte negative = node.type == mask_type::kMfUnpacked ? kMfNegative : kEbcdicNegative;
   const Byte zone = (sign & kZoneMask) == negative ? kEbcdicNegative : kEbcdicPositive;
-  node.value[node.sign_byte()] = static_cast<char>((sign & kDigitMask) | zone);
+  node.value[node.sign_byte()] = static_cast<char>(WithZone(sign, zone));
 }
 
 }  // namespace

@@ -288,9 +288,7 @@ bool RecordConverter::IsOverpunched(std::span<const Byte> record, std::size_t i)
 // Looks at each byte of a record that the table alone cannot settle.
 bool RecordConverter::ConvertByteByByte(std::span<const Byte> record, Byte* out) const {
   const bool rewrites_sign = sw_a2e_ || opt.sw_mf != 0 || opt.sw_mbp != 0;
-  const Byte negative_zone = sw_a2e_           ? kEbcdicNegative
-                             : opt.sw_mbp != 0 ? kMbpNegative
-                                               : kMfNegative;
+  const Byte negative_zone = sw_a2e_ ? kEbcdicNegative : NegativeZoneOfTarget();
   for (std::size_t i = 0; i < record.size(); ++i) {
     if (rewrites_sign && IsOverpunched(record, i)) {
       out[i] = WithZone(record[i], negative_zone);
@@ -379,18 +377,18 @@ void RecordConverter::RunBits(const Op& op, std::span<const Byte> record, Byte* 
 }
 
 void RecordConverter::WarnIfNotPacked(const Op& op, std::span<const Byte> field) const {
-  if (opt.sw_validate != 0 && !sw_a2e_ && !IsPacked(field, op.has_sign_nibble))
+  if (opt.sw_validate != 0 && !sw_a2e_ && validatePacked(field, op.has_sign_nibble) != 0)
     PrintWarning("Invalid characters in packed numerics. Loc = %d\n", static_cast<int>(op.source));
 }
 
-bool IsPacked(std::span<const Byte> field, bool has_sign_nibble) {
-  if (field.empty()) return false;
+int validatePacked(std::span<const Byte> field, bool has_sign_nibble) {
+  if (field.empty()) return -1;
   const auto is_digit = [](unsigned nibble) { return nibble <= 9; };
   for (const Byte byte : field.first(field.size() - 1))
-    if (!is_digit(byte >> 4) || !is_digit(byte & kDigitMask)) return false;
-  return is_digit(field.back() >> 4) && is_digit(field.back() & kDigitMask) != has_sign_nibble;
+    if (!is_digit(byte >> 4) || !is_digit(byte & kDigitMask)) return -1;
+  const bool is_valid =
+      is_digit(field.back() >> 4) && is_digit(field.back() & kDigitMask) != has_sign_nibble;
+  return is_valid ? 0 : -1;
 }
-
-int validatePacked(std::span<const Byte> field) { return IsPacked(field) ? 0 : -1; }
 
 }  // namespace tolvane

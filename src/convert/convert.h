@@ -91,10 +91,13 @@ class RecordConverter {
   std::vector<Group> groups_;
 };
 
-// 1 when the field is valid packed decimal: digits, and a sign nibble from A to F if it has one.
-[[nodiscard]] bool IsPacked(std::span<const Byte> field, bool has_sign_nibble = true);
-// 0 when it is, -1 when not.
-[[nodiscard]] int validatePacked(std::span<const Byte> field);
+// 0 when the field is valid packed decimal: digits, and a sign nibble from A to F if it has one;
+// -1 when not.
+[[nodiscard]] int validatePacked(std::span<const Byte> field, bool has_sign_nibble = true);
+
+// The zone of negative signs for the target compiler, by the options: Micro Focus unless they say
+// MBP.
+[[nodiscard]] Byte NegativeZoneOfTarget();
 
 // Copies the record to `out` and rewrites the sign of every unpacked field of the mask list that
 // applies to it; for data that is ASCII already. Where a condition holds, its compared range is

@@ -6,7 +6,6 @@
 #pragma once
 
 #include "convert/copybook_source.h"
-#include "convert/mask.h"
 
 namespace tolvane {
 
@@ -17,16 +16,8 @@ namespace tolvane {
 // statements may follow; it is left at the token that is none.
 [[nodiscard]] int LoadMaskList(const copybook::SymbolTable& table, CopybookReader& reader);
 
-// Resolves the field names of the key table.
+// Resolves the field names of the key table: such a key lies where its field lies in the converted
+// record.
 [[nodiscard]] int validateKeys(const copybook::SymbolTable& table);
-
-// Whether a RAW statement names the field.
-[[nodiscard]] bool IsRawField(const std::string& name);
-
-// The item that conversion makes for one occurrence of a field, without its place; type 0: none.
-[[nodiscard]] MaskItem MaskItemOf(const copybook::Field& field);
-
-// Adds a field to the list, if its usage asks for it.
-[[nodiscard]] int ProcessMaskListCandidate(const copybook::Field& field);
 
 }  // namespace tolvane

@@ -2,10 +2,9 @@
 
 #include <algorithm>
 #include <cctype>
-#include <cerrno>
 
+#include "media/input_stream.h"
 #include "platform/console.h"
-#include "platform/system_calls.h"
 #include "state/options.h"
 
 namespace tolvane {
@@ -17,19 +16,12 @@ namespace {
 constexpr std::size_t kMostBytes = std::size_t{256} << 20;  // of one text
 
 bool ReadWhole(const std::string& path, std::string& text) {
-  struct stat status {};
-  if (sys.stat(path.c_str(), &status) != 0 || S_ISDIR(status.st_mode)) return false;
-  const int fd = sys.open(path.c_str(), O_RDONLY | O_CLOEXEC, 0);
-  if (fd < 0) return false;
-  text.clear();
-  char buffer[65536];
-  ssize_t got = 0;
-  while (text.size() <= kMostBytes && (got = sys.read(fd, buffer, sizeof buffer)) != 0) {
-    if (got < 0 && errno != EINTR) break;
-    if (got > 0) text.append(buffer, static_cast<std::size_t>(got));
-  }
-  sys.close(fd);
-  return got == 0;
+  InputStream file;
+  if (!file.Open(path)) return false;
+  const auto shown = file.Peek(kMostBytes + 1);
+  if (file.error() != 0 || shown.size() > kMostBytes) return false;
+  text.assign(shown.begin(), shown.end());
+  return true;
 }
 
 void Show(const copybook::Diagnostic& found) {

@@ -62,16 +62,11 @@ Number ExplodeCompField(std::span<const Byte> field, const MaskItem& item) {
   return number;
 }
 
-// The zone of a negative sign. Interchange leaves text alone but for the signs, which it makes
-// EBCDIC.
-Byte NegativeZone(const MaskItem& item, bool ebcdic) {
-  if (ebcdic || opt.sw_interchange != 0) return kEbcdicNegative;
-  return item.type == mask_type::kMbpUnpacked ? kMbpNegative : kMfNegative;
-}
-
 Number ExplodeUnpacked(std::span<const Byte> field, const MaskItem& item, bool ebcdic) {
   const auto at = static_cast<std::size_t>(item.sign_byte());
-  const Byte negative = NegativeZone(item, ebcdic);
+  // Interchange leaves text alone but for the signs, which it makes EBCDIC.
+  const Byte negative =
+      ebcdic || opt.sw_interchange != 0 ? kEbcdicNegative : NegativeZone(item.type);
   Number number;
   number.sign = (field[at] & kZoneMask) == negative ? '-' : '+';
   for (const Byte byte : field) number.digits += static_cast<char>(ebcdic ? ebc2asc[byte] : byte);
@@ -101,8 +96,7 @@ void WriteExploded(Number number, const MaskItem& item, bool ebcdic, std::span<B
   std::copy(number.digits.begin(), number.digits.end(), out.begin());
   if (ebcdic) toEbcdic(out);
   if (HasSignByte(item) || !item.is_signed || number.sign != '-') return;
-  const Byte zone = ebcdic ? kEbcdicNegative : opt.sw_mbp != 0 ? kMbpNegative : kMfNegative;
-  out.back() = static_cast<Byte>((out.back() & kDigitMask) | zone);
+  out.back() = WithZone(out.back(), ebcdic ? kEbcdicNegative : NegativeZoneOfTarget());
 }
 
 }  // namespace
@@ -136,7 +130,7 @@ bool ExplodeField(std::span<const Byte> field, const MaskItem& item, bool ebcdic
     return true;
   }
   WriteExploded(ExplodeNumber(field, item, ebcdic), item, ebcdic, out);
-  return item.type != mask_type::kPacked || IsPacked(field, item.has_sign_nibble);
+  return item.type != mask_type::kPacked || validatePacked(field, item.has_sign_nibble) == 0;
 }
 
 }  // namespace tolvane

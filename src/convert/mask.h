@@ -12,6 +12,8 @@
 #include <string>
 #include <vector>
 
+#include "datarep/decimal.h"
+
 namespace tolvane {
 
 // Types of mask items; the letters are stored and printed as such.
@@ -40,6 +42,11 @@ struct Field;
 // Whether fields of the type carry their sign in the zone of one of their bytes.
 [[nodiscard]] constexpr bool IsOverpunched(char type) {
   return type == mask_type::kMfUnpacked || type == mask_type::kMbpUnpacked;
+}
+
+// The zone of a negative sign in ASCII data: that of the compiler that the type stands for.
+[[nodiscard]] constexpr Byte NegativeZone(char type) {
+  return type == mask_type::kMbpUnpacked ? kMbpNegative : kMfNegative;
 }
 
 struct ConditionNode;

@@ -171,9 +171,9 @@ bool StoreUnpacked(const Field& field, const Literal& literal, ConditionNode& no
     node.value.insert(leading ? 0 : width, 1, number->negative ? '-' : '+');
     return true;
   }
-  const Byte negative = node.type == mask_type::kMbpUnpacked ? kMbpNegative : kMfNegative;
   char& sign = node.value[node.sign_byte()];
-  sign = static_cast<char>((sign & kDigitMask) | (number->negative ? negative : kAsciiPositive));
+  sign = static_cast<char>(WithZone(static_cast<Byte>(sign),
+                                    number->negative ? NegativeZone(node.type) : kAsciiPositive));
   return true;
 }
 

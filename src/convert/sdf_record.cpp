@@ -20,8 +20,6 @@ constexpr unsigned kQuarterBits = 9;
 constexpr unsigned kByteBits = 8;
 constexpr std::size_t kToTheEnd = std::numeric_limits<std::size_t>::max() / 2;
 
-Byte NegativeZone(char type) { return type == mask_type::kMfUnpacked ? kMfNegative : kMbpNegative; }
-
 // The character that carries the sign of a field, for the target compiler.
 Byte ConvertedSign(std::uint16_t character, Byte negative_zone) {
   const Byte byte = asc2ebc[character & 0xFF];

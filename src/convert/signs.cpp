@@ -27,6 +27,8 @@ void CopyRange(const MaskItem& condition, std::span<const Byte> record, Byte* ou
 
 }  // namespace
 
+Byte NegativeZoneOfTarget() { return opt.sw_mbp != 0 ? kMbpNegative : kMfNegative; }
+
 int ConvertAsciiSigns(std::span<const Byte> record, Byte* out) {
   std::memcpy(out, record.data(), record.size());
   bool applies = true;
@@ -37,12 +39,11 @@ int ConvertAsciiSigns(std::span<const Byte> record, Byte* out) {
     }
     const auto sign = static_cast<std::size_t>(item.location + item.sign_byte());
     if (!applies || !item.has_overpunch() || sign >= record.size()) continue;
-    const bool is_mf = item.type == mask_type::kMfUnpacked;
     const Byte translated = asc2ebc[record[sign]];
     if (translated == kEbcdicSpace) {
       out[sign] = Byte{' '};
     } else if ((translated & kZoneMask) == kEbcdicNegative) {
-      out[sign] = WithZone(translated, is_mf ? kMfNegative : kMbpNegative);
+      out[sign] = WithZone(translated, NegativeZone(item.type));
     } else {
       out[sign] = WithZone(translated, kAsciiPositive);
     }
@@ -58,10 +59,9 @@ void RestoreEbcSign(std::span<const Byte> unconverted, Byte* converted, char typ
   if (opt.sw_ascii != 0) {
     converted[last] = byte;
   } else if (opt.sw_ebcdic == 0) {
-    const Byte negative = type == mask_type::kMbpUnpacked ? kMbpNegative : kMfNegative;
     // Deliberate: what is not negative gets zone 0x40, not 0xC0.
     converted[last] =
-        WithZone(byte, (byte & kZoneMask) == negative ? kEbcdicNegative : kMbpNegative);
+        WithZone(byte, (byte & kZoneMask) == NegativeZone(type) ? kEbcdicNegative : kMbpNegative);
   }
 }
 
@@ -70,9 +70,7 @@ void KeepEbcdicSigns(std::span<const Byte> unconverted, Byte* converted) {
   bool group_done = false;
   for (const MaskItem& item : mask_list) {
     if (item.is_condition()) break;
-    const bool replaced = held != nullptr && item.location >= held->condition_start &&
-                          item.location < held->condition_end;
-    if (!replaced) {
+    if (held == nullptr || !item.IsReplacedBy(*held)) {
       KeepFieldSigns(item, unconverted, converted);
     } else if (!group_done) {
       group_done = true;

@@ -17,9 +17,6 @@ using copybook::EqualsIgnoreCase;
 using copybook::TokenKind;
 
 const Grammar::Statement Grammar::kStatements[] = {
-    {"CREATE", &Grammar::Create},
-    {"DELETE", &Grammar::Delete},
-    {"RESTORE", &Grammar::Restore},
     {"BACKUP", &Grammar::Backup},
     {"INPUT", &Grammar::Input},
     {"OUTPUT", &Grammar::Output},
@@ -43,8 +40,6 @@ const Grammar::Statement Grammar::kStatements[] = {
     {"LBL", &Grammar::Lbl},
     {"CASE", &Grammar::Case},
     {"DEFINE", &Grammar::Define},
-    {"MATCH", &Grammar::Match},
-    {"AUTOMATIC", &Grammar::Automatic},
     {"VALIDATE", &Grammar::Validate},
     {"EXPLODE", &Grammar::Explode},
     {"ANALYZE", &Grammar::Analyze},
@@ -53,6 +48,14 @@ const Grammar::Statement Grammar::kStatements[] = {
     {"AGE", &Grammar::Age},
     {"TEST", &Grammar::TestDate},
     {"FILE", &Grammar::FileDate},
+};
+
+const Grammar::SwitchStatement Grammar::kSwitchStatements[] = {
+    {"CREATE", &OptionSet::sw_create},
+    {"DELETE", &OptionSet::sw_delete},
+    {"RESTORE", &OptionSet::sw_restore},
+    {"MATCH", &OptionSet::sw_matchId, "ID"},
+    {"AUTOMATIC", &OptionSet::sw_automatic, "ANSWER"},
 };
 
 Grammar::Outcome Grammar::Stop(const char* format, ...) {
@@ -107,6 +110,12 @@ Grammar::Outcome Grammar::ReadStatement() {
   if (token().copied) {
     reader_.diagnostics.Error(statement_, "expected ID IS or the end of the copied text", word);
     return Outcome::kReject;
+  }
+  for (const SwitchStatement& statement : kSwitchStatements) {
+    if (!token().Is(statement.word)) continue;
+    opt.*statement.target = 1;
+    if (statement.noise != nullptr) (void)Accept(statement.noise);
+    return Outcome::kNext;
   }
   for (const Statement& statement : kStatements) {
     if (!Begins(word, statement.word)) continue;

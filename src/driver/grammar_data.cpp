@@ -35,11 +35,11 @@ Grammar::Outcome Grammar::Translate() {
   return Outcome::kNext;
 }
 
-Grammar::Outcome Grammar::Record() { return processRecBlock(true); }
+Grammar::Outcome Grammar::Record() { return processRecBlock("Record", opt.gblRecSize); }
 
-Grammar::Outcome Grammar::Block() { return processRecBlock(false); }
+Grammar::Outcome Grammar::Block() { return processRecBlock("Block", opt.gblBlkSize); }
 
-Grammar::Outcome Grammar::processRecBlock(bool record) {
+Grammar::Outcome Grammar::processRecBlock(const char* what, std::int32_t& size) {
   constexpr std::int32_t kVariableBlock = 32767;
   if (!Next().Is("SIZE"))
     return Stop("Expecting keyword SIZE.  Found '%s'\n", token().text.c_str());
@@ -51,24 +51,20 @@ Grammar::Outcome Grammar::processRecBlock(bool record) {
     return Outcome::kNext;
   }
   opt.sw_fixedBR = 1;
-  const auto size = LeadingSize(value);
-  if (!size) return Stop("%s size NOT found!\n", record ? "Record" : "Block");
-  (record ? opt.gblRecSize : opt.gblBlkSize) = *size;
+  const auto number = LeadingSize(value);
+  if (!number) return Stop("%s size NOT found!\n", what);
+  size = *number;
   return Outcome::kNext;
 }
 
-Grammar::Outcome Grammar::Process() {
-  const auto count = LeadingNumber(Next().text);
-  if (!count) return Invalid();
-  opt.nEndRec = *count;
-  (void)Accept("RECORDS");
-  return Outcome::kNext;
-}
+Grammar::Outcome Grammar::Process() { return ReadCount(opt.nEndRec); }
 
-Grammar::Outcome Grammar::Skip() {
-  const auto count = LeadingNumber(Next().text);
-  if (!count) return Invalid();
-  opt.nBegRec = *count;
+Grammar::Outcome Grammar::Skip() { return ReadCount(opt.nBegRec); }
+
+Grammar::Outcome Grammar::ReadCount(std::int64_t& count) {
+  const auto number = LeadingNumber(Next().text);
+  if (!number) return Invalid();
+  count = *number;
   (void)Accept("RECORDS");
   return Outcome::kNext;
 }
@@ -99,19 +95,7 @@ Grammar::Outcome Grammar::Relaxed() {
   return Outcome::kNext;
 }
 
-// ---- switches with an optional second word
-
-Grammar::Outcome Grammar::Match() {
-  (void)Accept("ID");
-  opt.sw_matchId = 1;
-  return Outcome::kNext;
-}
-
-Grammar::Outcome Grammar::Automatic() {
-  (void)Accept("ANSWER");
-  opt.sw_automatic = 1;
-  return Outcome::kNext;
-}
+// ---- treatment
 
 Grammar::Outcome Grammar::Validate() {
   if (!Next().Is("NUMERIC")) return Reject("Invalid keyword after VALIDATE.\n");

@@ -10,6 +10,29 @@ namespace tolvane {
 
 using copybook::TokenKind;
 
+// What is said of values in DATE IS that do not suit: of a year and its century, which are two
+// characters each, and of those of an ALL condition, which are one.
+struct Grammar::YearTexts {
+  const char *invalid, *too_long, *no_integer;
+};
+struct Grammar::CharacterTexts {
+  const char *invalid, *too_long, *no_integer, *too_large;
+};
+constexpr Grammar::YearTexts Grammar::kBoundOfYear{
+    "Invalid YY value.\n", "String value too long for YY comparison.\n",
+    "YY value must be an integer between 0 and 99.\n"};
+constexpr Grammar::YearTexts Grammar::kCenturyOfYear{
+    "Invalid CC value.\n", "String too long for CC value.\n",
+    "CC value must be an integer between 0 and 99.\n"};
+constexpr Grammar::CharacterTexts Grammar::kBoundOfAll{
+    "Invalid value for ALL condition.\n", "String value too long for ALL condition.\n",
+    "Numeric value for ALL condition must be an integer between 0 and 9.\n",
+    "Numeric value for ALL condition must be between 0 and 9.\n"};
+constexpr Grammar::CharacterTexts Grammar::kCenturyOfAll{
+    "Unrecognized CC value for ALL condition.\n", "String CC value too long for ALL condition.\n",
+    "Numeric CC value for ALL condition must be an integer between 0 and 9.\n",
+    "Numeric CC value for ALL condition must be between 0 and 9.\n"};
+
 namespace {
 
 constexpr std::size_t kFormatWidth = 9;
@@ -69,7 +92,7 @@ Grammar::Outcome Grammar::DateIs() {
   }
   if (!statement.windows.empty()) {
     if (!Next().Is("CC")) return Reject("Missing CC in DATE IS command.\n");
-    const Outcome outcome = ReadYearCentury(statement.otherwise);
+    const Outcome outcome = ReadCentury(DateWindow::Test::kYear, statement.otherwise);
     if (outcome != Outcome::kNext) return outcome;
   }
   date_statements.date_is.push_back(std::move(statement));
@@ -84,7 +107,7 @@ Grammar::Outcome Grammar::ReadWindow(DateIsStatement& statement) {
   if (outcome != Outcome::kNext) return outcome;
   if (!Next().Is("THEN")) return Reject("Missing keyword THEN in DATE IS command.\n");
   if (!Next().Is("CC")) return Reject("Missing CC in DATE IS command.\n");
-  outcome = ReadCentury(window.test == DateWindow::Test::kYear, window.century);
+  outcome = ReadCentury(window.test, window.century);
   if (outcome != Outcome::kNext) return outcome;
   if (!Next().Is("ELSE")) return Reject("Missing keyword ELSE in DATE IS command.\n");
   statement.windows.push_back(std::move(window));
@@ -110,74 +133,46 @@ Grammar::Outcome Grammar::ReadWindowTest(DateWindow& window) {
     return Reject("Invalid operator for DATE IS command (must be one of <, <=, =, <>, > or >=).\n");
   }
   window.test = all ? DateWindow::Test::kAllCharacters : DateWindow::Test::kYear;
-  return all ? ReadCharacter(window) : ReadYear(window);
+  return all ? ReadCharacter(kBoundOfAll, window.bound) : ReadYearValue(kBoundOfYear, window.bound);
 }
 
-// The bound of a YY condition, which is the current token.
-Grammar::Outcome Grammar::ReadYear(DateWindow& window) {
+// The value of a YY condition, or of a CC behind one, which is the current token: two characters.
+Grammar::Outcome Grammar::ReadYearValue(const YearTexts& texts, std::string& value) {
   constexpr std::size_t kMost = 2;
   if (token().kind == TokenKind::kString) {
-    if (token().text.empty()) return Reject("Invalid YY value.\n");
-    if (token().text.size() > kMost) return Reject("String value too long for YY comparison.\n");
-    window.bound = token().text;
+    if (token().text.empty()) return Reject("%s", texts.invalid);
+    if (token().text.size() > kMost) return Reject("%s", texts.too_long);
+    value = token().text;
     return Outcome::kNext;
   }
-  if (token().kind != TokenKind::kNumber) return Reject("Invalid YY value.\n");
-  const int year = SmallInteger(token());
-  if (year < 0) return Reject("YY value must be an integer between 0 and 99.\n");
-  window.bound = TwoDigits(year);
+  if (token().kind != TokenKind::kNumber) return Reject("%s", texts.invalid);
+  const int number = SmallInteger(token());
+  if (number < 0) return Reject("%s", texts.no_integer);
+  value = TwoDigits(number);
   return Outcome::kNext;
 }
 
-// The character of an ALL condition, which is the current token.
-Grammar::Outcome Grammar::ReadCharacter(DateWindow& window) {
-  window.bound = FigurativeCharacter(token());
-  if (!window.bound.empty()) return Outcome::kNext;
+// The value of an ALL condition, or of a CC behind one, which is the current token: a character.
+Grammar::Outcome Grammar::ReadCharacter(const CharacterTexts& texts, std::string& value) {
+  value = FigurativeCharacter(token());
+  if (!value.empty()) return Outcome::kNext;
   if (token().kind == TokenKind::kString) {
-    if (token().text.size() != 1) return Reject("String value too long for ALL condition.\n");
+    if (token().text.size() != 1) return Reject("%s", texts.too_long);
   } else if (token().kind != TokenKind::kNumber) {
-    return Reject("Invalid value for ALL condition.\n");
+    return Reject("%s", texts.invalid);
   } else if (!IsInteger(token())) {
-    return Reject("Numeric value for ALL condition must be an integer between 0 and 9.\n");
+    return Reject("%s", texts.no_integer);
   } else if (token().text.size() != 1) {
-    return Reject("Numeric value for ALL condition must be between 0 and 9.\n");
+    return Reject("%s", texts.too_large);
   }
-  window.bound = token().text;
+  value = token().text;
   return Outcome::kNext;
 }
 
-Grammar::Outcome Grammar::ReadCentury(bool of_year, std::string& century) {
-  if (of_year) return ReadYearCentury(century);
-  const copybook::Token& value = NextValue();
-  century = FigurativeCharacter(value);
-  if (!century.empty()) return Outcome::kNext;
-  if (value.kind == TokenKind::kString) {
-    if (value.text.size() != 1) return Reject("String CC value too long for ALL condition.\n");
-  } else if (value.kind != TokenKind::kNumber) {
-    return Reject("Unrecognized CC value for ALL condition.\n");
-  } else if (!IsInteger(value)) {
-    return Reject("Numeric CC value for ALL condition must be an integer between 0 and 9.\n");
-  } else if (value.text.size() != 1) {
-    return Reject("Numeric CC value for ALL condition must be between 0 and 9.\n");
-  }
-  century = value.text;
-  return Outcome::kNext;
-}
-
-Grammar::Outcome Grammar::ReadYearCentury(std::string& century) {
-  constexpr std::size_t kMost = 2;
-  const copybook::Token& value = NextValue();
-  if (value.kind == TokenKind::kString) {
-    if (value.text.empty()) return Reject("Invalid CC value.\n");
-    if (value.text.size() > kMost) return Reject("String too long for CC value.\n");
-    century = value.text;
-    return Outcome::kNext;
-  }
-  if (value.kind != TokenKind::kNumber) return Reject("Invalid CC value.\n");
-  const int number = SmallInteger(value);
-  if (number < 0) return Reject("CC value must be an integer between 0 and 99.\n");
-  century = TwoDigits(number);
-  return Outcome::kNext;
+Grammar::Outcome Grammar::ReadCentury(DateWindow::Test test, std::string& century) {
+  NextValue();
+  return test == DateWindow::Test::kYear ? ReadYearValue(kCenturyOfYear, century)
+                                         : ReadCharacter(kCenturyOfAll, century);
 }
 
 // ---- dates of the calendar

@@ -13,21 +13,6 @@ using copybook::TokenKind;
 
 // ---- operations
 
-Grammar::Outcome Grammar::Create() {
-  opt.sw_create = 1;
-  return Outcome::kNext;
-}
-
-Grammar::Outcome Grammar::Delete() {
-  opt.sw_delete = 1;
-  return Outcome::kNext;
-}
-
-Grammar::Outcome Grammar::Restore() {
-  opt.sw_restore = 1;
-  return Outcome::kNext;
-}
-
 Grammar::Outcome Grammar::Backup() {
   if (Accept("FILE")) return BackupFile();
   opt.sw_backup = 1;

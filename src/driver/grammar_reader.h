@@ -1,4 +1,5 @@
-// The reader behind ParseOptionsFile: one handler for each statement, in a table by its word.
+// The reader behind ParseOptionsFile: one handler for each statement, in a table by its word;
+// statements that only set a switch are rows of a table of their own.
 #pragma once
 
 #include <cstdint>
@@ -47,6 +48,13 @@ class Grammar {
     bool numbered = false;  // digits may follow in the same word
   };
   static const Statement kStatements[];
+  // A statement that sets a switch and no more.
+  struct SwitchStatement {
+    const char* word;
+    Switch OptionSet::*target;
+    const char* noise = nullptr;  // a word that may follow; null: none
+  };
+  static const SwitchStatement kSwitchStatements[];
 
   Outcome ReadStatement();
   int EndOfReading();
@@ -73,7 +81,7 @@ class Grammar {
   Outcome Invalid();
 
   // Statements about files (grammar_files.cpp) ...
-  Outcome Create(), Delete(), Restore(), Backup(), Input(), Output(), Zorva(), Key(), Dups();
+  Outcome Backup(), Input(), Output(), Zorva(), Key(), Dups();
   Outcome Label(), Vol(), Lbl(), Case(), Add(), Read(), Define();
   Outcome BackupFile();
   Outcome LoadInputOutputOptions(std::string& path);
@@ -82,8 +90,9 @@ class Grammar {
 
   // ... about the data (grammar_data.cpp) ...
   Outcome CompilerIs(), Translate(), Record(), Block(), Process(), Skip(), Raw(), Relaxed();
-  Outcome Match(), Automatic(), Validate(), Explode(), Analyze(), Maskfile(), Copybook();
-  Outcome processRecBlock(bool record);
+  Outcome Validate(), Explode(), Analyze(), Maskfile(), Copybook();
+  Outcome processRecBlock(const char* what, std::int32_t& size);
+  Outcome ReadCount(std::int64_t& count);
   Outcome CompileCopybook(const std::string& which);
   Outcome KeepTable(const std::string& which, std::unique_ptr<copybook::SymbolTable> table);
 
@@ -91,10 +100,13 @@ class Grammar {
   Outcome Field(), DateIs(), Age(), TestDate(), FileDate();
   Outcome ReadWindow(DateIsStatement& statement);
   Outcome ReadWindowTest(DateWindow& window);
-  Outcome ReadYear(DateWindow& window);
-  Outcome ReadCharacter(DateWindow& window);
-  Outcome ReadCentury(bool of_year, std::string& century);
-  Outcome ReadYearCentury(std::string& century);
+  struct YearTexts;
+  struct CharacterTexts;
+  static const YearTexts kBoundOfYear, kCenturyOfYear;
+  static const CharacterTexts kBoundOfAll, kCenturyOfAll;
+  Outcome ReadYearValue(const YearTexts& texts, std::string& value);
+  Outcome ReadCharacter(const CharacterTexts& texts, std::string& value);
+  Outcome ReadCentury(DateWindow::Test test, std::string& century);
   struct DateText {
     std::string month, day, year;
   };

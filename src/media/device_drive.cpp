@@ -16,7 +16,7 @@
 namespace tolvane {
 namespace {
 
-constexpr int kRetries = 20;         // of a read or write
+constexpr int kRetries = 20;         // of a write
 constexpr int kReopenings = 21;      // while the device is busy
 constexpr unsigned kReopenWait = 3;  // seconds between them
 constexpr unsigned kSettleWait = 1;  // seconds between closing and opening
@@ -63,7 +63,7 @@ class DeviceDrive : public Drive {
 
   DeviceNames names_;
   DriveUse use_;
-  void (*before_wait_)();
+  BeforeWait before_wait_;
   int fd_ = -1;
   std::vector<Byte> buffer_;
   bool gives_parts_ = false;   // its reads may end inside a block
@@ -104,19 +104,14 @@ Drive::Block DeviceDrive::ReadFixedBlock(std::size_t size) {
 // Reads behind the `have` bytes that are there of a block of at most `most`. All of them then.
 Drive::Block DeviceDrive::ReadPart(std::size_t have, std::size_t most) {
   if (buffer_.size() < most) buffer_.resize(most);
-  for (int retries = 0;;) {
-    if (before_wait_ != nullptr) before_wait_();
-    const ssize_t got = sys.read(fd_, buffer_.data() + have, most - have);
-    if (got >= 0) return {.data = {buffer_.data(), have + static_cast<std::size_t>(got)}};
-    const int error = errno;
-    if (error == EINTR && InterruptScope::Pending() != 0) return {};  // the user ends the input
-    const bool transient = error == EAGAIN || error == EINTR || error == EBUSY;
-    if (!transient || ++retries > kRetries) {
-      TRACE_LINE("#tapein: read size: %d ret: %d; %d\n", static_cast<int>(most),
-                 static_cast<int>(got), error);
-      return {.error = error};
-    }
-  }
+  const std::int64_t got =
+      ReadPatiently(fd_, std::span(buffer_).subspan(have, most - have), before_wait_);
+  if (got == 0 && InterruptScope::Pending() != 0) return {};  // the user ends the input
+  if (got >= 0) return {.data = {buffer_.data(), have + static_cast<std::size_t>(got)}};
+  const int error = errno;
+  TRACE_LINE("#tapein: read size: %d ret: %d; %d\n", static_cast<int>(most), static_cast<int>(got),
+             error);
+  return {.error = error};
 }
 
 bool DeviceDrive::WriteBlock(std::span<const Byte> block, bool /*is_label*/) {

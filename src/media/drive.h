@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "datarep/byte_order.h"
+#include "media/input_stream.h"
 
 namespace tolvane {
 
@@ -78,7 +79,7 @@ inline constexpr std::size_t kMostOnImage = 0xFFFFFF;
 struct DriveRequest {
   std::string path;
   DriveUse use = DriveUse::kRead;
-  void (*before_wait)() = nullptr;
+  BeforeWait before_wait = nullptr;
 };
 struct OpenedDrive {
   std::unique_ptr<Drive> drive{};

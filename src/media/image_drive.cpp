@@ -82,7 +82,7 @@ class ImageDrive : public Drive {
   ImageFormat format_;
   std::vector<Volume> volumes_;
   DriveUse use_;
-  void (*before_wait_)();
+  BeforeWait before_wait_;
   std::size_t current_ = 0;
   std::vector<FileId> written_;  // files of this run: never begun again
   std::optional<TapeImageReader> reader_;

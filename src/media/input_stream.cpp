@@ -17,6 +17,16 @@ bool IsTransient(int error) { return error == EAGAIN || error == EINTR || error 
 
 }  // namespace
 
+std::int64_t ReadPatiently(int fd, std::span<Byte> room, BeforeWait before_wait) {
+  for (int attempt = 0;; ++attempt) {
+    if (before_wait != nullptr) before_wait();
+    const ssize_t got = sys.read(fd, room.data(), room.size());
+    if (got >= 0) return got;
+    if (errno == EINTR && InterruptScope::Pending() != 0) return 0;
+    if (!IsTransient(errno) || attempt == kReadRetries) return -1;
+  }
+}
+
 InputStream::~InputStream() {
   if (fd_ >= 0) sys.close(fd_);
 }
@@ -54,21 +64,12 @@ bool InputStream::Fill() {
     start_ = 0;
   }
   if (end_ == buffer_.size()) buffer_.resize(buffer_.empty() ? kPiece : buffer_.size() * 2);
-  const std::size_t got = ReadMore(buffer_.size() - end_);
-  end_ += got;
-  return got > 0;
-}
-
-std::size_t InputStream::ReadMore(std::size_t room) {
-  for (int attempt = 0; attempt <= kReadRetries; ++attempt) {
-    if (!is_regular_ && before_wait) before_wait();
-    const ssize_t got = sys.read(fd_, buffer_.data() + end_, room);
-    if (got >= 0) return static_cast<std::size_t>(got);
-    if (errno == EINTR && InterruptScope::Pending() != 0) return 0;  // the user ends the input
-    if (!IsTransient(errno)) break;
-  }
-  error_ = errno;
-  return 0;
+  const std::int64_t got =
+      ReadPatiently(fd_, std::span(buffer_).subspan(end_), is_regular_ ? nullptr : before_wait);
+  if (got < 0) error_ = errno;
+  if (got <= 0) return false;
+  end_ += static_cast<std::size_t>(got);
+  return true;
 }
 
 }  // namespace tolvane

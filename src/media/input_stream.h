@@ -5,7 +5,7 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <functional>
+#include <cstdint>
 #include <span>
 #include <string>
 #include <vector>
@@ -13,6 +13,13 @@
 #include "datarep/byte_order.h"
 
 namespace tolvane {
+
+// Called before a read that may block; null: nothing is.
+using BeforeWait = void (*)();
+
+// One read of at most `room` bytes, tried again some times after errors that pass by. Returns the
+// bytes read, 0 also when the user ends the input by a signal, -1 with errno set after an error.
+[[nodiscard]] std::int64_t ReadPatiently(int fd, std::span<Byte> room, BeforeWait before_wait);
 
 class InputStream {
  public:
@@ -40,9 +47,8 @@ class InputStream {
   [[nodiscard]] bool is_regular() const { return is_regular_; }
   // The error of the read that ended the stream; 0 at a plain end.
   [[nodiscard]] int error() const { return error_; }
-  [[nodiscard]] int fd() const { return fd_; }
 
-  std::function<void()> before_wait;
+  BeforeWait before_wait = nullptr;
 
  private:
   [[nodiscard]] bool Fill();
@@ -51,7 +57,6 @@ class InputStream {
     const std::size_t held = end_ - start_;
     return at_end_ ? held : held - std::min(held, withheld_);
   }
-  [[nodiscard]] std::size_t ReadMore(std::size_t room);
 
   int fd_ = -1;
   bool is_regular_ = false;

@@ -52,8 +52,7 @@ struct TapeObject {
 // Reads an image object by object. Damage ends it: the same object comes again.
 class TapeImageReader {
  public:
-  // `before_wait` is called before a read that may block.
-  explicit TapeImageReader(ImageFormat format, void (*before_wait)() = nullptr) : format_(format) {
+  explicit TapeImageReader(ImageFormat format, BeforeWait before_wait = nullptr) : format_(format) {
     stream_.before_wait = before_wait;
   }
 

@@ -63,7 +63,7 @@ std::size_t DropDescriptor(TapeIo& tape) {
 // Reads a block of a tape, or takes the one that stood where a label was looked for.
 Drive::Block ReadTapeBlock(TapeIo& tape) {
   constexpr std::size_t kLeastCapacity = 32768;
-  const bool of_any_size = tape.variable_blocked || tape.is_text() || tape.in_words;
+  const bool of_any_size = tape.variable_blocked || tape.is_text() || tape.in_words();
   const auto size = static_cast<std::size_t>(std::max(tape.block_size, 1));
   const std::size_t most = of_any_size ? std::max(size, kLeastCapacity) : size + Drive::kMore;
   Drive::Block block = std::exchange(tape.has_early_block, false)
@@ -104,7 +104,7 @@ std::size_t GetTapeBlock(TapeIo& tape) {
     return tape.variable_blocked ? DropDescriptor(tape) : read.data.size();
   }
   ++tape.tape_marks;
-  TRACE_LINE("#tapein: tape mark %s tape\n", tape.fixed_blocked ? "fix" : "var");
+  TRACE_LINE("#tapein: tape mark %s tape\n", tape.variable_blocked ? "var" : "fix");
   if (tape.labelled && !tape.drive->Reopen()) {
     PrintError("Stepping over a tape mark of '%s': %s\n", tape.device.c_str(),
                std::strerror(errno));
@@ -149,7 +149,7 @@ std::size_t GetFixedBlock(TapeIo& tape) {
   }
   const std::size_t piece = std::max(kPiece, record_size);
   const std::size_t most = rest > 0 ? std::min(left, piece) : piece;
-  const auto shown = tape.stream.Peek(tape.regular_file ? most : record_size);
+  const auto shown = tape.stream.Peek(tape.stream.is_regular() ? most : record_size);
   const std::size_t length = std::min(shown.size(), most);
   return TakePiece(tape, shown, length > record_size ? length - length % record_size : length);
 }
@@ -214,7 +214,7 @@ std::span<const Byte> PeekTapeLine(TapeIo& tape, std::size_t most) {
 // A Ctrl-Z ends a text; what stands behind its line is told when it can be seen without waiting.
 void WarnBehindControlZ(TapeIo& tape, std::size_t line) {
   constexpr std::size_t kLookAhead = 4096;
-  if (!tape.regular_file) return;
+  if (!tape.stream.is_regular()) return;
   const auto shown = tape.stream.Peek(line + kLookAhead);
   const bool text =
       std::any_of(shown.begin() + static_cast<std::ptrdiff_t>(line), shown.end(),
@@ -228,7 +228,8 @@ void WarnBehindControlZ(TapeIo& tape, std::size_t line) {
 // record's bytes goes on in the next record.
 std::size_t GetLine(TapeIo& tape) {
   const auto record_size = static_cast<std::size_t>(tape.record_size);
-  const std::size_t end_width = tape.msdos_text ? 2 : 1;
+  const bool is_msdos = tape.kind == InputKind::kMsdosText;
+  const std::size_t end_width = is_msdos ? 2 : 1;
   const std::size_t most = record_size + end_width;
   const auto shown = tape.is_tape() ? PeekTapeLine(tape, most) : PeekLine(tape.stream, most);
   if (shown.empty()) return 0;
@@ -237,8 +238,7 @@ std::size_t GetLine(TapeIo& tape) {
   std::span<const Byte> line = shown;
   if (line.back() == '\n') line = line.first(line.size() - 1);
   const bool ended = line.size() < shown.size() || shown.size() < most;  // or the input ends
-  if (ended && tape.msdos_text && !line.empty() && line.back() == '\r')
-    line = line.first(line.size() - 1);
+  if (ended && is_msdos && !line.empty() && line.back() == '\r') line = line.first(line.size() - 1);
   if (line.size() < 3 && !line.empty() && line.front() == kControlZ) {
     WarnBehindControlZ(tape, shown.size());
     return 0;
@@ -278,7 +278,7 @@ std::size_t NextWordBlock(TapeIo& tape) {
   const std::size_t last = std::exchange(tape.last_word_block, 0);
   const std::size_t got = NextBlock(tape);
   tape.last_word_block = got;
-  if (!tape.word_blocks || is_first || got == 0 || last == kCopygBlockBytes) return got;
+  if (!tape.word_blocks() || is_first || got == 0 || last == kCopygBlockBytes) return got;
   PrintError("Block %ld of '%s' has %zu bytes and is not the last; whole ones have %zu.\n",
              tape.blocks_read - 1, tape.device.c_str(), last, kCopygBlockBytes);
   GiveUp(tape);
@@ -356,24 +356,16 @@ TapeRecord GetVariableRecord(TapeIo& tape, std::int32_t capacity) {
   return record;
 }
 
-bool IsWordKind(InputKind kind) {
-  return kind == InputKind::kCopyg || kind == InputKind::kElement || kind == InputKind::kSdf;
-}
-
-// How the kind of the input is read.
+// Settles what the kind of the input says of its blocks.
 void SetKind(TapeIo& tape, const TapeInRequest& request) {
-  tape.in_words = IsWordKind(request.kind);
-  tape.word_blocks = tape.in_words && request.kind != InputKind::kSdf;
-  tape.unix_text = request.kind == InputKind::kUnixText;
-  tape.msdos_text = request.kind == InputKind::kMsdosText;
+  tape.kind = request.kind;
   if (tape.is_text()) {
-    tape.volume_serial = tape.unix_text ? "UNIX" : "MSDOS";
+    tape.volume_serial = tape.kind == InputKind::kUnixText ? "UNIX" : "MSDOS";
     tape.block_size = request.record_size;
-  } else if (tape.word_blocks) {
+  } else if (tape.word_blocks()) {
     tape.block_size = static_cast<std::int32_t>(kCopygBlockBytes);
   }
-  tape.fixed_blocked = request.fixed || tape.is_text() || tape.word_blocks;
-  tape.variable_blocked = !tape.fixed_blocked;
+  tape.variable_blocked = !request.fixed && !tape.is_text() && !tape.word_blocks();
 }
 
 }  // namespace
@@ -407,19 +399,17 @@ std::unique_ptr<TapeIo> openTapeIn(const TapeInRequest& request) {
   tape->device = opened.names.rewind;
   tape->record_size = request.record_size;
   tape->block_size = request.block_size < 1 ? request.record_size : request.block_size;
-  tape->records_in_block = tape->block_size != tape->record_size;
   tape->file_label = BaseName(tape->device).substr(0, kFileLabelWidth);
   SetKind(*tape, request);
   tape->stream.before_wait = request.before_wait;
   if (!tape->is_tape() && !tape->stream.Open(tape->device)) return nullptr;
-  tape->regular_file = tape->stream.is_regular();
   errno = 0;
   if (readHdr(*tape) == 0) return nullptr;
   if (!tape->is_tape() && !tape->labelled && tape->stream.Peek(1).empty()) {
     errno = tape->stream.error();
     return nullptr;
   }
-  if (tape->in_words && !OpenWords(*tape, request.kind)) return nullptr;
+  if (tape->in_words() && !OpenWords(*tape)) return nullptr;
   return tape;
 }
 

@@ -28,6 +28,13 @@ enum class InputKind : char {
   kElement = 'E',    // element file
   kSdf = 'S',        // labels, fixed or variable blocks of SDF words
 };
+[[nodiscard]] constexpr bool IsText(InputKind kind) {
+  return kind == InputKind::kMsdosText || kind == InputKind::kUnixText;
+}
+// Whether the volume holds 36-bit words, whose beginning tells what they are.
+[[nodiscard]] constexpr bool IsWordKind(InputKind kind) {
+  return kind == InputKind::kCopyg || kind == InputKind::kElement || kind == InputKind::kSdf;
+}
 
 // The words of a volume of a 36-bit kind, behind its headers.
 struct SdfVolume {
@@ -51,15 +58,9 @@ struct TapeIo {
   std::int64_t bytes_read = 0;    // of a file of fixed blocks
   std::int64_t records = 0;       // records handed out
 
-  bool fixed_blocked = false;
-  bool variable_blocked = false;
-  bool records_in_block = false;  // several records to a block
+  InputKind kind = InputKind::kTape;
+  bool variable_blocked = false;  // else blocks have one size
   bool end_of_file = false;
-  bool msdos_text = false;
-  bool unix_text = false;
-  bool regular_file = false;
-  bool in_words = false;         // a 36-bit kind
-  bool word_blocks = false;      // ... of blocks of one size, whatever labels say
   bool labelled = false;         // a VOL1 or HDR1 was found
   bool damaged = false;          // the volume was not read to its end
   bool has_early_block = false;  // the first data block stands in `early_block`
@@ -87,7 +88,10 @@ struct TapeIo {
   std::size_t last_word_block = 0;     // ... bytes of the block before
   std::unique_ptr<SdfVolume> sdf;      // ... its words
 
-  [[nodiscard]] bool is_text() const { return msdos_text || unix_text; }
+  [[nodiscard]] bool is_text() const { return IsText(kind); }
+  [[nodiscard]] bool in_words() const { return IsWordKind(kind); }
+  // Whether the words stand in COPYG blocks, all of one size, whatever labels say.
+  [[nodiscard]] bool word_blocks() const { return in_words() && kind != InputKind::kSdf; }
   [[nodiscard]] bool is_tape() const { return drive != nullptr; }
 };
 
@@ -98,7 +102,7 @@ struct TapeInRequest {
   std::int32_t block_size = 0;
   InputKind kind = InputKind::kTape;
   bool fixed = true;
-  void (*before_wait)() = nullptr;  // called before a read that may block
+  BeforeWait before_wait = nullptr;
 };
 
 // Opens an input and reads its labels: a tape device, tape images or a file; of the 36-bit kinds
@@ -116,7 +120,7 @@ struct TapeInRequest {
 
 // Reads the COPYG header, if there is one, and the label of the SDF file, and makes the words
 // behind them what comes next. False after messages, with errno set.
-[[nodiscard]] bool OpenWords(TapeIo& tape, InputKind kind);
+[[nodiscard]] bool OpenWords(TapeIo& tape);
 
 // The next bytes of a volume of words, at most `most`, whatever its blocks are; valid until the
 // next call. None at the end.

@@ -21,8 +21,8 @@ bool IsBlank(const std::string& text) { return text.find_first_not_of(' ') == st
 // Bytes that a record takes in its block.
 std::size_t RoomOfRecord(const TapeOut& tape) {
   const auto size = static_cast<std::size_t>(tape.record_size);
-  if (tape.msdos_text) return size + 2;
-  if (tape.unix_text) return size + 1;
+  if (tape.kind == InputKind::kMsdosText) return size + 2;
+  if (tape.kind == InputKind::kUnixText) return size + 1;
   return tape.is_variable() ? size + kDescriptorWidth : size;
 }
 
@@ -147,7 +147,6 @@ bool WriteBlock(TapeOut& tape, std::span<const Byte> block) {
 // Takes the header from its file, which stands beside the volume.
 bool PrepareCopyg(TapeOut& tape, const std::string& path) {
   tape.copyg = std::make_unique<CopygBlocks>();
-  tape.fixed_blocked = true;
   tape.block_size = static_cast<std::int32_t>(kCopygBlockBytes);
   return tape.copyg->ReadHeaderFile(NameOfVolume(path) + ".hdr");
 }
@@ -181,11 +180,10 @@ std::unique_ptr<TapeOut> openTapeOut(const TapeOutRequest& request) {
   tape->device = request.path;
   tape->volume_serial = request.volume_serial;
   tape->file_label = request.file_label;
-  tape->fixed_blocked = request.fixed;
+  tape->kind = request.kind;
+  tape->fixed = request.fixed;
   tape->record_size = request.record_size;
   tape->block_size = request.block_size < 1 ? request.record_size : request.block_size;
-  tape->unix_text = request.kind == InputKind::kUnixText;
-  tape->msdos_text = request.kind == InputKind::kMsdosText;
   tape->labelled = !IsBlank(tape->volume_serial) && !IsBlank(tape->file_label) &&
                    tape->volume_serial != kNoLabels;
   if (request.kind == InputKind::kCopyg) {
@@ -247,7 +245,7 @@ bool putTapeOut(TapeOut& tape, const Byte* record) {
     to += kDescriptorWidth;
   }
   std::memcpy(to, record, size);
-  if (tape.msdos_text) to[size] = '\r';
+  if (tape.kind == InputKind::kMsdosText) to[size] = '\r';
   if (tape.is_text()) to[room - 1] = '\n';
   tape.filled += room;
   return true;

@@ -35,9 +35,8 @@ struct TapeOut {
   std::int32_t blocks_written = 0;  // on all volumes
   std::int32_t blocks_on_volume = 0;
   std::int32_t volume_number = 1;  // the one being written
-  bool fixed_blocked = false;
-  bool msdos_text = false;
-  bool unix_text = false;
+  InputKind kind = InputKind::kTape;
+  bool fixed = true;  // blocks of one size, if the kind does not say so
   bool labelled = false;
   std::unique_ptr<CopygBlocks> copyg;  // a COPYG volume; null for others
   std::string device;
@@ -52,8 +51,10 @@ struct TapeOut {
   Byte* block = nullptr;   // the block being filled, in the buffer or the stream's room; or null
   std::size_t filled = 0;  // its bytes, its descriptor included
 
-  [[nodiscard]] bool is_variable() const { return !fixed_blocked && !is_text(); }
-  [[nodiscard]] bool is_text() const { return msdos_text || unix_text; }
+  [[nodiscard]] bool is_variable() const {
+    return !fixed && !is_text() && kind != InputKind::kCopyg;
+  }
+  [[nodiscard]] bool is_text() const { return IsText(kind); }
   [[nodiscard]] bool is_tape() const { return drive != nullptr; }
 };
 

@@ -36,7 +36,7 @@ bool AskForTape(std::int32_t number) {
 // Takes over the sizes of an HDR2, unless the kind has sizes of its own, or they make no sense or
 // are not those of the volumes before.
 void TakeSizes(TapeIo& tape, const std::string& hdr2) {
-  if (tape.is_text() || tape.word_blocks) return;
+  if (tape.is_text() || tape.word_blocks()) return;
   const auto block = LabelNumber(hdr2, label::kBlockLength);
   const auto record = LabelNumber(hdr2, label::kRecordLength);
   const bool is_variable = LabelField(hdr2, label::kFormat) == "V";
@@ -58,7 +58,6 @@ void TakeSizes(TapeIo& tape, const std::string& hdr2) {
   tape.block_size = *block;
   tape.record_size = *record;
   tape.variable_blocked = is_variable;
-  tape.fixed_blocked = !is_variable;
   TRACE_LINE("#%sBLK Tape VSN: %s; LBL: %s; BLKSZ: %d RCSZ: %d\n",
              tape.variable_blocked ? "VAR" : "FIX", tape.volume_serial.c_str(),
              tape.file_label.c_str(), tape.block_size, tape.record_size);
@@ -74,7 +73,7 @@ void TakeVol1(TapeIo& tape, const std::string& vol1) {
 // The text of the label that comes next, when it is `name`; the label is then taken.
 std::optional<std::string> TakeLabel(TapeIo& tape, const char* name) {
   const auto shown = tape.stream.Peek(kLabelSize);
-  auto text = ReadLabel(shown.first(std::min(shown.size(), kLabelSize)), tape.in_words);
+  auto text = ReadLabel(shown.first(std::min(shown.size(), kLabelSize)), tape.in_words());
   if (!text || !LabelIs(*text, name)) return std::nullopt;
   tape.stream.Skip(kLabelSize);
   return text;
@@ -89,7 +88,7 @@ bool AreTrailerLabels(std::span<const Byte> bytes) {
 
 // Looks no further than it must, because more of a pipe may be long in coming.
 bool BeginsWithLabel(TapeIo& tape) {
-  if (tape.in_words) return tape.stream.Peek(kLabelSize).size() >= kLabelSize;
+  if (tape.in_words()) return tape.stream.Peek(kLabelSize).size() >= kLabelSize;
   for (std::size_t count = 1; count <= label::kName.width; ++count) {
     const auto shown = tape.stream.Peek(count);
     if (shown.size() < count || !MayBeginVolume(shown.first(count), !tape.is_text())) return false;
@@ -112,7 +111,7 @@ void ReadFileLabels(TapeIo& tape) {
   }
   if (tape.labelled)
     tape.stream.WithholdTrailer(2 * kLabelSize,
-                                tape.in_words ? AreTrailerLabels<true> : AreTrailerLabels<false>);
+                                tape.in_words() ? AreTrailerLabels<true> : AreTrailerLabels<false>);
 }
 
 // ---- tapes
@@ -139,7 +138,7 @@ Found ReadTapeLabel(TapeIo& tape) {
     found.mark = true;
     ++tape.tape_marks;
   } else {
-    found.label = ReadLabel(block.data, tape.in_words);
+    found.label = ReadLabel(block.data, tape.in_words());
     tape.early_block.assign(block.data.begin(), block.data.end());
     tape.has_early_block = !found.label;
   }

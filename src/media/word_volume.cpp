@@ -37,10 +37,10 @@ bool TakeDataLabel(TapeIo& tape, const SdfLabel& label) {
   return true;
 }
 
-bool TakeLabel(TapeIo& tape, InputKind kind) {
+bool TakeLabel(TapeIo& tape) {
   SdfLabel& label = tape.sdf->label;
   const bool complete = tape.sdf->reader.ReadLabel(label);
-  if (kind == InputKind::kElement) {
+  if (tape.kind == InputKind::kElement) {
     if (label.kind != SdfKind::kElement) {
       PrintError("Element file NOT found, can not continue!\n");
       return false;
@@ -66,11 +66,11 @@ bool TakeLabel(TapeIo& tape, InputKind kind) {
 
 }  // namespace
 
-bool OpenWords(TapeIo& tape, InputKind kind) {
+bool OpenWords(TapeIo& tape) {
   TRACE_FRAME();
   tape.sdf = std::make_unique<SdfVolume>(
       tape.device, [&tape](std::size_t most) { return getCopygSdfBlk(tape, most); });
-  if ((kind == InputKind::kCopyg && !OpenCopyg(tape)) || !TakeLabel(tape, kind)) {
+  if ((tape.kind == InputKind::kCopyg && !OpenCopyg(tape)) || !TakeLabel(tape)) {
     errno = EINVAL;
     return false;
   }

@@ -5,7 +5,6 @@
 #include "convert/conditions.h"
 #include "convert/copybook_source.h"
 #include "dates/analysis.h"
-#include "media/tape_io.h"
 #include "pipeline/backup.h"
 #include "pipeline/restore.h"
 #include "platform/console.h"
@@ -15,11 +14,6 @@
 
 namespace tolvane {
 namespace {
-
-struct Job {
-  InputKind kind;
-  Conversion conversion;
-};
 
 // The form of the backup decides kind and conversion; the first form that is set counts.
 Job DecideJob() {
@@ -64,13 +58,8 @@ int PrepareBackupRestoreOper() {
     for (MaskItem& item : mask_list)
       if (item.is_condition()) ConvertIdIsConditionToEbcdic(item);
   try {
-    if (opt.sw_backup != 0) return BackUp({job.kind, job.conversion}) != 0 ? Report() : 0;
-    if (PrepareRestoreOper({.block_size = opt.gblBlkSize,
-                            .record_size = opt.gblRecSize,
-                            .kind = job.kind,
-                            .conversion = job.conversion,
-                            .stop_count = opt.nEndRec}) != 0)
-      return Report();
+    if (opt.sw_backup != 0) return BackUp(job) != 0 ? Report() : 0;
+    if (PrepareRestoreOper(job) != 0) return Report();
   } catch (const std::bad_alloc& error) {
     PrintError("Memory allocation error: %s\n", error.what());
     return 0;

@@ -3,13 +3,6 @@
 
 namespace tolvane {
 
-// How characters are converted.
-enum class Conversion : int {
-  kNone = -1,
-  kToAscii = 0,   // EBCDIC to ASCII
-  kToEbcdic = 1,  // ASCII to EBCDIC
-};
-
 // Decides the input kind and the conversion from the options and runs the job. Works on the
 // option set; prints its own messages. 1, or 0 on failure.
 [[nodiscard]] int PrepareBackupRestoreOper();

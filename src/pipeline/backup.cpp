@@ -28,7 +28,7 @@ namespace {
 
 class Backup {
  public:
-  explicit Backup(const BackupRequest& request) : request_(request) {}
+  explicit Backup(const Job& job) : job_(job) {}
 
   int Run();
 
@@ -46,7 +46,7 @@ class Backup {
   void PrintTotals() const;
   void Finish();
 
-  BackupRequest request_;
+  const Job job_;
   bool is_indexed_ = false;
   bool keeps_signs_ = false;
   std::unique_ptr<PlatformFile> file_;
@@ -82,25 +82,25 @@ int Backup::Run() {
 // What is no backup form for output. A COPYG backup holds ASCII characters, whatever its kind says
 // of conversion.
 int Backup::CheckForm() const {
-  if (request_.kind == InputKind::kElement) {
+  if (job_.kind == InputKind::kElement) {
     PrintError("Element files can only be restored.\n");
     return 0;
   }
-  const bool ascii = request_.kind == InputKind::kCopyg && opt.sw_ebcdic == 0;
-  if (opt.sw_sdf == 0 || ascii || request_.conversion != Conversion::kToEbcdic) return 1;
+  const bool ascii = job_.kind == InputKind::kCopyg && opt.sw_ebcdic == 0;
+  if (opt.sw_sdf == 0 || ascii || job_.conversion != Conversion::kToEbcdic) return 1;
   PrintError("Only ASCII values converted with the sdf option\n");
   return 0;
 }
 
 int Backup::PrepareConversion() {
-  if (request_.kind == InputKind::kCopyg) {
+  if (job_.kind == InputKind::kCopyg) {
     sdf_.emplace(mask_list);
     if (!sdf_->Compile()) return 0;
     if (!sdf_->has_conditions()) return 1;
     PrintError("Conditions can not be applied to a backup of 36-bit data.\n");
     return 0;
   }
-  if (request_.conversion == Conversion::kToEbcdic) converter_.emplace(mask_list, true);
+  if (job_.conversion == Conversion::kToEbcdic) converter_.emplace(mask_list, true);
   keeps_signs_ = is_indexed_ && opt.sw_EbcSign != 0;
   OutRecord_.resize(static_cast<std::size_t>(opt.gblRecSize) +
                     (converter_ ? converter_->growth() : 0));
@@ -140,7 +140,7 @@ int Backup::OpenVolume() {
                        .record_size = opt.gblRecSize,
                        .volume_serial = opt.vol,
                        .file_label = opt.lbl,
-                       .kind = request_.kind,
+                       .kind = job_.kind,
                        .fixed = opt.sw_fixedBR != 0});
   if (tape_ == nullptr) {
     PrintError("Opening output: %s\n", opt.outfile.c_str());
@@ -228,8 +228,8 @@ void Backup::Finish() {
 
 }  // namespace
 
-int BackUp(const BackupRequest& request) {
-  if (Backup(request).Run() != 0) return 1;
+int BackUp(const Job& job) {
+  if (Backup(job).Run() != 0) return 1;
   PrintOutput("Backup NOT successful\n");
   return 0;
 }

@@ -10,7 +10,7 @@
 #include "convert/convert.h"
 #include "dates/age_record.h"
 #include "media/tape_io.h"
-#include "pipeline/backrest.h"
+#include "pipeline/job.h"
 
 namespace tolvane {
 

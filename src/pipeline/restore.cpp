@@ -31,7 +31,7 @@ namespace {
 
 class Restore {
  public:
-  explicit Restore(const RestoreRequest& request) : request_(request) {}
+  explicit Restore(const Job& job) : job_(job) {}
   ~Restore();
   Restore(const Restore&) = delete;
   Restore& operator=(const Restore&) = delete;
@@ -49,6 +49,9 @@ class Restore {
   int SkipRecords();
   void RestoreRecords();
   void RestoreSdfRecords();
+  [[nodiscard]] Byte* RoomToConvert(std::size_t size, std::size_t most,
+                                    std::int32_t descriptor_length);
+  void Complete(std::span<const Byte> converted, const MaskItem* condition, std::size_t size);
   int RestoreRecord(const TapeRecord& record);
   int StopAtBinaryData() const;
   int RestoreSdfRecord();
@@ -60,31 +63,32 @@ class Restore {
   void Finish();
   int Fail();
 
-  RestoreRequest request_;
+  const Job job_;
   std::unique_ptr<TapeIo> tape_;
   std::unique_ptr<RecordSink> output_;
   std::optional<OutputInUse> open_;
   std::optional<RecordConversion> conversion_;  // of 8-bit data
   std::optional<SdfInput> sdf_;                 // 36-bit data
   std::optional<Reshape> reshape_;
-  std::vector<Byte> converted_;  // a record that is to be reshaped
+  Byte* room_ = nullptr;         // of the record at hand, in the output
+  std::vector<Byte> converted_;  // the same before it is reshaped
 };
 
 Restore::~Restore() { pTapeIo = nullptr; }
 
 int Restore::PrepareRestoreOper() {
   TRACE_FRAME();
-  tape_ = OpenRestoreInput(request_);
+  tape_ = OpenRestoreInput(job_.kind);
   if (tape_ == nullptr) return 0;
   pTapeIo = tape_.get();
-  if (tape_->in_words && tape_->sdf->label.kind != SdfKind::kData) return RestoreTexts();
-  if (SettleRecordSize(*tape_, request_) == 0) return 0;
+  if (tape_->in_words() && tape_->sdf->label.kind != SdfKind::kData) return RestoreTexts();
+  if (SettleRecordSize(*tape_) == 0) return 0;
   if (SettleOutput() == 0) return 0;
   SettleCapacity();
   if (OpenOutput() == 0) return 0;
   PrintBanner();
   run = Run{};
-  if (tape_->in_words) {
+  if (tape_->in_words()) {
     run.sw_a2e = true;  // conditions compare ASCII
     sdf_.emplace(*tape_);
     if (sdf_->Prepare() == 0) return Fail();
@@ -161,13 +165,13 @@ void Restore::PrintBanner() const {
 // The most bytes that a record may have, which is what records of one size are filled up to.
 void Restore::SettleCapacity() const {
   if (RecordsGrow()) sizes.gblCpySize = sizes.gblExpRecSize;
-  if (sizes.gblCpySize < 1) sizes.gblCpySize = request_.record_size;
+  if (sizes.gblCpySize < 1) sizes.gblCpySize = tape_->record_size;
 }
 
 void Restore::CompileConversion() {
-  const bool to_ebcdic = request_.conversion == Conversion::kToEbcdic;
+  const bool to_ebcdic = job_.conversion == Conversion::kToEbcdic;
   run.sw_a2e = to_ebcdic || opt.sw_interchange != 0;
-  conversion_.emplace(*tape_, request_.conversion);
+  conversion_.emplace(*tape_, job_.conversion);
   if (RecordsGrow()) StartReshape(to_ebcdic && opt.sw_interchange == 0);
 }
 
@@ -201,22 +205,36 @@ void Restore::RestoreSdfRecords() {
   sdf_->CheckEnd();
 }
 
+// Room for a record that becomes `size` bytes, and for the `most` bytes that its conversion may
+// write: in the output, or where it is to be reshaped.
+Byte* Restore::RoomToConvert(std::size_t size, std::size_t most, std::int32_t descriptor_length) {
+  room_ = output_->Room(std::max(size, most), descriptor_length);
+  if (!reshape_) return room_;
+  converted_.resize(most + RecordConversion::kBehind);
+  return converted_.data();
+}
+
+// Brings a converted record to its size in the output.
+void Restore::Complete(std::span<const Byte> converted, const MaskItem* condition,
+                       std::size_t size) {
+  if (reshape_) {
+    reshape_->Run(condition, converted, room_);
+  } else if (converted.size() < size) {
+    std::fill(room_ + converted.size(), room_ + size, Byte{' '});
+  }
+}
+
 // 1 to go on, 0 when the stop count is reached or the record could not be converted.
 int Restore::RestoreRecord(const TapeRecord& record) {
   const std::size_t grown = conversion_->Grown(record.data.size());
   const std::size_t size = OutputSize(record.data.size());
-  const std::size_t reshaped = reshape_ ? reshape_->size() : 0;
   const std::int32_t descriptor =
       reshape_ ? static_cast<std::int32_t>(size + kDescriptorWidth) : record.length;
-  Byte* const out = output_->Room(std::max({size, reshaped, grown}), descriptor);
-  if (reshape_) converted_.resize(grown + RecordConversion::kBehind);
-  const std::int64_t filled = conversion_->Convert(record.data, reshape_ ? converted_.data() : out);
+  Byte* const to = RoomToConvert(size, grown, descriptor);
+  const std::int64_t filled = conversion_->Convert(record.data, to);
   if (filled < 0) return StopAtBinaryData();
-  if (reshape_) {
-    reshape_->Run(reshape_->ConditionOf(record.data), std::span(converted_).first(grown), out);
-  } else if (static_cast<std::size_t>(filled) < size) {
-    std::fill(out + filled, out + size, Byte{' '});
-  }
+  const MaskItem* const condition = reshape_ ? reshape_->ConditionOf(record.data) : nullptr;
+  Complete({to, reshape_ ? grown : static_cast<std::size_t>(filled)}, condition, size);
   return FinishRecord(record.data, size);
 }
 
@@ -237,22 +255,14 @@ int Restore::RestoreSdfRecord() {
   ++run.nCurrInputRec;
   const std::size_t most = sdf_->MostBytes();
   const std::size_t size = OutputSize(most);
-  const std::size_t reshaped = reshape_ ? reshape_->size() : 0;
-  Byte* const out =
-      output_->Room(std::max({size, most, reshaped}),
-                    static_cast<std::int32_t>((reshape_ ? size : most) + kDescriptorWidth));
-  if (reshape_) converted_.resize(most);
-  Byte* const to = reshape_ ? converted_.data() : out;
+  const auto descriptor = static_cast<std::int32_t>((reshape_ ? size : most) + kDescriptorWidth);
+  Byte* const to = RoomToConvert(size, most, descriptor);
   const std::span<const Byte> converted(to, sdf_->Convert(to));
   if (run.nCurrSkippedRec < opt.nBegRec) {
     ++run.nCurrSkippedRec;
     return 1;
   }
-  if (reshape_) {
-    reshape_->Run(sdf_->condition(), converted, out);
-  } else if (converted.size() < size) {
-    std::fill(out + converted.size(), out + size, Byte{' '});
-  }
+  Complete(converted, sdf_->condition(), size);
   return FinishRecord(converted, size);
 }
 
@@ -260,16 +270,15 @@ int Restore::RestoreSdfRecord() {
 int Restore::FinishRecord(std::span<const Byte> record, std::size_t size) {
   output_->Put(size, run.nCurrOutputRec + 1);
   ++run.nCurrOutputRec;
-  if (opt.sw_analyze != 0)
-    analysis.AnalyseRecord(record, request_.conversion == Conversion::kToAscii);
+  if (opt.sw_analyze != 0) analysis.AnalyseRecord(record, job_.conversion == Conversion::kToAscii);
   if (opt.sw_quiet == 0 && run.nCurrOutputRec % kProgressStep == 0) ShowProgress();
-  return run.nCurrOutputRec >= request_.stop_count ? 0 : 1;
+  return run.nCurrOutputRec >= opt.nEndRec ? 0 : 1;
 }
 
 // Whether records keep their own lengths. Of 36-bit data labels tell only how the words are
 // blocked.
 bool Restore::IsVariable() const {
-  return tape_->in_words ? opt.sw_fixedBR == 0 && !tape_->word_blocks : tape_->variable_blocked;
+  return tape_->in_words() ? opt.sw_fixedBR == 0 && !tape_->word_blocks() : tape_->variable_blocked;
 }
 
 // Bytes of the record as it is written, without prefix, marker and padding.
@@ -342,8 +351,6 @@ void Restore::Finish() {
 
 }  // namespace
 
-int PrepareRestoreOper(const RestoreRequest& request) {
-  return Restore(request).PrepareRestoreOper();
-}
+int PrepareRestoreOper(const Job& job) { return Restore(job).PrepareRestoreOper(); }
 
 }  // namespace tolvane

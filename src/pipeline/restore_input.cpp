@@ -26,11 +26,19 @@ std::int32_t DefaultBlockSize(std::int64_t record_size) {
   return 0;
 }
 
-void SettleBlockSize(RestoreRequest& request) {
-  if (request.kind == InputKind::kElement)
+// Record and block size to open the volume with.
+TapeInRequest RequestFor(InputKind kind) {
+  TapeInRequest request{.path = opt.infile,
+                        .record_size = opt.gblRecSize,
+                        .block_size = opt.gblBlkSize,
+                        .kind = kind,
+                        .fixed = opt.sw_fixedBR != 0,
+                        .before_wait = OutputInUse::Flush};
+  if (kind == InputKind::kElement)
     request.block_size = request.record_size = kElementRecordSize;
   else if (request.block_size < 1)
     request.block_size = DefaultBlockSize(request.record_size);
+  return request;
 }
 
 // What works by the places of fields in the unconverted record has none in 36-bit data.
@@ -58,7 +66,7 @@ void TellUnopened() {
 
 // The volume's record size wins over the one supplied, when the user agrees.
 bool ConfirmRecordSize(const TapeIo& tape) {
-  if (tape.variable_blocked || tape.in_words || opt.gblRecSize < 1 ||
+  if (tape.variable_blocked || tape.in_words() || opt.gblRecSize < 1 ||
       tape.record_size == opt.gblRecSize)
     return true;
   PrintOutput("Supplied input record size: %d is different from tape record size: %d.\n",
@@ -86,7 +94,7 @@ bool AskRecordSize(TapeIo& tape) {
 
 bool HoldsRecords(const TapeIo& tape) {
   if (tape.block_size >= tape.record_size || tape.variable_blocked || tape.is_text() ||
-      tape.in_words)
+      tape.in_words())
     return true;
   PrintError("The block size %d of '%s' is smaller than its record size %d.\n", tape.block_size,
              opt.infile.c_str(), tape.record_size);
@@ -109,37 +117,30 @@ bool HoldFields(const TapeIo& tape) {
 
 }  // namespace
 
-std::unique_ptr<TapeIo> OpenRestoreInput(RestoreRequest& request) {
-  SettleBlockSize(request);
-  auto tape = openTapeIn({.path = opt.infile,
-                          .record_size = request.record_size,
-                          .block_size = request.block_size,
-                          .kind = request.kind,
-                          .fixed = opt.sw_fixedBR != 0,
-                          .before_wait = OutputInUse::Flush});
+std::unique_ptr<TapeIo> OpenRestoreInput(InputKind kind) {
+  auto tape = openTapeIn(RequestFor(kind));
   if (tape == nullptr) {
     TellUnopened();
     return nullptr;
   }
-  if (tape->in_words && !AllowsWords()) return nullptr;
-  if (opt.sw_fixedBR != 0 && tape->variable_blocked && !tape->in_words) {
+  if (tape->in_words() && !AllowsWords()) return nullptr;
+  if (opt.sw_fixedBR != 0 && tape->variable_blocked && !tape->in_words()) {
     PrintWarning(
         "'%s' is labelled as variable blocks but read as fixed ones; RECORD SIZE IS V reads it as "
         "it is.\n",
         tape->device.c_str());
-    tape->fixed_blocked = true;
     tape->variable_blocked = false;
   }
   if (opt.infile.empty()) opt.infile = tape->device;
   return tape;
 }
 
-int SettleRecordSize(TapeIo& tape, RestoreRequest& request) {
+int SettleRecordSize(TapeIo& tape) {
   if (!ConfirmRecordSize(tape) || !AskRecordSize(tape)) return 0;
   if (tape.block_size < 1) tape.block_size = tape.record_size;
   if (!HoldsRecords(tape)) return 0;
   if (tape.labelled) opt.gblBlkSize = tape.block_size;
-  request.record_size = opt.gblRecSize = tape.record_size;
+  opt.gblRecSize = tape.record_size;
   return HoldFields(tape) ? 1 : 0;
 }
 

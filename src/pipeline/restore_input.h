@@ -5,16 +5,15 @@
 #include <memory>
 
 #include "media/tape_io.h"
-#include "pipeline/restore.h"
 
 namespace tolvane {
 
-// Opens opt.infile with the block size that the request leaves open. Null after a message; of an
-// empty input the output is created all the same, when that is asked for.
-[[nodiscard]] std::unique_ptr<TapeIo> OpenRestoreInput(RestoreRequest& request);
+// Opens opt.infile, with a block size of its own choice where the options leave that open. Null
+// after a message; of an empty input the output is created all the same, when that is asked for.
+[[nodiscard]] std::unique_ptr<TapeIo> OpenRestoreInput(InputKind kind);
 
 // Settles record and block size, and checks that fields given as options lie inside the records. 0
 // after a message when the run must stop.
-[[nodiscard]] int SettleRecordSize(TapeIo& tape, RestoreRequest& request);
+[[nodiscard]] int SettleRecordSize(TapeIo& tape);
 
 }  // namespace tolvane

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "convert/copybook_mask.h"
+#include "convert/mask_of_field.h"
 #include "convert/explode.h"
 #include "convert/layouts.h"
 #include "platform/console.h"
