@@ -43,9 +43,7 @@ int SettleRecordSize(const SymbolTable& table) {
   const std::string answer = Ask({"Do you wish to continue (Y/N)  : ",
                                   "\nAuto answer assuming Yes. Processing continues.\n", "Y", "N"},
                                  opt.sw_automatic != 0);
-  if (Answers(answer, 'n')) return 0;
-  sizes.sw_use_booksize = true;
-  return 1;
+  return Answers(answer, 'n') ? 0 : 1;
 }
 
 }  // namespace

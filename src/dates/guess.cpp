@@ -5,7 +5,8 @@ namespace {
 
 bool IsMonth(std::int64_t part) { return part >= 1 && part <= 12; }
 bool IsDay(std::int64_t part) { return part >= 1 && part <= 31; }
-bool IsYear(std::int64_t part) { return part >= 1900 && part <= 2099; }
+// Four digits that are no month and day.
+bool IsYear(std::int64_t part) { return part > 1231; }
 
 std::string OrUnknown(const std::string& letters) {
   return letters.empty() ? std::string(1, kGuessUnknown) : letters;

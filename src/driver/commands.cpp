@@ -120,20 +120,23 @@ Step Reorganise() {
 }
 
 Step MoveKeysOfGrownRecords() {
-  if (RecordsGrow()) AlterKeysDescription(*copybooks.csid, RecordShape(*copybooks.csid));
+  if (!RecordsGrow()) return Step::kNext;
+  lasting.prime_key_of_input = KeyOf(std::max(opt.nPrimeKeyNo, 1));
+  AlterKeysDescription(*copybooks.csid, RecordShape(*copybooks.csid));
   return Step::kNext;
 }
 
 Step DeleteIndexedFile() {
   const char* const name = opt.outfile.c_str();
-  if (iserase(name) == 0) {
+  const int error = iserase(name) == 0 ? 0 : iserrno;
+  // Deliberate: the deletion is announced even when there was nothing to remove.
+  if (error == 0 || error == ENOENT) {
     PrintOutput("Indexed file '%s' has been deleted.\n", name);
   } else {
-    const int error = iserrno;
     InterpretIsamError(error, opt.outfile, {});
     if (error == EFLOCKED) return Step::kFailed;
-    if (!IsLink(opt.outfile)) return Step::kNext;
   }
+  if (error != 0 && !IsLink(opt.outfile)) return Step::kNext;
   if (sys.unlink(name) == 0) PrintOutput("Symbolic Link for file '%s' has been deleted.\n", name);
   return Step::kNext;
 }
@@ -147,7 +150,7 @@ Step DeleteFile() {
     PrintError("Missing file type: Is the file indexed, sequential or relative?\n");
     return Step::kNext;
   }
-  // Deliberate: the deletion is announced even when there was nothing to remove.
+  // Deliberate: announced in the same way.
   (void)sys.unlink(opt.outfile.c_str());
   PrintOutput("File '%s' has been deleted.\n", opt.outfile.c_str());
   return Step::kNext;

@@ -44,7 +44,7 @@ Grammar::Outcome Grammar::LoadInputOutputOptions(std::string& path) {
   (void)AcceptBeforePath("FILE");
   std::string written = NextPathValue();
   if (written.empty()) return Invalid();
-  opt.holdenvpath = written.substr(0, kNameWidth);
+  if (&path == &opt.outfile) opt.holdenvpath = written.substr(0, kNameWidth);
   if (written.starts_with('$')) {
     const std::size_t slash = std::min(written.find('/'), written.size());
     const std::string variable = written.substr(1, slash - 1);

@@ -46,9 +46,7 @@ int RemoveExisting(const std::string& name) {
 // A unique alternate key must reject duplicates while records are loaded, so the alternate keys are
 // built now when there is one; otherwise after the load, which is faster.
 int BuildUniqueKeys() {
-  lasting.sw_nodupsecondary = 0;
-  for (int number = 1; number <= std::min(lasting.nKeysNo, kKeys); ++number)
-    if (number != opt.nPrimeKeyNo && !KeyOf(number).duplicates) lasting.sw_nodupsecondary = 1;
+  lasting.sw_nodupsecondary = HasUniqueAlternateKey();
   return lasting.sw_nodupsecondary == 0 ? 1 : AddIndexes();
 }
 
@@ -103,7 +101,22 @@ int VerifySdfName(std::string& name) {
                  "Unknown File. Can not restore. Terminating!\n", name);
 }
 
+// An absolute path ends at its first blank or control character.
+void CutAbsolutePath(std::string& path) {
+  const auto end = std::find_if(path.begin(), path.end(), IsBlankOrControl);
+  std::string cut(path.begin(), end);
+  cut.resize(std::min(cut.size(), kNameWidth));
+  if (!IsBlankName(path.substr(cut.size())))
+    PrintWarning("The path '%s' ends at its first blank: '%s'.\n", path.c_str(), cut.c_str());
+  path = std::move(cut);
+}
+
 }  // namespace
+
+int SettleZorFileName(std::string& name) {
+  const bool is_settled = !IsBlankName(name) && opt.sw_read_cat == 0 && opt.sw_sdf == 0;
+  return is_settled ? 1 : VerifyZorFileName(name);
+}
 
 int VerifyZorFileName(std::string& name) {
   TRACE_FRAME();
@@ -117,9 +130,7 @@ int VerifyZorFileName(std::string& name) {
               "Unknown restore file. Can not continue. Terminating!\n", name) == 0)
     return 0;
   if (name.starts_with('/')) {
-    std::size_t end = 0;
-    while (end < name.size() && end < kNameWidth && !IsBlankOrControl(name[end])) ++end;
-    name.erase(end);
+    CutAbsolutePath(name);
     return 1;
   }
   if (opt.sw_read_cat == 0 || name == lasting.settled_name) return 1;

@@ -11,8 +11,10 @@ namespace tolvane {
 
 // Settles a name in place: asks for it when it is blank and the run needs it, and with -g takes
 // path, type, sizes and keys from the platform's system file. A blank name of an SDF backup is made
-// from the names on the volume.
+// from the names on the volume. An absolute path is cut at its first blank, with a warning.
 [[nodiscard]] int VerifyZorFileName(std::string& name);
+// The same for a file that is used as it is: a name that needs none of this is taken to the letter.
+[[nodiscard]] int SettleZorFileName(std::string& name);
 
 // Checks the output file's name and creates the file.
 [[nodiscard]] int CreateOutFile();

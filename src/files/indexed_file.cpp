@@ -92,6 +92,7 @@ bool DescribeKey(const KeyEntry& entry, int number, keydesc& key) {
 // An alternate key that can not be added shall be known before the records are loaded. What can be
 // asked for is left for then.
 bool CheckAlternateKeys() {
+  if (!IsTransfer() && !HasUniqueAlternateKey()) return true;  // none will be added
   keydesc described;
   for (int number = 1; number <= std::min(lasting.nKeysNo, kKeys); ++number) {
     KeyEntry& key = KeyOf(number);
@@ -129,7 +130,7 @@ int LinkDataFile() {
     return 0;
   }
   if (sys.unlink(name.c_str()) != 0) {
-    PrintError("Removing file '%s': %s\n", name.c_str(), std::strerror(errno));
+    PrintError("Removing file '%s': %s", name.c_str(), std::strerror(errno));
     return 0;
   }
   if (sys.symlink(target.c_str(), name.c_str()) == 0) return 1;
@@ -168,6 +169,12 @@ IsamFile BuildFile(const keydesc& prime) {
 }
 
 }  // namespace
+
+bool HasUniqueAlternateKey() {
+  for (int number = 1; number <= std::min(lasting.nKeysNo, kKeys); ++number)
+    if (number != opt.nPrimeKeyNo && !KeyOf(number).duplicates) return true;
+  return false;
+}
 
 std::int32_t OutputRecordLength() {
   if (RecordsGrow()) return sizes.gblExpRecSize;
@@ -275,8 +282,14 @@ int AddIndexes() {
     return 0;
   }
   int result = 1;
-  for (int number = 1; number <= lasting.nKeysNo && result == 1; ++number)
-    if (number != opt.nPrimeKeyNo) result = AddIndex(file.handle(), number);
+  for (int number = 1; number <= lasting.nKeysNo; ++number) {
+    if (number == opt.nPrimeKeyNo) continue;
+    if (result == 1) {
+      result = AddIndex(file.handle(), number);
+    } else {
+      PrintWarning("KEY%d is not made either.\n", number);
+    }
+  }
   if (!file.Close()) PrintError("Error %d closing '%s'\n", iserrno, opt.outfile.c_str());
   if (result < 0) return 0;
   const std::string index = opt.outfile + ".idx";

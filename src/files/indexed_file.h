@@ -20,6 +20,9 @@ namespace tolvane {
 // ends the adding; 0 only when it had to stop before the first.
 [[nodiscard]] int AddIndexes();
 
+// Whether an alternate key without duplicates is described, which is built with the file.
+[[nodiscard]] bool HasUniqueAlternateKey();
+
 // Bytes of a record of the output file.
 [[nodiscard]] std::int32_t OutputRecordLength();
 

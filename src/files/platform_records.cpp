@@ -216,7 +216,7 @@ int AddRecord(const Registry& registry, Fill fill) {
     return 0;
   }
   auto record = FindOrDefault(file, registry);
-  if (!record) return 0;
+  if (!record) return 1;  // only a file that does not open is a failure
   fill(*record);
   StoreRecord(file, *record, registry);
   return 1;
@@ -245,7 +245,7 @@ int AddRecordToZorCatLg() {
   record.Text(zorcatlg::kVolume, opt.hmvsn);
   record.Text(zorcatlg::kLabel, opt.hmlbl);
   record.Text(zorcatlg::kName, opt.addsysfile);
-  record.Text(zorcatlg::kPath, opt.holdenvpath);
+  record.Text(zorcatlg::kPath, opt.holdenvpath.empty() ? opt.outfile : opt.holdenvpath);
   record.Date(zorcatlg::kDate);
   record.Text(zorcatlg::kProgram, ProgramName());
   const char* const name = opt.addsysfile.c_str();

@@ -41,10 +41,11 @@ class Backup {
   int SkipRecords();
   int TransferRecords();
   int PrepareConversion();
-  int TransferRecord(std::span<const Byte> record);
+  int ConvertRecord(std::span<const Byte> record);
+  bool PutRecord();
   void TellOfLoss();
   void PrintTotals() const;
-  void Finish();
+  [[nodiscard]] int Finish(bool successful);
 
   const Job job_;
   bool is_indexed_ = false;
@@ -56,6 +57,7 @@ class Backup {
   std::optional<SdfConverter> sdf_;  // a COPYG backup
   std::vector<std::uint16_t> quarters_;
   std::vector<Byte> OutRecord_;
+  std::span<const Byte> out_record_;  // as it is backed up: converted, or in the file's own room
   bool told_of_loss_ = false;
 };
 
@@ -67,13 +69,11 @@ int Backup::Run() {
   run = {};
   run.sw_a2e = converter_.has_value();
   run.report_name = NameOfVolume(opt.outfile);
-  int result = 1;
+  int result = 0;
   {
     const InterruptScope interruptible;
-    if (SkipRecords() != 0) result = TransferRecords();
-    if (file_->Failed()) result = 0;
-    Finish();
-    if (tape_->is_tape() && LostBlocks(*tape_) > 0) result = 0;
+    const bool transferred = SkipRecords() == 0 || TransferRecords() != 0;
+    result = Finish(transferred && !file_->Failed());
   }
   DieOfPendingSignal();
   return result;
@@ -108,7 +108,7 @@ int Backup::PrepareConversion() {
 }
 
 int Backup::OpenFile() {
-  if (VerifyZorFileName(opt.infile) == 0) return 0;
+  if (SettleZorFileName(opt.infile) == 0) return 0;
   is_indexed_ = IsIndexedFile();
   if (is_indexed_) {
     file_ = OpenIndexedFile();
@@ -169,11 +169,17 @@ int Backup::SkipRecords() {
   return 1;
 }
 
+// 0 when a record could not be converted.
 int Backup::TransferRecords() {
   while (const auto record = file_->Next()) {
     ++run.nCurrInputRec;
-    if (is_indexed_ && opt.sw_analyze != 0) analysis.AnalyseRecord(*record, false);
-    if (TransferRecord(*record) == 0) return 0;
+    if (opt.sw_analyze != 0) analysis.AnalyseRecord(*record, false);
+    if (ConvertRecord(*record) == 0) {
+      PrintWarning("The backup stopped at record %ld of '%s', which could not be converted.\n",
+                   run.nCurrInputRec, opt.infile.c_str());
+      return 0;
+    }
+    if (!PutRecord()) break;
     ++run.nCurrOutputRec;
     if (opt.sw_quiet == 0 && run.nCurrOutputRec % kProgressStep == 0)
       PrintOutput("Records backed up so far:%ld\r", run.nCurrOutputRec);
@@ -182,18 +188,25 @@ int Backup::TransferRecords() {
   return 1;
 }
 
-int Backup::TransferRecord(std::span<const Byte> record) {
+// Leaves the record as it is backed up in out_record_, or its words in quarters_.
+int Backup::ConvertRecord(std::span<const Byte> record) {
+  if (sdf_) return sdf_->ConvertToSdf(record, quarters_) ? 1 : 0;
+  out_record_ = record;
   if (converter_) {
     if (converter_->ConvertBinChars(record, OutRecord_.data()) == 0) return 0;
   } else if (keeps_signs_) {
     std::copy(record.begin(), record.end(), OutRecord_.begin());
   }
   if (keeps_signs_) KeepEbcdicSigns(record, OutRecord_.data());
-  if (converter_ || keeps_signs_) record = OutRecord_;
-  if (sdf_ && !sdf_->ConvertToSdf(record, quarters_)) return 0;
-  const bool taken = sdf_ ? putCopygBlk(*tape_, quarters_) : putTapeOut(*tape_, record.data());
+  if (converter_ || keeps_signs_) out_record_ = OutRecord_;
+  return 1;
+}
+
+// False when the volume takes no more.
+bool Backup::PutRecord() {
+  const bool taken = sdf_ ? putCopygBlk(*tape_, quarters_) : putTapeOut(*tape_, out_record_.data());
   TellOfLoss();
-  return taken ? 1 : 0;
+  return taken;
 }
 
 // Once.
@@ -217,13 +230,15 @@ void Backup::PrintTotals() const {
 }
 
 // The volume is closed before the totals, so that they know of every loss.
-void Backup::Finish() {
+int Backup::Finish(bool successful) {
   const std::int32_t blocks = closeTapeOut(*tape_);
   TellOfLoss();
+  if (!successful) return 0;
   PrintTotals();
   run.nCurrOutputRec = blocks;
   file_.reset();
   if (is_indexed_) PrintOutput("\nEnd Time       : %s\n", GetDateString().c_str());
+  return tape_->is_tape() && LostBlocks(*tape_) > 0 ? 0 : 1;
 }
 
 }  // namespace

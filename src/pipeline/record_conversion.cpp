@@ -33,7 +33,10 @@ std::int64_t RecordConversion::Convert(std::span<const Byte> record, Byte* out) 
 }
 
 std::int64_t RecordConversion::Copy(std::span<const Byte> record, Byte* out) const {
-  const auto size = std::min(static_cast<std::size_t>(sizes.gblCpySize), record.size());
+  // A record that grows keeps what it has behind the copybook.
+  const std::size_t most =
+      RecordsGrow() ? record.size() : static_cast<std::size_t>(sizes.gblCpySize);
+  const std::size_t size = std::min(most, record.size());
   std::copy_n(record.begin(), size, out);
   if (record.size() < static_cast<std::size_t>(tape_.record_size))
     return static_cast<std::int64_t>(size);

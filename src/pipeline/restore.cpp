@@ -10,6 +10,7 @@
 #include "dates/analysis.h"
 #include "files/apart.h"
 #include "files/fileio.h"
+#include "files/indexed_file.h"
 #include "pipeline/element_files.h"
 #include "pipeline/output_in_use.h"
 #include "pipeline/progress.h"
@@ -128,7 +129,7 @@ int Restore::RestoreTexts() {
 int Restore::SettleOutput() {
   if (opt.sw_restore == 0) return 1;
   if (opt.sw_create == 0)
-    return VerifyZorFileName(opt.outfile) != 0 && CheckRestoreApart(opt.infile, opt.outfile) != 0
+    return SettleZorFileName(opt.outfile) != 0 && CheckRestoreApart(opt.infile, opt.outfile) != 0
                ? 1
                : 0;
   if (CreateOutFile() != 0) return 1;
@@ -164,8 +165,9 @@ void Restore::PrintBanner() const {
 
 // The most bytes that a record may have, which is what records of one size are filled up to.
 void Restore::SettleCapacity() const {
-  if (RecordsGrow()) sizes.gblCpySize = sizes.gblExpRecSize;
-  if (sizes.gblCpySize < 1) sizes.gblCpySize = tape_->record_size;
+  if (opt.expandDateFlag != 0) sizes.gblCpySize = sizes.gblExpRecSize;
+  if (sizes.gblCpySize < 1)
+    sizes.gblCpySize = RecordsGrow() ? sizes.gblExpRecSize : tape_->record_size;
 }
 
 void Restore::CompileConversion() {
@@ -284,15 +286,18 @@ bool Restore::IsVariable() const {
 // Bytes of the record as it is written, without prefix, marker and padding.
 std::size_t Restore::OutputSize(std::size_t own_size) const {
   if (reshape_) return reshape_->size();
+  // An indexed file takes of an aged record what the input has behind the copybook, too.
+  if (lasting.ageFlag != 0 && IsIndexedFile())
+    return static_cast<std::size_t>(OutputRecordLength());
   const bool keeps_size = IsVariable() && opt.sw_relative == 0;
   return keeps_size ? own_size : static_cast<std::size_t>(sizes.gblCpySize);
 }
 
 void Restore::ShowProgress() const {
-  const char* const what = opt.sw_restore != 0    ? "restored"
-                           : lasting.ageFlag != 0 ? "aged    "
-                           : opt.sw_analyze != 0  ? "analyzed"
-                                                  : nullptr;
+  const char* const what = lasting.ageFlag != 0  ? "aged    "
+                           : opt.sw_restore != 0 ? "restored"
+                           : opt.sw_analyze != 0 ? "analyzed"
+                                                 : nullptr;
   if (what == nullptr) {
     PrintOutput("Unknown operation age/restore/analyse\r");
   } else {

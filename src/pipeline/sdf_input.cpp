@@ -9,16 +9,13 @@ namespace tolvane {
 
 int SdfInput::ConfirmCopybookSize() const {
   if (sizes.gblCpySize == tape_.record_size) return 1;
-  sizes.sw_use_booksize = false;
   PrintWarning("Copybook record size (%d) does NOT match SDF record size (%d)\n", sizes.gblCpySize,
                tape_.record_size);
   PrintOutput("If you continue, your records will be %d bytes long.\n", sizes.gblCpySize);
   const std::string answer = Ask({"Do you wish to continue (Y/N) ?>",
                                   "\nAuto answer assuming Yes. Processing continues.\n", "Y", "N"},
                                  opt.sw_automatic != 0);
-  if (Answers(answer, 'n')) return 0;
-  sizes.sw_use_booksize = true;
-  return 1;
+  return Answers(answer, 'n') ? 0 : 1;
 }
 
 // The records as converted must be the copybook's, but for what fills their last word.

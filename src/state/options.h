@@ -5,6 +5,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -51,7 +52,7 @@ struct OptionSet {
   std::string lbl;          // tape label
   std::string hmvsn;        // volume of a DEFINE statement, 8 characters
   std::string hmlbl;        // label of a DEFINE statement, 44 characters
-  std::string holdenvpath;  // the INPUT or OUTPUT path exactly as written
+  std::string holdenvpath;  // the OUTPUT path exactly as written
 
   std::vector<std::string> rawfield;  // fields to leave as they are, by name
 
@@ -144,7 +145,9 @@ struct LastingOptions {
   Switch ageFlag = 0;            // an AGE statement was read
   Switch sw_nodupsecondary = 0;  // a unique alternate key is built with the file
   Switch sw_merge = 0;           // records go into the existing file
-  std::string settled_name;      // the name that -g was last asked for and left as it was
+  // Where records that grow have the prime key before they do.
+  std::optional<KeyEntry> prime_key_of_input;
+  std::string settled_name;  // the name that -g was last asked for and left as it was
 };
 
 extern LastingOptions lasting;

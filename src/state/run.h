@@ -23,7 +23,6 @@ extern Run run;
 struct Sizes {
   std::int32_t gblCpySize = 0;     // record size of the copybook, bytes
   std::int32_t gblExpRecSize = 0;  // after explosion or date expansion
-  bool sw_use_booksize = false;    // records take the copybook's size
 };
 
 extern Sizes sizes;

@@ -170,13 +170,11 @@ TEST_F(CopybookMask, RawFieldsAreCopiedWhateverTheyAre) {
 TEST_F(CopybookMask, RecordSizesAreCompared) {
   Load("77 W PIC X(9).\n01 R. 05 A PIC X(3).\n01 S. 05 B PIC X(7).\n77 X PIC X(9).");
   EXPECT_EQ(opt.gblRecSize, 7);
-  EXPECT_FALSE(sizes.sw_use_booksize);
   Reset({&OptionSet::sw_automatic});
   opt.gblRecSize = 5;
   Load("01 R. 05 A PIC X(3).");
   EXPECT_EQ(messages_,
             "\nWARNING: Copy Book record size : (3)\nWARNING: Input record size     : (5)\n");
-  EXPECT_TRUE(sizes.sw_use_booksize);
   EXPECT_EQ(opt.gblRecSize, 5);
   EXPECT_EQ(sizes.gblCpySize, 3);
 }

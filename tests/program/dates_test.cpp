@@ -472,6 +472,25 @@ TEST_F(Dates, RecordsOfAnotherSizeThanTheCopybooksLoseNothing) {
   }
 }
 
+TEST_F(Dates, AnAgedRecordOfAnIndexedFileKeepsWhatStandsBehindTheCopybook) {
+  dir_.WriteFile("in", "200101key1tail");
+  (void)Run(std::string(kRestore) +
+                "RECORD SIZE IS 14\nKEY1 IS K\nAGE D FORMAT YYMMDD FROM 1/1/2020 TO 2/1/2020",
+            "01 R.\n 05 D PIC 9(6).\n 05 K PIC X(4).\n", "ZORVA FILE IS INDEXED");
+  EXPECT_EQ(dir_.ReadFile("out.dat"), "200201key1tail\n");
+}
+
+// The key moves when the field before it grows; reports show the record as it came.
+TEST_F(Dates, ReportsNameTheKeyOfTheInput) {
+  dir_.WriteFile("in", FromHex("A7 12345C D2C5E8F2"));
+  (void)Run(std::string(kRestore) + "TRANSLATE ASCII\nMATCH ID\nEXPLODE\nKEY1 IS K",
+            "       01 R.\n           05 X PIC X.\n           05 D PIC S9(5) COMP-3.\n"
+            "           05 K PIC X(4).\n           05 L REDEFINES K PIC X(4).\n"
+            "       ID IS X = 'A' USE L.\n");
+  EXPECT_TRUE(Has(dir_.ReadFile("out.bad"), "Key in hex: d2c5e8f2  Char: KEY2"))
+      << dir_.ReadFile("out.bad");
+}
+
 TEST_F(Dates, PackedFieldsThatHoldNoNumber) {
   const std::string book =
       "       01 R.\n           05 D PIC S9(5) COMP-3.\n           05 Z PIC X.\n";

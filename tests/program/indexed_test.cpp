@@ -152,6 +152,14 @@ TEST_F(Indexed, NoFileIsReadAndWritten) {
   }
 }
 
+TEST_F(Indexed, ABackupThatFailsSaysWhere) {
+  dir_.WriteFile("seq", FromHex("3131 3132 01 33"));
+  const ProgramResult result = Run({"-b", "-q", "-t", "-s3", "-fiseq", "-fobackup"});
+  EXPECT_TRUE(Has(result.err, "The backup stopped at record 2 of 'seq'")) << result.err;
+  EXPECT_TRUE(Has(result.out, "Backup NOT successful\n"));
+  EXPECT_FALSE(Has(result.out, "TOTAL")) << result.out;
+}
+
 TEST_F(Indexed, NoFlatFileTakesItsPlace) {
   Restore();
   const std::string records = Records("out");

@@ -142,6 +142,18 @@ TEST_F(RestoreFlat, TheInputIsSafeFromTheOutputAndItsReports) {
   EXPECT_EQ(dir_.ReadFile("in") + dir_.ReadFile("c.cpy"), "abcd" + copybook);
 }
 
+TEST_F(RestoreFlat, APathIsCutOnlyWhereFilesAreCreated) {
+  dir_.WriteFile("in", "01234");
+  dir_.WriteFile("se", "precious");
+  dir_.WriteFile("se q", "old");
+  EXPECT_EQ(Run({"-r", "-q", "-s5", "-fiin", "-fo" + dir_.Path("se q")}).err, "");
+  EXPECT_EQ(dir_.ReadFile("se q"), "01234");
+  EXPECT_EQ(dir_.ReadFile("se"), "precious");
+  const ProgramResult created = Run({"-r", "-c", "-q", "-s5", "-fiin", "-fo" + dir_.Path("new q")});
+  EXPECT_TRUE(Has(created.err, "new q' ends at its first blank: '" + dir_.Path("new") + "'."));
+  EXPECT_EQ(dir_.ReadFile("new"), "01234");
+}
+
 TEST_F(RestoreFlat, ClosedStandardStreamsDoNotBecomeDataFiles) {
   dir_.WriteFile("in", std::string(100, 'o'));
   dir_.WriteFile("out", "old");

@@ -468,5 +468,30 @@ TEST_F(WordData, BackupsThatCanNotBeAreRefused) {
       std::string::npos);
 }
 
+// Characters of 9 bits, eight in 9 bytes.
+std::string Packed(const std::string& text) {
+  std::string bytes(text.size() / 8 * 9, '\0');
+  for (std::size_t i = 0; i < text.size() * 9; ++i)
+    if (i % 9 > 0 && (static_cast<unsigned char>(text[i / 9]) >> (8 - i % 9) & 1) != 0)
+      bytes[i / 8] = static_cast<char>(bytes[i / 8] | 0x80 >> i % 8);
+  return bytes;
+}
+
+TEST(NineBitCharacters, BecomeBytesAndPrintText) {
+  const TempDir dir;
+  dir.WriteFile("in", Packed("ABCDEFGHabcdef\xC1\xC2"));
+  (void)RunTolvane(dir.Path(), {"-8", "-fiin", "-foout"});
+  EXPECT_EQ(dir.ReadFile("out"), "ABCDEFGHabcdef\xC1\xC2");
+  // A page, a line feed of four characters, four that go, and a control character alone.
+  const std::string header(316, 'x');
+  dir.WriteFile("print", Packed(header + "L,1.one\x01-1Atwo"
+                                         "H-1A end\x02"
+                                         "five."));
+  (void)RunTolvane(dir.Path(), {"-8", "-Y", "-fiprint", "-foprinted"});
+  std::string expected = std::string(1, '\0') + "one\ntwo end five.";
+  expected.resize(344, ' ');
+  EXPECT_EQ(dir.ReadFile("printed"), expected);
+}
+
 }  // namespace
 }  // namespace tolvane::test
