@@ -81,13 +81,21 @@ void Sorter::SortByBytes(const std::vector<std::size_t>& positions) {
   }
 }
 
+bool Sorter::SeekTo(std::int64_t item) {
+  return std::fseek(file_.get(), static_cast<long>(item) * static_cast<long>(size_), SEEK_SET) == 0;
+}
+
+// Heaps have their last element in front; here it is the run with the least item.
+bool Sorter::IsLater(std::size_t a, std::size_t b) const {
+  return less_(&runs_[b].buffer[runs_[b].at], &runs_[a].buffer[runs_[a].at]);
+}
+
+// Writes the items at hand behind the runs in the file, sorted, as another run.
 bool Sorter::SpillRun() {
   if (!file_) file_.reset(std::tmpfile());
   SortMemory();
   const auto items = static_cast<std::int64_t>(items_.size() / size_);
-  if (!file_ ||
-      std::fseek(file_.get(), static_cast<long>(spilled_) * static_cast<long>(size_), SEEK_SET) !=
-          0 ||
+  if (!file_ || !SeekTo(spilled_) ||
       std::fwrite(items_.data(), 1, items_.size(), file_.get()) != items_.size())
     return !(failed_ = true);
   Run& run = runs_.emplace_back();
@@ -110,9 +118,8 @@ bool Sorter::Sort() {
     if (!Refill(runs_[i])) return false;
     heap_.push_back(i);
   }
-  std::make_heap(heap_.begin(), heap_.end(), [this](std::size_t a, std::size_t b) {
-    return less_(&runs_[b].buffer[runs_[b].at], &runs_[a].buffer[runs_[a].at]);
-  });
+  std::make_heap(heap_.begin(), heap_.end(),
+                 [this](std::size_t a, std::size_t b) { return IsLater(a, b); });
   return true;
 }
 
@@ -124,10 +131,8 @@ bool Sorter::Refill(Run& run) {
   run.at = 0;
   run.have = run.buffer.size();
   if (items == 0) return true;
-  if (std::fseek(file_.get(), static_cast<long>(run.next) * static_cast<long>(size_), SEEK_SET) !=
-          0 ||
-      std::fread(run.buffer.data(), size_, static_cast<std::size_t>(items), file_.get()) !=
-          static_cast<std::size_t>(items))
+  if (!SeekTo(run.next) || std::fread(run.buffer.data(), size_, static_cast<std::size_t>(items),
+                                      file_.get()) != static_cast<std::size_t>(items))
     return !(failed_ = true);
   run.next += items;
   return true;
@@ -139,9 +144,7 @@ const Byte* Sorter::Next() {
     given_ += size_;
     return &items_[given_ - size_];
   }
-  const auto later = [this](std::size_t a, std::size_t b) {
-    return less_(&runs_[b].buffer[runs_[b].at], &runs_[a].buffer[runs_[a].at]);
-  };
+  const auto later = [this](std::size_t a, std::size_t b) { return IsLater(a, b); };
   // The run that gave the last item goes on first.
   if (given_ > 0) {
     Run& run = runs_[heap_.back()];

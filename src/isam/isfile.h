@@ -17,7 +17,6 @@
 
 #include <array>
 #include <cstdint>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -81,7 +80,7 @@ struct File {
 
   // Work space, taken once: for a record, and for a node, that is not read from a mapping; for a
   // node about to be stored; for the entries of a compressed node; for those of nodes that change,
-  // by the level of the path. What a change may need of them is taken before its first store.
+  // a list for each node of a path. What a change may need of them is taken before its first store.
   std::vector<Byte> scratch;
   Buffer node_scratch, image;
   std::vector<Byte> entries_scratch;

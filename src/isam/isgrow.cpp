@@ -1,6 +1,5 @@
 // How a tree grows and shrinks.
 
-#include <algorithm>
 #include <array>
 
 #include "isam/isnode.h"
@@ -38,10 +37,15 @@ void Tree::ReserveLists(int depth) {
   index_.listed_levels = levels;
 }
 
+std::vector<Byte>& Tree::TakeEntries(int list, const Node& node, int count) {
+  std::vector<Byte>& entries = file_.entry_lists[static_cast<std::size_t>(list)];
+  entries.assign(node.entries, node.entry(index_, count));
+  return entries;
+}
+
 // The entries of a node with one more at `at`.
-const std::vector<Byte>& Tree::WithEntry(int level, const Node& node, int at, const Byte* entry) {
-  std::vector<Byte>& entries = file_.entry_lists[static_cast<std::size_t>(level)];
-  entries.assign(node.entries, node.entry(index_, at));
+std::vector<Byte>& Tree::WithEntry(int step, const Node& node, int at, const Byte* entry) {
+  std::vector<Byte>& entries = TakeEntries(step, node, at);
   entries.insert(entries.end(), entry, entry + index_.entry_size);
   entries.insert(entries.end(), node.entry(index_, at), node.entry(index_, node.count));
   return entries;
@@ -53,12 +57,12 @@ void Tree::isTreeInsert(Target& target, std::uint32_t record, Path& path) {
   InsertAt(path, path.depth - 1, path.leaf().at, target.bytes.data());
 }
 
-void Tree::InsertAt(Path& path, int level, int at, const Byte* entry) {
-  const std::uint32_t number = path.step(level).node;
+void Tree::InsertAt(Path& path, int step, int at, const Byte* entry) {
+  const std::uint32_t number = path.step(step).node;
   const Node node = Load(number, -1);
   if (!index_.is_compressed() && node.used + index_.entry_size < file_.limit())
     return flatins(number, node, at, entry);
-  StoreEntries(path, level, WithEntry(level, node, at, entry), node.level, LowerShare(node, at));
+  StoreEntries(path, step, WithEntry(step, node, at, entry), node.level, LowerShare(node, at));
 }
 
 void Tree::flatins(std::uint32_t number, const Node& node, int at, const Byte* entry) {
@@ -121,10 +125,10 @@ int Tree::LeaveRoom(const Byte* entries, int count, int lower) const {
 
 // Stores entries in the node of a path's step, or in two nodes when they are too many: `lower` of
 // them in a new one, the rest in the old one.
-void Tree::StoreEntries(Path& path, int level, const std::vector<Byte>& entries, int node_level,
+void Tree::StoreEntries(Path& path, int step, const std::vector<Byte>& entries, int node_level,
                         int lower) {
   const int count = static_cast<int>(entries.size() / index_.entry_size);
-  const std::uint32_t number = path.step(level).node;
+  const std::uint32_t number = path.step(step).node;
   if (Fits(entries.data(), count)) return StoreNode(number, entries.data(), count, node_level);
 
   index_.edge.depth = 0;
@@ -141,8 +145,8 @@ void Tree::StoreEntries(Path& path, int level, const std::vector<Byte>& entries,
   const std::uint32_t new_node = NewNode();
   StoreNode(new_node, entry_at(0), lower, node_level);
   const Target for_lower = EntryForChild(index_, entry_at(lower - 1), new_node);
-  if (level > 0) {
-    InsertSeparator(path, level - 1, for_lower, entry_at(count - 1));
+  if (step > 0) {
+    InsertSeparator(path, step - 1, for_lower, entry_at(count - 1));
     StoreNode(number, entry_at(lower), count - lower, node_level);
     return;
   }
@@ -159,31 +163,28 @@ void Tree::StoreEntries(Path& path, int level, const std::vector<Byte>& entries,
 // Enters a new lower node before the node that it was split off. The last entry of a level, which
 // counts as without bound, may have fallen behind its child's keys: `upper_last`, the greatest one
 // that stays, then takes its place, so that the entries remain in order.
-void Tree::InsertSeparator(Path& path, int level, const Target& for_lower, const Byte* upper_last) {
-  const Path::Step& step = path.step(level);
-  const Node node = Load(step.node, -1);
+void Tree::InsertSeparator(Path& path, int step, const Target& for_lower, const Byte* upper_last) {
+  const Path::Step& here = path.step(step);
+  const Node node = Load(here.node, -1);
   const bool behind =
-      step.at + 1 == node.count && isTargetCmp(index_, node.entry(index_, step.at), upper_last) < 0;
-  if (!behind) return InsertAt(path, level, step.at, for_lower.bytes.data());
-  (void)WithEntry(level, node, step.at, for_lower.bytes.data());
-  std::vector<Byte>& entries = file_.entry_lists[static_cast<std::size_t>(level)];
+      here.at + 1 == node.count && isTargetCmp(index_, node.entry(index_, here.at), upper_last) < 0;
+  if (!behind) return InsertAt(path, step, here.at, for_lower.bytes.data());
+  std::vector<Byte>& entries = WithEntry(step, node, here.at, for_lower.bytes.data());
   std::memcpy(&entries[entries.size() - index_.entry_size], upper_last,
               index_.entry_size - n::kPointerWidth);
-  StoreEntries(path, level, entries, node.level, LowerShare(node, step.at));
+  StoreEntries(path, step, entries, node.level, LowerShare(node, here.at));
 }
 
 // Takes an entry out of a node. Compressed, the next one may need more room then. Above the leaves
 // the bound of a last entry goes to the one before, and down the right edge below it.
-void Tree::RemoveAt(Path& path, int level) {
-  const Path::Step& step = path.step(level);
-  const Node node = Load(step.node, -1);
+void Tree::RemoveAt(Path& path, int step) {
+  const Path::Step& here = path.step(step);
+  const Node node = Load(here.node, -1);
   const std::size_t size = index_.entry_size;
-  const std::size_t at = static_cast<std::size_t>(step.at) * size;
-  const std::size_t all = static_cast<std::size_t>(node.count) * size;
-  std::vector<Byte>& entries = file_.entry_lists[static_cast<std::size_t>(level)];
-  entries.assign(node.entries, node.entries + all);
+  const std::size_t at = static_cast<std::size_t>(here.at) * size;
+  std::vector<Byte>& entries = TakeEntries(step, node, node.count);
   Target bound;
-  const bool passes_on = node.level > 0 && at > 0 && at + size == all;
+  const bool passes_on = node.level > 0 && at > 0 && at + size == entries.size();
   if (passes_on) {
     std::memcpy(bound.bytes.data(), &entries[at], size);
     std::memcpy(&entries[at - size], &entries[at], size - n::kPointerWidth);
@@ -193,7 +194,7 @@ void Tree::RemoveAt(Path& path, int level) {
   entries.erase(begin, begin + static_cast<std::ptrdiff_t>(size));
   const int left = node.count - 1;
   const int lower = index_.is_compressed() ? comphalf(entries.data(), left) : left;
-  StoreEntries(path, level, entries, node_level, lower);
+  StoreEntries(path, step, entries, node_level, lower);
   if (passes_on && node_level > 1) RaiseEdge(bound);
 }
 
@@ -204,18 +205,17 @@ void Tree::RaiseEdge(const Target& bound) {
     raised = false;
     Path path;
     (void)FindPlace(bound, path);
-    for (int level = path.depth - 2; level >= 0 && !raised; --level) {
-      const Path::Step& step = path.step(level);
-      const Node node = Load(step.node, -1);
-      if (step.at + 1 < node.count ||
-          isTargetCmp(index_, node.entry(index_, step.at), bound.bytes.data()) >= 0)
+    for (int step = path.depth - 2; step >= 0 && !raised; --step) {
+      const Path::Step& here = path.step(step);
+      const Node node = Load(here.node, -1);
+      if (here.at + 1 < node.count ||
+          isTargetCmp(index_, node.entry(index_, here.at), bound.bytes.data()) >= 0)
         continue;
-      std::vector<Byte>& entries = file_.entry_lists[static_cast<std::size_t>(level)];
-      entries.assign(node.entries, node.entry(index_, node.count));
+      std::vector<Byte>& entries = TakeEntries(step, node, node.count);
       std::memcpy(&entries[entries.size() - index_.entry_size], bound.bytes.data(),
                   index_.entry_size - n::kPointerWidth);
       const int node_level = node.level, count = node.count;
-      StoreEntries(path, level, entries, node_level,
+      StoreEntries(path, step, entries, node_level,
                    index_.is_compressed() ? comphalf(entries.data(), count) : count);
       raised = true;
     }
@@ -231,15 +231,15 @@ void Tree::isTreeDelete(const Target& target, std::uint32_t record, Path& path) 
       RecordOf(entry) != record)
     throw Failure{EBADFILE};
   // Nodes that become empty go, up to the first one that keeps an entry.
-  int level = path.depth - 1;
+  int step = path.depth - 1;
   std::array<std::uint32_t, kMostDepth> emptied;
   std::size_t count = 0;
-  while (level > 0 && path.step(level).count == 1) emptied[count++] = path.step(level--).node;
-  const Path::Step& step = path.step(level);
-  if (level == 0 && step.count == 1) {
-    StoreNode(step.node, nullptr, 0, 0);
+  while (step > 0 && path.step(step).count == 1) emptied[count++] = path.step(step--).node;
+  const Path::Step& here = path.step(step);
+  if (step == 0 && here.count == 1) {
+    StoreNode(here.node, nullptr, 0, 0);
   } else {
-    RemoveAt(path, level);
+    RemoveAt(path, step);
   }
   for (std::size_t i = 0; i < count; ++i) isPutFree(file_, FreeKind::kNode, emptied[i]);
 }
@@ -275,8 +275,7 @@ void Tree::RenumberBelow(std::uint32_t number, int level, const Byte* key, bool 
   const Node node = Load(number, level);
   const std::size_t size = index_.entry_size;
   const int count = node.count, node_level = node.level;
-  std::vector<Byte>& entries = file_.entry_lists[static_cast<std::size_t>(node_level)];
-  entries.assign(node.entries, node.entries + static_cast<std::size_t>(count) * size);
+  std::vector<Byte>& entries = TakeEntries(node_level, node, count);
   const Target first = MakeTarget(index_, key, 0);
   const int considered = node_level > 0 ? count - 1 : count;
   for (int i = isNodeMatch(node, considered, first.bytes.data()); i < count; ++i) {

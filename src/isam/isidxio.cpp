@@ -3,7 +3,6 @@
 #include <isam.h>
 
 #include <algorithm>
-#include <cstring>
 
 #include "isam/isfile.h"
 

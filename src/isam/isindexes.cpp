@@ -134,8 +134,7 @@ void isIndexInfo(Handle& handle, void* buffer, int index) {
   info.di_nkeys = static_cast<std::int16_t>(file.indexes.size());
   info.di_recsize = static_cast<std::int16_t>(file.record_length);
   info.di_idxsize = static_cast<std::int16_t>(file.node_size);
-  info.di_nrecords =
-      static_cast<std::int32_t>(file.free_records.highest - isFreeCount(file));
+  info.di_nrecords = static_cast<std::int32_t>(file.free_records.highest - isFreeCount(file));
   std::memcpy(buffer, &info, sizeof info);
 }
 

@@ -131,6 +131,7 @@ void isKeyLoad(const Index& index, Byte* record, const Byte* key) {
   }
 }
 
+// The first byte that differs settles which part decides, and in it which unit.
 int isKeyCmpParts(const Index& index, const Byte* a, const Byte* b) {
   const auto at = static_cast<std::size_t>(std::mismatch(a, a + index.length, b).first - a);
   if (at == index.length) return 0;

@@ -1,4 +1,9 @@
 // Key descriptions and keys: their validity, cutting a key out of a record, the order of two keys.
+//
+// A key is its parts one behind the other, as they stand in the record; a part that is a text ends
+// in zeros from its first zero on. In an entry of a tree the duplicate counter follows, big-endian,
+// in an index that allows duplicates, and then the pointer. All of this works on memory alone and
+// fails nowhere but where a description is read.
 #pragma once
 
 #include <isam.h>
@@ -14,9 +19,9 @@ namespace isam {
 inline constexpr std::size_t kMostTarget = MAXKEYSIZE + 4;  // key and duplicate counter
 inline constexpr std::size_t kMostEntry = kMostTarget + 4;  // and pointer
 
-// One index of an open file.
+// One index of an open file: its description, and what follows from it.
 struct Index {
-  keydesc key{};                  // as callers see it
+  keydesc key{};                  // as callers see it; without parts there is no tree
   std::size_t length = 0;         // bytes of a key
   std::size_t counter_width = 0;  // bytes of a duplicate counter; 0 in a unique index
   std::size_t entry_size = 0;     // of an entry that is not compressed
@@ -38,24 +43,27 @@ struct Index {
   [[nodiscard]] int EntriesIn(std::size_t bytes) const {
     return static_cast<int>(bytes * entry_reciprocal >> 32);
   }
-  // Settles what follows from the description.
+  // Settles the sizes and the order from the description; `duplicate_width` is the file's, in
+  // bytes.
   void Settle(std::size_t duplicate_width);
 };
 
-// Whether a description is valid for records of `record_length` bytes.
+// Whether a description is valid for records of `record_length` bytes, 0 for any. One without parts
+// is; null is not.
 [[nodiscard]] bool isTestIndex(std::size_t record_length, const keydesc* key);
 
-// Cuts the key out of a record; `key` takes index.length bytes.
+// Cuts the key out of a record, which holds all parts; `key` takes index.length bytes.
 void isKeyMake(const Index& index, Byte* key, const Byte* record);
-// Puts a key's parts back into a record.
+// Puts a key's parts back into a record; its other bytes stay.
 void isKeyLoad(const Index& index, Byte* record, const Byte* key);
 
-// Negative, zero or positive.
+// The order of two keys: negative, zero or positive.
 [[nodiscard]] int isKeyCmpParts(const Index& index, const Byte* a, const Byte* b);
 [[nodiscard]] inline int isKeyCmp(const Index& index, const Byte* a, const Byte* b) {
   if (index.bytewise) return __builtin_memcmp(a, b, index.length);
   return isKeyCmpParts(index, a, b);
 }
+// Whether they are the same, byte by byte: zeros of either sign are not.
 [[nodiscard]] inline bool isKeyMatch(const Index& index, const Byte* a, const Byte* b) {
   return __builtin_memcmp(a, b, index.length) == 0;
 }
@@ -65,7 +73,7 @@ void isKeyLoad(const Index& index, Byte* record, const Byte* key);
   if (order != 0) return order;
   return __builtin_memcmp(a + index.length, b + index.length, index.counter_width);
 }
-// Whether a key is not entered in its index.
+// Whether a key is not entered in its index: NULLKEY, and every byte is the null byte of its part.
 [[nodiscard]] bool isKeyNull(const Index& index, const Byte* key);
 
 // Whether two descriptions name the same index: the same parts.

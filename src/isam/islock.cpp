@@ -64,6 +64,8 @@ void isLockOpen(File& file, bool exclusive) {
   file.exclusive = exclusive;
 }
 
+// What waits is granted in the end, unless the descriptor may not have the lock: then the engine is
+// wrong.
 void isLockRead(File& file) {
   if (file.exclusive || file.held != File::Held::kNothing) return;
   if (!SetLock(file, region::kOperation, region::kOperationLength, LockRequest::kSharedWait))

@@ -56,7 +56,8 @@ std::shared_ptr<File> FindOpen(const std::string& index_name) {
   return nullptr;
 }
 
-// Takes over what the dictionary says, whether it seems new or not.
+// Takes over what the dictionary says, whether it seems new or not: a counter that is off by one
+// makes it look new, and to a file held exclusively isDelta would not look at all.
 void Reload(File& file) {
   const bool exclusive = std::exchange(file.exclusive, false);
   --file.change_counter;
@@ -125,6 +126,8 @@ std::size_t RecordLength(File& file) {
       file.index.Read(layout::dictionary::kRecordLength, sizeof length, length));
 }
 
+// Opens the data file, for writing where the index file was; a handle that reads is content with
+// less, and makes the file one for reading.
 void OpenData(File& file, int mode) {
   int fd = sys.open(file.data_name.c_str(), (file.writable ? O_RDWR : O_RDONLY) | O_CLOEXEC, 0);
   if (fd < 0 && file.writable && (mode & 3) == ISINPUT && (errno == EACCES || errno == EROFS)) {

@@ -7,7 +7,6 @@
 
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "isam/isfile.h"
 #include "isam/istree.h"

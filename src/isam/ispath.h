@@ -1,4 +1,5 @@
-// The way from the root of a tree to an entry of a leaf, remembered between operations.
+// The way from the root of a tree to an entry of a leaf, remembered between operations. It holds as
+// long as the file's epoch is its own: any change of the file may have moved the entry.
 #pragma once
 
 #include <algorithm>
@@ -14,8 +15,8 @@ inline constexpr int kMostDepth = 32;
 struct Path {
   struct Step {
     std::uint32_t node;
-    int at;     // the entry
-    int count;  // of entries
+    int at;     // the entry, from 0; `count`, or -1, at an end that was reached in the leaf
+    int count;  // of the node's entries, when it was read
   };
   std::array<Step, kMostDepth> steps;
   int depth = 0;            // 0: it leads nowhere
@@ -30,9 +31,11 @@ struct Path {
     return *this;
   }
 
+  // The last step. The path must lead somewhere.
   [[nodiscard]] Step& leaf() { return steps[static_cast<std::size_t>(depth - 1)]; }
   [[nodiscard]] const Step& leaf() const { return steps[static_cast<std::size_t>(depth - 1)]; }
-  [[nodiscard]] Step& step(int level) { return steps[static_cast<std::size_t>(level)]; }
+  // Counted from the root, 0, downward, against the levels of nodes.
+  [[nodiscard]] Step& step(int number) { return steps[static_cast<std::size_t>(number)]; }
   // Whether it leads behind the last entry of the last leaf.
   [[nodiscard]] bool is_behind_all() const {
     return leaf().at == leaf().count &&

@@ -69,6 +69,8 @@ const Byte* FindCurrent(Handle& handle, Tree& tree) {
   return nullptr;
 }
 
+// The entry behind the handle's position. Where the current one is gone FindCurrent leaves the path
+// at the one that took its place, which is the next.
 const Byte* MoveNext(Handle& handle, Tree& tree) {
   Path& path = handle.path;
   switch (handle.standing) {
@@ -77,7 +79,7 @@ const Byte* MoveNext(Handle& handle, Tree& tree) {
     case Standing::kGap:
       return tree.isTreeMatch(handle.target, path);
     case Standing::kAhead:
-    case Standing::kPastBegin: {
+    case Standing::kPastBegin: {  // the current one itself is still to be read
       const Byte* const current = FindCurrent(handle, tree);
       return current != nullptr ? current : EntryAt(tree, path);
     }
@@ -86,6 +88,7 @@ const Byte* MoveNext(Handle& handle, Tree& tree) {
   }
 }
 
+// The entry before it. After a read beyond the last record that one comes again.
 const Byte* MovePrevious(Handle& handle, Tree& tree) {
   if (handle.standing == Standing::kBefore) return nullptr;
   if (handle.record == 0) return tree.isTreeLast(handle.path);
@@ -94,6 +97,7 @@ const Byte* MovePrevious(Handle& handle, Tree& tree) {
   return handle.path.depth > 0 ? tree.isTreePrev(handle.path) : nullptr;
 }
 
+// The entry for the key in `record`. A counter of 0 makes the target the first of its duplicates.
 const Byte* MoveToKey(Handle& handle, Tree& tree, const Byte* record, int mode) {
   const Index& index = Selected(handle);
   Target target;
@@ -164,7 +168,8 @@ std::uint32_t MoveByNumber(Handle& handle, int mode) {
   }
 }
 
-// Stands the handle in another index, on the entry of its current record there.
+// Stands the handle in another index, on the entry of its current record there, so that a start
+// that is relative to it can move from there.
 void ChangeIndex(Handle& handle, int selected) {
   if (handle.index == selected) return;
   File& file = *handle.file;

@@ -3,7 +3,6 @@
 #include <isam.h>
 
 #include <algorithm>
-#include <array>
 #include <iterator>
 
 extern "C" {

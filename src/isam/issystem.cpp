@@ -98,6 +98,8 @@ void Storage::RefreshSize() {
   if (may_map_ && size_ > mapped_) Map(size_);
 }
 
+// Maps more than the file has: what the file grows into is then in the mapping already. Where the
+// system cannot map, the file is read and written from then on.
 void Storage::Map(std::uint64_t bytes) {
   Unmap();
   const std::uint64_t wanted = std::max(kLeastMapping, bytes * 2);
@@ -117,6 +119,7 @@ void Storage::Unmap() {
   mapped_ = 0;
 }
 
+// The file may have grown by another process's hand since its size was looked at.
 const Byte* Storage::ReadSlow(std::uint64_t offset, std::size_t bytes, Byte* scratch) {
   if (offset + bytes > size_) RefreshSize();
   if (offset + bytes > size_) throw Failure{EBADFILE, io_ + kIoRead};
@@ -155,6 +158,7 @@ int Storage::Allocate(std::uint64_t bytes) const {
   return error;
 }
 
+// Takes room in large steps, on a nearly full disk just what is asked for.
 void Storage::Grow(std::uint64_t bytes) {
   RefreshSize();
   if (bytes <= size_) return;

@@ -14,7 +14,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
-#include <vector>
 
 #include "datarep/byte_order.h"
 
@@ -111,8 +110,9 @@ enum class LockRequest {
   kShared = 4,
 };
 
-// Sets an advisory lock on a region of the index file. False on a conflict; `holder` then takes the
-// process that holds it, -1 when the system does not tell.
+// Sets an advisory lock on a region of the index file, or gives it up. False on a conflict, where
+// `holder` takes the process that holds it, -1 when the system does not tell; and when the
+// descriptor may not have such a lock. Fails with the system's error otherwise.
 [[nodiscard]] bool isFSlock(int fd, std::int64_t offset, std::int64_t length, LockRequest request,
                             int& holder);
 

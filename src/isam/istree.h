@@ -39,6 +39,7 @@ struct Node {
   }
 };
 
+// A view of one index for the length of a call; it owns nothing and costs nothing to make.
 class Tree {
  public:
   Tree(File& file, Index& index) : file_(file), index_(index) {}
@@ -95,6 +96,9 @@ class Tree {
  private:
   friend class TreeBuilder;
 
+  // A node, read and checked: of a level, or of any when `level` is -1. Its entries are a view of
+  // the file, or of the file's scratch where that is not mapped or they are compressed: valid until
+  // the next Load or store.
   [[nodiscard]] Node Load(std::uint32_t number, int level);
   [[nodiscard]] int isNodeMatch(const Node& node, int count, const Byte* target) const;
   template <typename Find>
@@ -102,19 +106,25 @@ class Tree {
   const Byte* DownTo(Path& path, bool last);
   const Byte* EntryOrNext(const Node& leaf, Path& path);
 
-  void InsertAt(Path& path, int level, int at, const Byte* entry);
+  // `step` is the place of a node in the path, from 0 at the root; `level` and `node_level` are
+  // what the node says, from 0 in the leaves. A split stores entries in the step above, which must
+  // still be as the path has it.
+  void InsertAt(Path& path, int step, int at, const Byte* entry);
+  // One more entry in a node that has room for it and is not compressed.
   void flatins(std::uint32_t number, const Node& node, int at, const Byte* entry);
   [[nodiscard]] int comphalf(const Byte* entries, int count) const;
   [[nodiscard]] int LowerShare(const Node& node, int at) const;
   // Whether entries fit into a node, with `spare` bytes left over.
   [[nodiscard]] bool Fits(const Byte* entries, int count, std::size_t spare = 0) const;
   [[nodiscard]] int LeaveRoom(const Byte* entries, int count, int lower) const;
-  [[nodiscard]] const std::vector<Byte>& WithEntry(int level, const Node& node, int at,
-                                                   const Byte* entry);
-  void StoreEntries(Path& path, int level, const std::vector<Byte>& entries, int node_level,
+  // The first `count` entries of a node in one of the file's entry lists, where they may change and
+  // outlive the node's view.
+  [[nodiscard]] std::vector<Byte>& TakeEntries(int list, const Node& node, int count);
+  [[nodiscard]] std::vector<Byte>& WithEntry(int step, const Node& node, int at, const Byte* entry);
+  void StoreEntries(Path& path, int step, const std::vector<Byte>& entries, int node_level,
                     int lower);
-  void InsertSeparator(Path& path, int level, const Target& for_lower, const Byte* upper_last);
-  void RemoveAt(Path& path, int level);
+  void InsertSeparator(Path& path, int step, const Target& for_lower, const Byte* upper_last);
+  void RemoveAt(Path& path, int step);
   void RaiseEdge(const Target& bound);
   void StoreNode(std::uint32_t number, const Byte* entries, int count, int level);
   [[nodiscard]] std::uint32_t NewNode();
@@ -156,8 +166,8 @@ class TreeBuilder {
 
 // ---- stored form of compressed entries
 
-// Takes a compressed node apart into entries of full size. Fails with the fatal message when it
-// contradicts itself.
+// Takes a node of `used` bytes apart into entries of full size, in place of what `entries` holds.
+// Ends the process with the fatal message when the node contradicts itself.
 void isCompScan(const Index& index, const Byte* node, std::size_t used, std::vector<Byte>& entries);
 // A key as it stands behind another one, or first (null). Returns the bytes, 0 for a repeated key.
 // `to` may be null to learn the size, here and below.

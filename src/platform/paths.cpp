@@ -81,8 +81,7 @@ bool IsLink(const std::string& path) {
 
 bool IsSameFile(const std::string& a, const std::string& b) {
   struct stat status {};
-  return sys.stat(a.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
-         FileIdOf(a) == FileIdOf(b);
+  return sys.stat(a.c_str(), &status) == 0 && S_ISREG(status.st_mode) && FileIdOf(a) == FileIdOf(b);
 }
 
 std::string BaseName(const std::string& path) { return path.substr(path.rfind('/') + 1); }

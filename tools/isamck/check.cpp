@@ -4,6 +4,9 @@
 #include <cerrno>
 #include <cstring>
 
+#include "key_chain.h"
+#include "key_order.h"
+
 namespace isamck {
 
 using tolvane::LoadBig;
@@ -17,9 +20,9 @@ enum class Owner : std::uint8_t { kNobody, kDictionary, kKeys, kTree, kFreeList,
 constexpr const char* kOwnerNames[] = {"nobody", "the dictionary",    "the key descriptions",
                                        "a tree", "a free-list chain", "the free nodes"};
 
+// What is known of a record: it lives, the index that is being read has it, the free list has its
+// number.
 enum RecordState : std::uint8_t { kLive = 1, kSeen = 2, kListed = 4 };
-
-std::string Number(std::uint64_t value) { return std::to_string(value); }
 
 class Checker {
  public:
@@ -44,6 +47,7 @@ class Checker {
   void CheckNode(const Key& key, std::uint32_t number, int level, const Bounds& bounds,
                  IndexSummary& summary);
   void CheckOrder(const Key& key, std::uint32_t number, const TreeNode& node, const Bounds& bounds);
+  bool ReadKeyOf(std::uint32_t number, const Key& key);
   void CheckLeaf(const Key& key, std::uint32_t number, const TreeNode& node);
   void CheckMissing(const Key& key);
   void CheckFreeList(std::uint32_t head, bool data_list);
@@ -167,7 +171,8 @@ void Checker::ScanData() {
   std::vector<Byte> slots(at_once * slot);
   for (std::uint64_t first = 1; first <= count; first += at_once) {
     const std::uint64_t wanted = std::min<std::uint64_t>(at_once, count - first + 1);
-    const std::size_t got = data_.ReadAt((first - 1) * slot, slots.data(), wanted * slot) / slot;
+    const std::size_t got =
+        data_.ReadAt(header_.slot_offset(first), slots.data(), wanted * slot) / slot;
     for (std::size_t i = 0; i < got; ++i) {
       const Byte status = slots[i * slot + header_.record_length];
       const auto number = static_cast<std::uint32_t>(first + i);
@@ -177,7 +182,7 @@ void Checker::ScanData() {
       } else if (status == layout::slot::kDeleted) {
         ++report_.deleted_records;
       } else {
-        report_.AddDataFault(number, (first + i - 1) * slot + header_.record_length,
+        report_.AddDataFault(number, header_.slot_offset(number) + header_.record_length,
                              "its status byte is " + Number(status));
       }
     }
@@ -268,6 +273,14 @@ void Checker::CheckOrder(const Key& key, std::uint32_t number, const TreeNode& n
   }
 }
 
+// Makes the key of a record, as the data file has it, in key_. False when it cannot be read.
+bool Checker::ReadKeyOf(std::uint32_t number, const Key& key) {
+  const std::uint64_t at = header_.slot_offset(number);
+  if (data_.ReadAt(at, record_.data(), record_.size()) < record_.size()) return false;
+  MakeKey(key, record_.data(), key_.data());
+  return true;
+}
+
 void Checker::CheckLeaf(const Key& key, std::uint32_t number, const TreeNode& node) {
   for (std::size_t i = 0; i < node.entries.size(); ++i) {
     const Entry& entry = node.entries[i];
@@ -290,9 +303,7 @@ void Checker::CheckLeaf(const Key& key, std::uint32_t number, const TreeNode& no
       fault("is deleted");
       continue;
     }
-    const std::uint64_t at = (std::uint64_t{entry.pointer} - 1) * header_.slot_length();
-    if (data_.ReadAt(at, record_.data(), record_.size()) < record_.size()) continue;
-    MakeKey(key, record_.data(), key_.data());
+    if (!ReadKeyOf(entry.pointer, key)) continue;
     if (!std::equal(key_.begin(), key_.end(), node.key_of(i, key))) fault("has another key");
     if (IsNullKey(key, key_.data())) fault("has a null key");
   }
@@ -303,11 +314,8 @@ void Checker::CheckMissing(const Key& key) {
   if (header_.record_length == 0) return;
   for (std::uint32_t number = 1; number < states_.size(); ++number) {
     if ((states_[number] & (kLive | kSeen)) != kLive) continue;
-    const std::uint64_t at = (std::uint64_t{number} - 1) * header_.slot_length();
-    if (data_.ReadAt(at, record_.data(), record_.size()) < record_.size()) continue;
-    MakeKey(key, record_.data(), key_.data());
-    if (!IsNullKey(key, key_.data()))
-      report_.AddDataFault(number, at,
+    if (ReadKeyOf(number, key) && !IsNullKey(key, key_.data()))
+      report_.AddDataFault(number, header_.slot_offset(number),
                            "it is missing in the index with root node " + Number(key.root));
   }
 }
@@ -322,10 +330,7 @@ void Checker::CheckFreeList(std::uint32_t head, bool data_list) {
   for (std::uint32_t node = head; node != 0;) {
     if (!Claim(node, Owner::kFreeList, from, offset)) return;
     if (!ReadNode(index_, header_, node, bytes)) return;
-    const std::size_t mark = header_.node_size - layout::kMarkFromEnd;
-    if (!std::equal(layout::kFreeNodeMark.begin(), layout::kFreeNodeMark.end(),
-                    bytes.begin() + static_cast<long>(mark)))
-      report_.AddIndexFault(node, mark, "it is not marked as a free-list node");
+    CheckMark(header_, node, bytes, layout::kFreeNodeMark, "a free-list node", report_);
     const std::size_t used = LoadBig<std::uint16_t>(&bytes[f::kUsed]);
     if (used < f::kFirst || used > header_.limit() || (used - f::kFirst) % f::kNumberWidth != 0) {
       report_.AddIndexFault(node, f::kUsed, "its used count is impossible: " + Number(used));
@@ -372,73 +377,12 @@ void Checker::CheckAccount() {
   if (header_.record_length == 0) return;  // a record whose keys are all null is nowhere
   for (std::uint32_t number = 1; number < states_.size(); ++number)
     if ((states_[number] & (kLive | kListed)) == 0)
-      report_.AddDataFault(number, (std::uint64_t{number} - 1) * header_.slot_length(),
+      report_.AddDataFault(number, header_.slot_offset(number),
                            "its number is lost: deleted and not free");
 }
 
 }  // namespace
 
 void CheckFile(const FileNames& names, Report& report) { Checker(names, report).Run(); }
-
-bool ReadKeys(const ReadFile& index, Header& header, Report& report,
-              std::vector<std::uint32_t>* owners) {
-  namespace n = layout::key_node;
-  std::vector<Byte> bytes;
-  std::vector<std::uint32_t> chain;
-  std::uint32_t from = layout::kDictionaryNode;
-  std::uint64_t offset = layout::dictionary::kKeyNode;
-  for (std::uint32_t node = header.key_node; node != 0;) {
-    if (std::find(chain.begin(), chain.end(), node) != chain.end() ||
-        !ReadNode(index, header, node, bytes)) {
-      report.AddIndexFault(from, offset,
-                           "the key descriptions do not go on at node " + Number(node));
-      break;
-    }
-    chain.push_back(node);
-    const std::size_t mark = header.node_size - layout::kMarkFromEnd;
-    if (!std::equal(layout::kKeyNodeMark.begin(), layout::kKeyNodeMark.end(),
-                    bytes.begin() + static_cast<long>(mark)))
-      report.AddIndexFault(node, mark, "it is not marked as a key-description node");
-    const std::size_t used = LoadBig<std::uint16_t>(&bytes[n::kUsed]);
-    if (used < n::kFirst || used > header.limit()) {
-      report.AddIndexFault(node, n::kUsed, "its used count is impossible: " + Number(used));
-      break;
-    }
-    for (std::size_t at = n::kFirst; at < used;) {
-      const std::size_t length = LoadBig<std::uint16_t>(&bytes[at]);
-      std::string why = "a key entry of " + Number(length) + " bytes";
-      std::optional<Key> key;
-      if (length >= layout::key_entry::kNoPartsLeast && at + length <= used)
-        key = ParseKeyEntry(&bytes[at], length, header.record_length, why);
-      if (!key) {
-        report.AddIndexFault(node, at, why);
-        break;
-      }
-      header.keys.push_back(*std::move(key));
-      at += length;
-    }
-    from = node;
-    offset = n::kNext;
-    node = LoadBig<std::uint32_t>(&bytes[n::kNext]);
-  }
-  if (owners != nullptr) *owners = std::move(chain);
-  if (header.keys.size() == header.key_count) return true;
-  report.AddIndexFault(layout::kDictionaryNode, layout::dictionary::kKeyCount,
-                       "it counts " + Number(header.key_count) + " keys, " +
-                           Number(header.keys.size()) + " are described");
-  return false;
-}
-
-std::string DescribeKey(const Key& key) {
-  if (key.parts.empty()) return "none";
-  std::string text;
-  for (const KeyPart& part : key.parts)
-    text += (text.empty() ? "" : ", ") + Number(part.length) +
-            (text.empty() ? " bytes at " : " at ") + Number(part.start) +
-            (part.descending ? " descending" : "");
-  text += key.has(kDuplicates) ? ", duplicates" : ", unique";
-  if (key.is_compressed()) text += ", compressed";
-  return text;
-}
 
 }  // namespace isamck

@@ -176,8 +176,8 @@ std::optional<Key> ParseKeyEntry(const Byte* entry, std::size_t length, std::siz
 bool ReadNode(const ReadFile& index, const Header& header, std::uint32_t number,
               std::vector<Byte>& node) {
   node.resize(header.node_size);
-  const std::uint64_t offset = (std::uint64_t{number} - 1) * header.node_size;
-  return number >= 1 && index.ReadAt(offset, node.data(), node.size()) == node.size();
+  return number >= 1 &&
+         index.ReadAt(header.node_offset(number), node.data(), node.size()) == node.size();
 }
 
 }  // namespace isamck

@@ -98,6 +98,13 @@ struct Header {
   std::vector<Key> keys;
 
   [[nodiscard]] std::size_t slot_length() const;
+  // Where the slot of a record lies in the data file, and a node in the index file.
+  [[nodiscard]] std::uint64_t slot_offset(std::uint64_t record) const {
+    return (record - 1) * slot_length();
+  }
+  [[nodiscard]] std::uint64_t node_offset(std::uint32_t node) const {
+    return (std::uint64_t{node} - 1) * node_size;
+  }
   // Entries end before this offset of a node.
   [[nodiscard]] std::size_t limit() const { return node_size - isam::layout::kNodeTail; }
   // Bytes of the duplicate counter in the entries of a key's index.

@@ -7,8 +7,8 @@
 #include <cstring>
 #include <limits>
 
-#include "check.h"
 #include "datarep/sorter.h"
+#include "key_chain.h"
 #include "key_order.h"
 #include "locks.h"
 #include "new_index.h"
@@ -119,7 +119,7 @@ int Rebuilder::OpenData() {
   std::vector<Byte> bytes(slot);
   std::uint32_t high = static_cast<std::uint32_t>(std::min<std::uint64_t>(old_.high_record, slots));
   for (std::uint32_t number = 1; number <= slots; ++number) {
-    if (data_.ReadAt((number - 1) * slot, bytes.data(), slot) < slot)
+    if (data_.ReadAt(header_.slot_offset(number), bytes.data(), slot) < slot)
       return Complain(names_.data, "it cannot be read at record " + std::to_string(number));
     live_[number] = bytes[header_.record_length] == layout::slot::kLive;
     if (live_[number]) ++live_count_;
@@ -168,7 +168,7 @@ bool Rebuilder::CollectEntries(const Key& key, tolvane::Sorter& sorter,
   std::vector<Byte> record(header_.record_length), item(key.length + 8);
   for (std::uint32_t number = 1; number < live_.size(); ++number) {
     if (!live_[number]) continue;
-    const std::uint64_t at = (std::uint64_t{number} - 1) * header_.slot_length();
+    const std::uint64_t at = header_.slot_offset(number);
     if (data_.ReadAt(at, record.data(), record.size()) < record.size()) return false;
     MakeKey(key, record.data(), item.data());
     if (IsNullKey(key, item.data())) continue;

@@ -3,7 +3,6 @@
 // on the medium, or not at all.
 #pragma once
 
-#include <string>
 #include <vector>
 
 #include "index_file.h"
