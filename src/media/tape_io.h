@@ -52,7 +52,6 @@ inline constexpr std::size_t kDescriptorWidth = 4;
 struct TapeIo {
   std::int32_t block_size = 0;   // bytes of a block (fixed), of the last block read (variable)
   std::int32_t record_size = 0;  // bytes of a record (fixed), last descriptor's length (variable)
-  std::int32_t tape_marks = 0;   // tape marks met
   std::int64_t blocks_read = 0;
   std::int64_t counted_from = 0;  // ... before those that the volume's trailer label counts
   std::int64_t bytes_read = 0;    // of a file of fixed blocks
