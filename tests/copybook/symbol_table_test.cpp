@@ -60,8 +60,8 @@ TEST(TableIndex, GivesEveryOccurrenceItsOffsets) {
   EXPECT_EQ(index.Count(), 6);
   std::string seen;
   do {
-    seen += std::to_string(index.CalcIdxOffset()) + "/" +
-            std::to_string(index.CalcIdxAuxOffset()) + " ";
+    seen += std::to_string(index.CalcIdxOffset()) + "/" + std::to_string(index.CalcIdxAuxOffset()) +
+            " ";
   } while (index.CalcNextIdx());
   EXPECT_EQ(seen, "2/3 3/5 4/7 6/11 7/13 8/15 ");
   EXPECT_EQ(index.CalcIdxOffset(), 2);
