@@ -77,14 +77,15 @@ int Main(int argc, char** argv) {
     usage();
     return 0;
   }
-  const ParseResult first = ParseCommandLine(argc, argv, true);
+  SetDefaultValues(argv);
+  const ParseResult first = ParseCommandLine(argc, argv);
   if (first != ParseResult::kGoOn) return first == ParseResult::kHelp ? 0 : kRejected;
   if (opt.sw_report_sum == 0 && opt.sw_status == 0) PrintBanner();
   if (opt.optionsFileFlag != 0) {
     if (ParseOptionsFile(opt.optFileName) == 0) return kRejected;
     opt.nPrimeKeyNo = std::max(opt.nPrimeKeyNo, 1);
   }
-  const ParseResult second = ParseCommandLine(argc, argv, false);
+  const ParseResult second = ParseCommandLine(argc, argv);
   if (second != ParseResult::kGoOn) return second == ParseResult::kHelp ? 0 : kRejected;
   if (SettleLateOptions() == 0) return kRejected;
   WarnOfUnreadArguments(argc, argv);

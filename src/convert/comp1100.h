@@ -18,8 +18,9 @@ struct Comp1100 {
 };
 [[nodiscard]] Comp1100 Comp1100Of(int digits);
 
-// Converts one field. False when the value does not fit; its low-order bytes are stored then. Sizes
-// that no field has do not fit either, and nothing is read or stored.
+// Converts one field of field.quarters quarter-words at `from` into field.bytes bytes at `to`.
+// False when the value does not fit; its low-order bytes are stored then. Sizes that no field has
+// do not fit either, and nothing is read or stored.
 [[nodiscard]] bool process1100Comp(Comp1100 field, bool is_signed, const std::uint16_t* from,
                                    Byte* to);
 // The other way. False, and nothing is stored, when the value does not fit.

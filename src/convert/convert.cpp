@@ -276,7 +276,7 @@ std::int64_t RecordConverter::ConvertUnmasked(std::span<const Byte> record, Byte
 }
 
 // A negative overpunched last digit behind another digit, as RELAXED SIGNED takes it.
-bool RecordConverter::IsOverpunched(std::span<const Byte> record, std::size_t i) const {
+bool RecordConverter::IsNegativeDigit(std::span<const Byte> record, std::size_t i) const {
   if (opt.sw_relaxed_sign == 0 || opt.sw_interchange != 0 || i == 0) return false;
   const Byte zone = record[i] & kZoneMask;
   if (sw_a2e_)
@@ -290,7 +290,7 @@ bool RecordConverter::ConvertByteByByte(std::span<const Byte> record, Byte* out)
   const bool rewrites_sign = sw_a2e_ || opt.sw_mf != 0 || opt.sw_mbp != 0;
   const Byte negative_zone = sw_a2e_ ? kEbcdicNegative : NegativeZoneOfTarget();
   for (std::size_t i = 0; i < record.size(); ++i) {
-    if (rewrites_sign && IsOverpunched(record, i)) {
+    if (rewrites_sign && IsNegativeDigit(record, i)) {
       out[i] = WithZone(record[i], negative_zone);
     } else if (refused_[record[i]] != 0 && opt.sw_relaxed_fill == 0) {
       WriteErrorMessageOnBinaryData(record, i);

@@ -71,7 +71,7 @@ class RecordConverter {
 
   [[nodiscard]] std::int64_t ConvertUnmasked(std::span<const Byte> record, Byte* out) const;
   [[nodiscard]] bool ConvertByteByByte(std::span<const Byte> record, Byte* out) const;
-  [[nodiscard]] bool IsOverpunched(std::span<const Byte> record, std::size_t i) const;
+  [[nodiscard]] bool IsNegativeDigit(std::span<const Byte> record, std::size_t i) const;
   void Run(const std::vector<Op>& ops, std::span<const Byte> record, Byte* out) const;
   void RunField(const Op& op, std::span<const Byte> record, Byte* out) const;
   void RunFloat(const Op& op, std::span<const Byte> record, Byte* out) const;

@@ -11,7 +11,7 @@ namespace tolvane {
 // it could not be opened.
 [[nodiscard]] int SearchCopyBookForBinaryFields(const std::string& path, bool summary);
 
-// Binary, floating-point, packed and signed unpacked fields.
+// Whether it is such a field: binary, floating-point, packed or signed unpacked.
 [[nodiscard]] bool IsFieldOfInterest(const copybook::Field& field);
 
 }  // namespace tolvane

@@ -31,10 +31,12 @@ struct CopybookReader {
 // copybooks, in upper or lower case; `path` becomes the name found. False when there is none.
 [[nodiscard]] bool OpenCopybook(std::string& path, std::string& text);
 
-// 8-bit data; 36-bit data when the backup is in SDF or COPYG form.
+// How the compiler is to lay fields out, by the options as they stand: 8-bit data, or 36-bit data
+// when the backup is in SDF or COPYG form; what becomes of bit fields.
 [[nodiscard]] copybook::Settings CopybookSettings();
 
-// What the layout and the mask list of a copybook follow from.
+// What the layout and the mask list of a copybook follow from, so that an option that comes after
+// it and would have made another list can be told.
 struct CopybookBasis {
   std::vector<std::string> rawfield;
   Switch sw_sdf, bCopyGFlag, sw_interchange, sw_mf, sw_mbp, sw_1toX, sw_truncate1;

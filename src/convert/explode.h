@@ -23,7 +23,7 @@ void WarnOfUnequalGroups();
 [[nodiscard]] bool HasSignBehind(const MaskItem& item);
 
 // Explodes one occurrence into `out`, of ExplodedWidth bytes. With `ebcdic` the record is EBCDIC.
-// False when a packed field was neither a number nor blank.
+// False when a packed field was neither a number nor blank; what it holds is exploded all the same.
 bool ExplodeField(std::span<const Byte> field, const MaskItem& item, bool ebcdic,
                   std::span<Byte> out);
 

@@ -18,10 +18,6 @@ char SignedUnpackedType() {
   return opt.sw_mf != 0 ? mask_type::kMfUnpacked : '\0';
 }
 
-bool HasOverpunch(const Field& field) {
-  return field.usage == 'D' && field.is_signed && !field.sign_separate;
-}
-
 // Whether conversion treats the field as text.
 bool IsPlain(const Field& field) {
   return field.filler || (opt.sw_interchange != 0 && field.usage != 'D');
@@ -42,7 +38,7 @@ char MaskTypeOf(const Field& field) {
     case 'R':
       return mask_type::kFloat;
     case 'D':
-      if (HasOverpunch(field)) return SignedUnpackedType();
+      if (field.HasOverpunch()) return SignedUnpackedType();
       return field.is_signed ? '\0' : mask_type::kUnsigned;  // a sign of its own is text
     default:
       return 0;
@@ -57,7 +53,7 @@ bool IsRawField(const Field& field) {
   });
 }
 
-bool NeedsCompiler(const Field& field) { return !IsPlain(field) && HasOverpunch(field); }
+bool NeedsCompiler(const Field& field) { return !IsPlain(field) && field.HasOverpunch(); }
 
 MaskItem MaskItemOf(const Field& field) { return MaskItemOf(field, MaskTypeOf(field)); }
 

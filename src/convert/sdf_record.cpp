@@ -165,15 +165,15 @@ bool SdfConverter::AddField(const MaskItem& item, Op op, Place& at, std::vector<
 
 // A bit field, and the unnamed bits before it.
 bool SdfConverter::AddBits(Op op, Place& at, std::vector<Op>& ops) const {
-  const auto bits_to = [](std::size_t from, unsigned from_bit, std::size_t to, unsigned to_bit,
-                          unsigned unit) {
-    return static_cast<std::int64_t>(to * unit + to_bit) -
-           static_cast<std::int64_t>(from * unit + from_bit);
+  const auto source_bit = [](const auto& place) {
+    return static_cast<std::int64_t>(place.source * kQuarterBits + place.bit);
   };
-  const std::int64_t gap = bits_to(at.source, at.bit, op.source, op.bit, kQuarterBits);
-  const std::int64_t target_gap =
-      bits_to_characters_ ? bits_to(at.target, 0, op.target, 0, 1)
-                          : bits_to(at.target, at.target_bit, op.target, op.target_bit, kByteBits);
+  const auto target_bit = [this](const auto& place) {
+    return static_cast<std::int64_t>(
+        bits_to_characters_ ? place.target : place.target * kByteBits + place.target_bit);
+  };
+  const std::int64_t gap = source_bit(op) - source_bit(at);
+  const std::int64_t target_gap = target_bit(op) - target_bit(at);
   if (gap >= 0 && gap == target_gap) {
     op.source = at.source;
     op.bit = at.bit;

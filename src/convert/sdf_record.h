@@ -31,11 +31,12 @@ class SdfConverter {
 
   // The most bytes that the conversion of so many quarter-words writes.
   [[nodiscard]] std::size_t MostBytes(std::size_t quarters) const;
-  // Converts a record into `out` and returns its length. What a short record does not hold of its
-  // fields is spaces.
+  // Converts a record into `out`, which has room for MostBytes of its size, and returns the length
+  // of what it becomes. What a short record does not hold of its fields is spaces.
   std::size_t ConvertSdfRec(std::span<const std::uint16_t> record, Byte* out);
 
-  // The other way, for a backup. False after a message when a value does not fit its field.
+  // The other way, for a backup: `out` becomes the quarter-words of the record, by the fields that
+  // always apply. False after a message when a value does not fit its field.
   [[nodiscard]] bool ConvertToSdf(std::span<const Byte> record, std::vector<std::uint16_t>& out);
 
   // Values that were cut on the way to bytes.

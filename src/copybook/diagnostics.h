@@ -45,12 +45,17 @@ class Diagnostics {
  public:
   using Sink = std::function<void(const Diagnostic&)>;
 
+  // Without a sink diagnostics are only counted.
   explicit Diagnostics(Sink sink = {}) : sink_(std::move(sink)) {}
 
+  // The number by which places of that file name it. A file that is read twice has two.
   std::uint32_t AddFile(std::string name);
   [[nodiscard]] const std::vector<std::string>& files() const { return files_; }
+  // Empty for the place of no file.
   [[nodiscard]] std::string FileOf(const Place& place) const;
 
+  // `expected` is the whole message ("expected a full stop"); `found` is the word that stood there,
+  // made readable and cut. Warnings beyond kMaxErrors are counted and not reported.
   void Error(const Place& place, std::string_view expected, std::string_view found = {});
   void Warning(const Place& place, std::string_view expected, std::string_view found = {});
 

@@ -39,7 +39,7 @@ struct Subscript {
 };
 
 struct Identifier {
-  const Field* field = nullptr;
+  const Field* field = nullptr;    // of the table; never null in a tree that getExpr gave
   std::vector<std::string> names;  // the name and its qualifiers
   std::vector<Subscript> subscripts;
   bool reference_modified = false;
@@ -52,15 +52,17 @@ struct Expression {
   std::unique_ptr<Expression> left, right;  // kBinary
   Identifier identifier;
   Literal literal;
-  Place place;
+  Place place;  // of its first token; abbreviated conditions share that of their subject
 };
 
 class ExpressionParser {
  public:
+  // All three must outlive the parser; the trees point into the table.
   ExpressionParser(Lexer& lexer, const SymbolTable& table, Diagnostics& diagnostics)
       : lexer_(lexer), table_(table), diagnostics_(diagnostics) {}
 
-  // The expression that the next token begins.
+  // The expression that the next token begins; null after an error, which has been reported. What
+  // follows the expression is the lexer's next token.
   [[nodiscard]] std::unique_ptr<Expression> getExpr();
 
  private:

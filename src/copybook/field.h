@@ -114,6 +114,9 @@ struct Field {
 
   [[nodiscard]] bool IsGroup() const { return first_child != nullptr; }
   [[nodiscard]] bool IsStandalone() const { return level == 77; }
+  [[nodiscard]] bool IsPacked() const { return usage == 'P' || usage == 'S'; }
+  // Whether it carries its sign in the zone of its first or last digit.
+  [[nodiscard]] bool HasOverpunch() const { return usage == 'D' && is_signed && !sign_separate; }
   // Whether it is a part of a record, and no other name for some.
   [[nodiscard]] bool IsInRecord() const { return level != 66 && !IsStandalone(); }
 };

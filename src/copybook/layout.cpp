@@ -122,6 +122,7 @@ class Layout {
     return alignment;
   }
 
+  // What the item has from the groups above, and what those below it have from it.
   Inherited TakeOver(Field& field, const Inherited& above) {
     if (field.kind != Usage::kNone && above.usage != Usage::kNone && field.kind != above.usage)
       Fail(field.source.usage.begin, "expected the usage of the group");
@@ -141,6 +142,7 @@ class Layout {
     return below;
   }
 
+  // Both lay an item out from `at`, which then stands behind it, and return its alignment.
   std::int64_t LayGroup(Field& field, const Inherited& below, Position& at) {
     Align(at);
     SetBegin(field, at);
@@ -207,6 +209,7 @@ class Layout {
     return alignment;
   }
 
+  // Bits begin where the last ones ended, in the auxiliary record too while they stay bits there.
   void LayBits(Field& field, Position& at) {
     if (field.synchronized) Align(at);
     if (!settings_.bit_to_byte) at.aux.Align();
@@ -235,6 +238,7 @@ class Layout {
     }
   }
 
+  // Of a synchronized item, in bytes of the source record.
   std::int64_t Alignment(const Field& field) const {
     constexpr std::uint64_t kWord = 4;
     if (field.usage == 'R' && field.length == 8 && settings_.bits_per_byte == 8) return 8;
@@ -243,6 +247,7 @@ class Layout {
         std::min(kWord, std::bit_ceil(static_cast<std::uint64_t>(field.length))));
   }
 
+  // Of an item of whole bytes; one without digits keeps its length.
   std::int64_t AuxLength(const Field& field) const {
     if (!settings_.keep_aux_locations || field.usage != 'B') return field.length;
     return field.digits > 0 ? kBinarySizes8[static_cast<std::size_t>(field.digits)] : field.length;
@@ -355,6 +360,7 @@ class Layout {
     return true;
   }
 
+  // Warns of a VALUE that is of another class than the picture.
   void CheckValue(const Field& field) {
     if (!settings_.warn_literal_types || field.values.empty()) return;
     const Literal& value = field.values.front().from;

@@ -67,10 +67,13 @@ class Lexer {
 
   // Begins with a file; false when it cannot be opened.
   [[nodiscard]] bool InitLex(const std::string& name, Reading reading);
+  // Drops all text; the next token is the end.
   void CloseLex();
   // Whether data names may hold a placeholder (Settings::prefix).
   void AllowPlaceholders(bool allow) { placeholders_ = allow; }
 
+  // Each moves on and returns token(), a place of the lexer's own that the next call overwrites. At
+  // the end of a copied text the one around it goes on.
   const Token& GetToken();
   // The next word up to a blank, or the next string: paths and file names.
   const Token& GetPath();
@@ -79,6 +82,7 @@ class Lexer {
   // Either ==pseudo-text== or one token with its quotes, as kWord; false at the end or when the
   // pseudo-text is not closed.
   [[nodiscard]] bool GetReplacingOperand();
+  // Makes the current token the next one; it stays the current one too. Twice is once.
   void UngetToken();
   // Whether the current token has been put back.
   [[nodiscard]] bool IsPutBack() const { return put_back_; }

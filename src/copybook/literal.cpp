@@ -56,6 +56,25 @@ bool Join(const Token& token, Diagnostics& diagnostics, Literal& literal) {
   return true;
 }
 
+// All that '&' joins to the literal that is the current token.
+bool JoinParts(Lexer& lexer, Diagnostics& diagnostics, Literal& literal) {
+  while (lexer.FollowedBy("&")) {
+    lexer.GetToken();
+    const Token& part = lexer.GetToken();
+    if (!IsAlpha(part)) {
+      diagnostics.Error(part.span.begin, "expected a literal after '&'", part.text);
+      return false;
+    }
+    if (!CheckDigits(part, diagnostics) || !Join(part, diagnostics, literal)) return false;
+  }
+  return true;
+}
+
+// The character of a figurative constant; empty when the token is none.
+std::string_view FigurativeOf(const Token& token) {
+  return token.kind == TokenKind::kWord ? FigurativeConstant(token.text) : std::string_view();
+}
+
 }  // namespace
 
 std::string HexBytes(std::string_view digits) {
@@ -69,7 +88,7 @@ std::string HexBytes(std::string_view digits) {
 bool AtLiteral(const Lexer& lexer) {
   const Token& token = lexer.token();
   return token.IsLiteral() || token.Is("+") || token.Is("-") || token.Is("ALL") ||
-         (token.kind == TokenKind::kWord && !FigurativeConstant(token.text).empty());
+         !FigurativeOf(token).empty();
 }
 
 bool ReadLiteral(Lexer& lexer, Diagnostics& diagnostics, Literal& literal) {
@@ -87,9 +106,7 @@ bool ReadLiteral(Lexer& lexer, Diagnostics& diagnostics, Literal& literal) {
     lexer.GetToken();
   }
   const Token& token = lexer.token();
-  const std::string_view character =
-      token.kind == TokenKind::kWord ? FigurativeConstant(token.text) : std::string_view();
-  if (!character.empty()) {
+  if (const std::string_view character = FigurativeOf(token); !character.empty()) {
     literal.kind = character == "0" ? 'N' : 'S';
     literal.all = literal.figurative = true;
     literal.text = character;
@@ -102,15 +119,7 @@ bool ReadLiteral(Lexer& lexer, Diagnostics& diagnostics, Literal& literal) {
   if (!CheckDigits(token, diagnostics)) return false;
   literal.kind = static_cast<char>(token.kind);
   literal.text = token.text;
-  while (lexer.FollowedBy("&")) {
-    lexer.GetToken();
-    if (!IsAlpha(lexer.GetToken())) {
-      diagnostics.Error(token.span.begin, "expected a literal after '&'", token.text);
-      return false;
-    }
-    if (!CheckDigits(token, diagnostics) || !Join(token, diagnostics, literal)) return false;
-  }
-  return true;
+  return JoinParts(lexer, diagnostics, literal);
 }
 
 }  // namespace tolvane::copybook

@@ -37,7 +37,8 @@ struct PictureError {
   std::string_view expected;
 };
 
-// False with `error` set when the picture is wrong.
+// `text` is the picture as written, at most kMaxPictureText characters. False with `error` set, and
+// `picture` in no certain state, when it is wrong.
 [[nodiscard]] bool AnalyzePicture(std::string_view text, const Settings& settings, Picture& picture,
                                   PictureError& error);
 

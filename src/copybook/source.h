@@ -38,6 +38,7 @@ class SourceText {
   SourceText(std::string_view raw, std::size_t begin, const Place& start, Reading reading);
 
   [[nodiscard]] const std::string& text() const { return text_; }
+  // Where a byte of text(), or its end, stands in the file.
   [[nodiscard]] Place PlaceAt(std::size_t offset) const;
 
   // Adds bytes that all stand on one line, from `place` on.

@@ -40,10 +40,12 @@ class SymbolTable {
   SymbolTable& operator=(SymbolTable&&) = default;
 
   [[nodiscard]] const std::vector<RecordDescription>& records() const { return records_; }
+  // The first field of the source order, which goes on by Field::next; null in an empty table.
   [[nodiscard]] const Field* First() const { return first_; }
   [[nodiscard]] const std::vector<Field*>& renames() const { return renames_; }
   // All fields by number, level 66 included.
   [[nodiscard]] std::size_t size() const { return fields_.size(); }
+  // Null for a number that no field has.
   [[nodiscard]] const Field* GetSymNum(std::size_t number) const;
   // Names of the files that places refer to.
   [[nodiscard]] const std::vector<std::string>& files() const { return files_; }
@@ -63,6 +65,7 @@ class SymbolTable {
   // Hangs data of the caller's on a field of this table; what hung there before is destroyed.
   void Attach(const Field& field, std::unique_ptr<Attachment> attachment);
 
+  // The table as text with a check sum, the same for the same table.
   [[nodiscard]] std::string Save() const;
   // False when `bytes` is no saved table; the table is then empty.
   [[nodiscard]] bool Load(std::string_view bytes);

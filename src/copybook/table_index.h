@@ -27,14 +27,13 @@ class TableIndex {
   // of them does not suit the field, and the index stays where it was.
   [[nodiscard]] bool SetSubscripts(std::span<const std::int64_t> subscripts);
 
+  // Where the occurrence lies, in the source record and in the auxiliary one. A bit field begins at
+  // Bit and AuxBit of its byte, 0 the most significant.
   [[nodiscard]] std::int64_t CalcIdxOffset() const { return source_.byte; }
   [[nodiscard]] std::int64_t CalcIdxAuxOffset() const { return aux_.byte; }
   [[nodiscard]] unsigned Bit() const { return source_.bit; }
   [[nodiscard]] unsigned AuxBit() const { return aux_.bit; }
-  // Subscripts of the occurrence, from 1, the outermost first.
-  [[nodiscard]] std::span<const std::int64_t> Subscripts() const {
-    return std::span(subscripts_).first(depth_);
-  }
+  // Of all subscripts together.
   [[nodiscard]] std::int64_t Count() const;
 
  private:

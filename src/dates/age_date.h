@@ -32,6 +32,7 @@ struct AgeEntry {
 // once for each.
 class DateAger {
  public:
+  // The entry must outlive the ager.
   explicit DateAger(const AgeEntry& entry);
 
   // Ages the field in place; its first bytes are the date, in ASCII. 1 when it was aged or

@@ -17,8 +17,9 @@ class RecordAger {
   // Both must outlive the ager. Warns of an entry that names no field of the list.
   RecordAger(const MaskList& items, const std::vector<AgeEntry>& entries);
 
-  // Copies the record to `out` and ages it there. 1, or 0 when a field could not be aged, after a
-  // message; the others are aged then.
+  // Copies the record to `out`, which has room for it, and ages it there. Fields behind a condition
+  // are aged only in records for which it holds, those beyond the end of a short record not at all.
+  // 1, or 0 when a field could not be aged, after a message; the others are aged then.
   int DoDateAgingOper(std::span<const Byte> record, Byte* out);
 
  private:

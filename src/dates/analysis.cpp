@@ -30,8 +30,8 @@ int DigitsOf(const Field& field) {
 
 bool IsCandidate(const Field& field) {
   if (field.IsGroup() || field.IsStandalone()) return false;
-  const bool suits = field.usage == 'D' || field.usage == 'P' || field.usage == 'S' ||
-                     field.usage == 'B' || field.usage == 'C';
+  const bool suits =
+      field.usage == 'D' || field.IsPacked() || field.usage == 'B' || field.usage == 'C';
   return suits && DigitsOf(field) >= kFewestDigits && DigitsOf(field) <= kMostDigits;
 }
 
@@ -83,7 +83,7 @@ Value TextValue(const Field& field, std::span<const Byte> bytes, bool ebcdic) {
 
 Value ValueOf(const Field& field, std::span<const Byte> bytes, bool ebcdic) {
   if (field.usage == 'B') return BinaryValue(field, bytes);
-  if (field.usage == 'P' || field.usage == 'S') return PackedValue(field, bytes);
+  if (field.IsPacked()) return PackedValue(field, bytes);
   return TextValue(field, bytes, ebcdic);
 }
 
@@ -143,8 +143,8 @@ void Analysis::Look(Entry& entry, std::span<const Byte> bytes, bool ebcdic) {
   const Value value = ValueOf(field, bytes, ebcdic);
   const auto count = [&entry](char kind) { ++entry.counts[static_cast<unsigned char>(kind)]; };
   if (!value.number) return count(value.mark);
-  const bool packed = field.usage == 'P' || field.usage == 'S';
-  for (const char kind : GuessLayouts(*value.number, DigitsOf(field), packed)) count(kind);
+  for (const char kind : GuessLayouts(*value.number, DigitsOf(field), field.IsPacked()))
+    count(kind);
   entry.least = entry.has_value ? std::min(entry.least, *value.number) : *value.number;
   entry.most = entry.has_value ? std::max(entry.most, *value.number) : *value.number;
   entry.has_value = true;

@@ -23,6 +23,7 @@ class Analysis {
   // no field of the copybook.
   [[nodiscard]] int BuildFieldTable(const copybook::SymbolTable& table,
                                     const std::vector<std::string>& named);
+  // Counts the values of a record's fields; those that a short record does not hold do not count.
   // `ebcdic`: the records are in EBCDIC.
   void AnalyseRecord(std::span<const Byte> record, bool ebcdic);
   // Writes "NAME.Y2KRPT"; 1, or 0 after a message. `dates_only` leaves out fields without a date

@@ -25,13 +25,7 @@ constexpr std::size_t kLongestDate = 8;
 constexpr std::size_t kYearWidth = 4;  // after the expansion
 constexpr const char* kDigits = "0123456789";
 
-bool IsNumberField(const Field& field) {
-  return field.usage == 'P' || field.usage == 'S' || field.usage == 'B';
-}
-
-bool HasOverpunch(const Field& field) {
-  return field.usage == 'D' && field.is_signed && !field.sign_separate;
-}
+bool IsNumberField(const Field& field) { return field.IsPacked() || field.usage == 'B'; }
 
 // Whether the last byte of an unpacked field is a digit with or without a sign in its zone.
 bool CarriesSign(Byte byte, bool ebcdic) {
@@ -186,7 +180,7 @@ int CheckField(const SymbolTable& table, const Field& field, const DateIsStateme
     return Refuse(statement, "its usage can hold no date.");
   if (field.IsGroup() && !IsPlainText(field))
     return Refuse(statement, "a group must hold nothing but characters and unsigned digits.");
-  if (HasOverpunch(field) && field.sign == SignPlace::kLeading)
+  if (field.HasOverpunch() && field.sign == SignPlace::kLeading)
     return Refuse(statement, "its sign is in its first digit.");
   if (!IsNumberField(field)) return 0;
   const auto is_number = [](const std::string& century) {
@@ -290,7 +284,7 @@ void DateExpander::WidenDisplay(const DateField& date, std::span<const Byte> byt
     for (char& c : text) c = static_cast<char>(ebc2asc[static_cast<Byte>(c)]);
   const std::size_t length = FindLayout(date.date->format)->length();
   std::string compared = text.substr(date.at, length);
-  if (HasOverpunch(*date.field) && date.at + length == bytes.size() &&
+  if (date.field->HasOverpunch() && date.at + length == bytes.size() &&
       CarriesSign(bytes.back(), ebcdic_))
     compared.back() = static_cast<char>((bytes.back() & kDigitMask) | kAsciiPositive);
   const DateWindow* const window = FindWindow(*date.date, compared, YearOf(*date.date, compared));

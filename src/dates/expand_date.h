@@ -9,9 +9,9 @@
 
 namespace tolvane {
 
-// Writes the widened date to `to` and returns its length, at most 8; 0, and nothing is written, for
-// a layout that is not widened. `century` is two characters (three for YMMDD), or a single fill
-// character that is repeated in its place.
+// Writes the widened date, in the character set of `date` and `century`, to `to` and returns its
+// length, at most 8; 0, and nothing is written, for a layout that is not widened. `century` is two
+// characters (three for YMMDD), or a single fill character that is repeated in its place.
 std::size_t ExpandDateField(std::span<const Byte> date, char layout, std::string_view century,
                             Byte* to);
 

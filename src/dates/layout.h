@@ -7,12 +7,13 @@
 
 namespace tolvane {
 
+// Characters of one part of a date.
 struct DatePart {
   std::uint8_t at = 0, width = 0;  // width 0: the layout has no such part
 };
 
 struct DateLayout {
-  char letter;
+  char letter;  // by which statements, counters and reports know it
   std::string_view name;
   DatePart year, month, day, day_of_year;
 

@@ -195,14 +195,12 @@ const Choice* FindChoice(std::span<const Choice> choices, const copybook::Token&
 
 // ---- tokens
 
-// Takes the next token if it is the word.
 bool Grammar::Accept(const char* word) {
   if (Next().Is(word)) return true;
   PutBack();
   return false;
 }
 
-// Takes the next token if it is the word and a path cannot go on with it: FILE, but not FILE.dat.
 bool Grammar::AcceptBeforePath(const char* word) {
   if (Next().Is(word)) {
     const char behind = reader_.lexer.CharBehind();
@@ -212,13 +210,11 @@ bool Grammar::AcceptBeforePath(const char* word) {
   return false;
 }
 
-// Passes over an optional IS and an optional =.
 void Grammar::ProcessIsEqual() {
   (void)Accept("IS");
   (void)Accept("=");
 }
 
-// The path behind an optional IS and an optional =; empty at the end of the file.
 std::string Grammar::NextPathValue() {
   (void)AcceptBeforePath("IS");
   (void)Accept("=");
@@ -230,7 +226,6 @@ const copybook::Token& Grammar::NextValue() {
   return Next();
 }
 
-// The text up to the next blank: names and paths. Empty at the end of the file.
 std::string Grammar::NextPath() {
   const copybook::Token& path = reader_.lexer.GetPath();
   return path.kind == TokenKind::kEnd ? std::string() : path.text;

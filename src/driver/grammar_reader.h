@@ -36,6 +36,7 @@ struct Choice {
 class Grammar {
  public:
   explicit Grammar(std::string name) : name_(std::move(name)) {}
+  // As the function of that name does; once.
   int ParseOptionsFile();
 
  private:
@@ -56,18 +57,27 @@ class Grammar {
   };
   static const SwitchStatement kSwitchStatements[];
 
+  // The statement that the current token begins.
   Outcome ReadStatement();
+  // What can only be judged when the file has been read, or what there is of it. 1, or 0 after a
+  // message.
   int EndOfReading();
+  // Looks up the fields that dates are read of. 1, or 0 after a message.
   int ResolveDates();
 
   // Tokens.
   const copybook::Token& token() const { return reader_.lexer.token(); }
   const copybook::Token& Next() { return reader_.lexer.GetToken(); }
   void PutBack() { reader_.lexer.UngetToken(); }
+  // Takes the next token if it is the word ...
   bool Accept(const char* word);
+  // ... and a path cannot go on with it: FILE, but not FILE.dat.
   bool AcceptBeforePath(const char* word);
+  // Passes over an optional IS and an optional =; NextValue takes the token behind them.
   void ProcessIsEqual();
   const copybook::Token& NextValue();
+  // The text up to the next blank, for names and paths; the same behind an optional IS and =. Empty
+  // at the end of the file.
   std::string NextPath();
   std::string NextPathValue();
   // Print an error; the result says what it means.

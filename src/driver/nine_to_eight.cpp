@@ -43,15 +43,18 @@ std::size_t UnpackBlock(std::span<const Byte> block, Byte* to) {
 
 bool IsPrintable(Byte c) { return c >= 32 && c <= 127; }
 
+// Drops the header that stands before the text of a file from its first block.
+void DropPrintHeader(std::vector<Byte>& text, std::size_t count) {
+  const std::size_t dropped = std::min(kPrintHeader, count);
+  std::copy(text.begin() + static_cast<std::ptrdiff_t>(dropped),
+            text.begin() + static_cast<std::ptrdiff_t>(count), text.begin());
+  std::fill(text.begin() + static_cast<std::ptrdiff_t>(count - dropped), text.end(), Byte{0});
+}
+
 // Rewrites `count` characters as print text. `text` holds the characters and reads as zero behind
 // them; `first` tells the first block of a file.
 std::vector<Byte> AsPrintText(std::vector<Byte>& text, std::size_t count, bool first) {
-  if (first) {
-    const std::size_t dropped = std::min(kPrintHeader, count);
-    std::copy(text.begin() + static_cast<std::ptrdiff_t>(dropped),
-              text.begin() + static_cast<std::ptrdiff_t>(count), text.begin());
-    std::fill(text.begin() + static_cast<std::ptrdiff_t>(count - dropped), text.end(), Byte{0});
-  }
+  if (first) DropPrintHeader(text, count);
   const auto at = [&text](std::size_t i) { return i < text.size() ? text[i] : Byte{0}; };
   const auto begins_page = [&](std::size_t i) {
     for (std::size_t k = 0; k < kNewPage.size(); ++k)

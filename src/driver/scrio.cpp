@@ -86,17 +86,20 @@ class CommandLine {
   std::size_t first_item_;
 };
 
+bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+bool IsSpace(char c) { return std::isspace(static_cast<unsigned char>(c)) != 0; }
+
 // A decimal number scanned from the front of `text`, which moves behind it: blanks, a sign, digits.
 // Nothing when there is none. Numbers beyond 32 bits come out as the next beyond.
 std::optional<std::int64_t> ScanNumber(const char*& text) {
   const char* c = text;
-  while (std::isspace(static_cast<unsigned char>(*c)) != 0) ++c;
+  while (IsSpace(*c)) ++c;
   const bool negative = *c == '-';
   if (*c == '-' || *c == '+') ++c;
-  if (*c < '0' || *c > '9') return std::nullopt;
+  if (!IsDigit(*c)) return std::nullopt;
   constexpr std::int64_t kBeyond = std::int64_t{1} << 32;
   std::int64_t value = 0;
-  for (; *c >= '0' && *c <= '9'; ++c) value = std::min(kBeyond, value * 10 + (*c - '0'));
+  for (; IsDigit(*c); ++c) value = std::min(kBeyond, value * 10 + (*c - '0'));
   text = c;
   return negative ? -value : value;
 }
@@ -227,14 +230,13 @@ bool CommandLine::TakeCondition(const char* argument) {
   if (SortMaskSegments(0) == 0) return false;
   const char* rest = argument;
   const auto position = ScanNumber(rest);
-  const auto is_space = [](char c) { return std::isspace(static_cast<unsigned char>(c)) != 0; };
-  while (is_space(*rest)) ++rest;
+  while (IsSpace(*rest)) ++rest;
   const std::string op = std::string(rest).substr(0, 2);
   rest += op.size();
-  while (is_space(*rest)) ++rest;
+  while (IsSpace(*rest)) ++rest;
   std::string value = rest;
-  while (!value.empty() && is_space(value.back())) value.pop_back();
-  const bool is_word = std::none_of(value.begin(), value.end(), is_space);
+  while (!value.empty() && IsSpace(value.back())) value.pop_back();
+  const bool is_word = std::none_of(value.begin(), value.end(), IsSpace);
   if (!is_word || !position || !FitsInt32(*position) || *position < 0 || !IsOperator(op) ||
       value.empty()) {
     PrintError("Invalid syntax for option -I\n");
@@ -270,6 +272,27 @@ bool CommandLine::TakeReport(std::string_view argument) {
   return true;
 }
 
+// "n,m": location and length, with any character between them.
+bool TakeKeyPosition(int number, const std::string& text) {
+  const char* rest = text.c_str();
+  const auto location = ScanNumber(rest);
+  if (*rest != '\0') ++rest;
+  const auto length = IsDigit(*rest) ? ScanNumber(rest) : std::nullopt;
+  if (!length) {
+    PrintError("Invalid length for key #%d\n", number);
+    return false;
+  }
+  if (!FitsInt32(*location) || !FitsInt32(*length)) {
+    PrintError("Location or length of key #%d is out of range: '%s'\n", number, text.c_str());
+    return false;
+  }
+  KeyEntry& key = KeyOf(number);
+  key.location = static_cast<std::int32_t>(*location);
+  key.length = static_cast<std::int32_t>(*length);
+  key.name.clear();
+  return true;
+}
+
 // "#:n,m" or "#:field".
 bool CommandLine::TakeKey(std::string_view argument) {
   const int number = argument.empty() ? 0 : argument[0] - '0';
@@ -284,28 +307,12 @@ bool CommandLine::TakeKey(std::string_view argument) {
   }
   lasting.nKeysNo = number;
   opt.nPrimeKeyNo = 1;
-  KeyEntry& key = KeyOf(number);
   const std::string text(argument.substr(2));
-  if (!text.empty() && std::isdigit(static_cast<unsigned char>(text[0])) != 0) {
-    const char* rest = text.c_str();
-    const auto location = ScanNumber(rest);
-    if (*rest != '\0') ++rest;
-    const bool has_length = std::isdigit(static_cast<unsigned char>(*rest)) != 0;
-    const auto length = has_length ? ScanNumber(rest) : std::nullopt;
-    if (!length) {
-      PrintError("Invalid length for key #%d\n", number);
-      return false;
-    }
-    if (!FitsInt32(*location) || !FitsInt32(*length)) {
-      PrintError("Location or length of key #%d is out of range: '%s'\n", number, text.c_str());
-      return false;
-    }
-    key.location = static_cast<std::int32_t>(*location);
-    key.length = static_cast<std::int32_t>(*length);
-    key.name.clear();
+  if (IsDigit(text.c_str()[0])) {
+    if (!TakeKeyPosition(number, text)) return false;
   } else {
     if (TooLong('k', text, kFieldNameWidth)) return false;
-    key.name = text;
+    KeyOf(number).name = text;
   }
   opt.sw_indexed = 1;
   opt.sw_relative = 0;
@@ -375,9 +382,8 @@ void SetDefaultValues(char** argv) {
   if (program.size() >= 7 && program.substr(4, 3) == "mbp") opt.sw_mbp = 1;
 }
 
-ParseResult ParseCommandLine(int argc, char** argv, bool reset) {
+ParseResult ParseCommandLine(int argc, char** argv) {
   TRACE_FRAME();
-  if (reset) SetDefaultValues(argv);
   return CommandLine(argc, argv).Parse();
 }
 

@@ -13,9 +13,9 @@ enum class ParseResult {
   kRejected,  // an option was refused, after its message
 };
 
-// Parses the options, with `reset` after SetDefaultValues. A second call goes on with the argument
-// after the last one that the first call took.
-[[nodiscard]] ParseResult ParseCommandLine(int argc, char** argv, bool reset);
+// Takes the options into the option set as they come. The call after one that has met -G goes on
+// behind it, so that those options prevail over the grammar file.
+[[nodiscard]] ParseResult ParseCommandLine(int argc, char** argv);
 
 // Warns of arguments that parsing did not reach: it stops at the first that is no option.
 void WarnOfUnreadArguments(int argc, char** argv);

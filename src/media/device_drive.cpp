@@ -34,7 +34,7 @@ class DeviceDrive : public Drive {
 
   Block ReadBlock(std::size_t most) override;
   Block ReadFixedBlock(std::size_t size) override;
-  bool WriteBlock(std::span<const Byte> block, bool is_label) override;
+  bool WriteBlock(std::span<const Byte> block) override;
   bool WriteMark() override { return ReopenPatiently(names_.path(), use_); }
   // A device that has only a rewinding name stays open: closing it would lose the place.
   bool Reopen() override { return !keeps_place() || ReopenPatiently(names_.path(), use_); }
@@ -114,7 +114,7 @@ Drive::Block DeviceDrive::ReadPart(std::size_t have, std::size_t most) {
   return {.error = error};
 }
 
-bool DeviceDrive::WriteBlock(std::span<const Byte> block, bool /*is_label*/) {
+bool DeviceDrive::WriteBlock(std::span<const Byte> block) {
   for (int retries = 0;;) {
     const ssize_t done = sys.write(fd_, block.data(), block.size());
     if (done == static_cast<ssize_t>(block.size())) return true;

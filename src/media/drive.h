@@ -41,7 +41,8 @@ class Drive {
 
   // False with errno set; ENOSPC at the end of the medium, when labels and marks still fit, EIO
   // behind what is lost.
-  [[nodiscard]] virtual bool WriteBlock(std::span<const Byte> block, bool is_label) = 0;
+  [[nodiscard]] virtual bool WriteBlock(std::span<const Byte> block) = 0;
+  [[nodiscard]] virtual bool WriteLabel(std::span<const Byte> label) { return WriteBlock(label); }
   [[nodiscard]] virtual bool WriteMark() = 0;
 
   // Closes and opens again, which on a device steps over a mark that was read.

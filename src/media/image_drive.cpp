@@ -57,7 +57,8 @@ class ImageDrive : public Drive {
 
   [[nodiscard]] bool Open();
   Block ReadBlock(std::size_t most) override;
-  bool WriteBlock(std::span<const Byte> block, bool is_label) override;
+  bool WriteBlock(std::span<const Byte> block) override;
+  bool WriteLabel(std::span<const Byte> label) override;
   bool WriteMark() override;
   bool Reopen() override { return true; }  // an image keeps its place
   bool Rewind() override { return use_ == DriveUse::kWrite || Open(); }
@@ -137,13 +138,19 @@ bool ImageDrive::IsWhole() const {
   return false;
 }
 
-bool ImageDrive::WriteBlock(std::span<const Byte> block, bool is_label) {
+bool ImageDrive::WriteBlock(std::span<const Byte> block) {
   if (!IsWhole()) return false;
-  if (!is_label && writer_->size() + block.size() > volume().capacity) {
+  if (writer_->size() + block.size() > volume().capacity) {
     errno = ENOSPC;
     return false;
   }
   writer_->WriteBlock(block);
+  return true;
+}
+
+bool ImageDrive::WriteLabel(std::span<const Byte> label) {
+  if (!IsWhole()) return false;
+  writer_->WriteBlock(label);
   return true;
 }
 

@@ -41,13 +41,16 @@ class InputStream {
     withheld_ = bytes;
     is_trailer_ = is_trailer;
   }
-  // Passes over bytes that Peek has shown.
+  // Passes over bytes that the last Peek has shown, at most as many. What it showed behind them
+  // stays valid until the next Peek.
   void Skip(std::size_t bytes) { start_ += bytes; }
 
+  // A file whose reads do not wait for anybody.
   [[nodiscard]] bool is_regular() const { return is_regular_; }
   // The error of the read that ended the stream; 0 at a plain end.
   [[nodiscard]] int error() const { return error_; }
 
+  // Called before each read of what is no regular file.
   BeforeWait before_wait = nullptr;
 
  private:

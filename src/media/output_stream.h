@@ -52,8 +52,10 @@ class OutputStream {
     if (have_ - start_ >= piece_limit_) Flush();
   }
 
+  // Sends out what is held back. Losses are reported and counted, which is not a failure here.
   void Flush();
-  // Flushes and closes. False with errno set when closing failed.
+  // Flushes and closes; nothing when it is closed already. False with errno set when closing
+  // failed.
   [[nodiscard]] bool Close();
 
   // Units that could not be written.

@@ -81,10 +81,11 @@ class SdfReader {
 
   // Reads the label; of an element file its first word only. False when the stream ends in it.
   [[nodiscard]] bool ReadLabel(SdfLabel& label);
-  // The next image; false at the end of the file.
+  // The next image that is no bypass image; false at the end of the file or after damage.
   [[nodiscard]] bool NextImage(SdfImage& image);
   // Appends the quarter-words of the image at hand. False after a message when it is cut.
   [[nodiscard]] bool Take(const SdfImage& image, std::vector<std::uint16_t>& to);
+  // Passes over it. Fails as Take does.
   [[nodiscard]] bool Pass(const SdfImage& image);
   // Appends the data image at hand and those joined to it; false after a message when one is cut or
   // they have more than `most_words` words.

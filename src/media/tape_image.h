@@ -58,6 +58,8 @@ class TapeImageReader {
 
   // False with errno set.
   [[nodiscard]] bool Open(const std::string& path);
+  // The next object; at the end of the file or medium kEnd, however often it is asked. An object
+  // that the file does not hold whole is damage, so that a declared length takes no memory.
   [[nodiscard]] TapeObject Next();
 
  private:
@@ -86,6 +88,7 @@ class TapeImageWriter {
 
   // Empties a file that exists. False with errno set.
   [[nodiscard]] bool Open(const std::string& path) { return stream_.Open(path); }
+  // Failures show in lost() and in Close. A block of .tap has at most 16,777,215 bytes.
   void WriteBlock(std::span<const Byte> block);
   void WriteMark();
   // False with errno set, or when an object could not be written (which has been reported).

@@ -103,7 +103,6 @@ std::size_t GetTapeBlock(TapeIo& tape) {
     ++tape.blocks_read;
     return tape.variable_blocked ? DropDescriptor(tape) : read.data.size();
   }
-  ++tape.tape_marks;
   TRACE_LINE("#tapein: tape mark %s tape\n", tape.variable_blocked ? "var" : "fix");
   if (tape.labelled && !tape.drive->Reopen()) {
     PrintError("Stepping over a tape mark of '%s': %s\n", tape.device.c_str(),

@@ -49,10 +49,11 @@ struct SdfVolume {
 // includes; so does each block.
 inline constexpr std::size_t kDescriptorWidth = 4;
 
+// A volume being read. Whoever opened it may settle its sizes before the first record (a user's
+// answer, an option that prevails over the label); the rest is for the reading operations.
 struct TapeIo {
   std::int32_t block_size = 0;   // bytes of a block (fixed), of the last block read (variable)
   std::int32_t record_size = 0;  // bytes of a record (fixed), last descriptor's length (variable)
-  std::int32_t tape_marks = 0;   // tape marks met
   std::int64_t blocks_read = 0;
   std::int64_t counted_from = 0;  // ... before those that the volume's trailer label counts
   std::int64_t bytes_read = 0;    // of a file of fixed blocks
@@ -78,7 +79,7 @@ struct TapeIo {
 
   std::unique_ptr<Drive> drive;  // a tape; null for a file
   DeviceNames names;
-  InputStream stream;                  // a file
+  InputStream stream;                  // a file; closed for a tape
   std::span<const Byte> block;         // what is left of the block at hand
   std::vector<Byte> assembled;         // a line padded, or a record put together from two blocks
   std::vector<Byte> rest;              // what a block left behind its last whole record
@@ -133,7 +134,9 @@ struct TapeInRequest {
 // Rewinds a device and closes. The destructor closes without rewinding.
 void closeTapeIn(TapeIo& tape);
 
-// Makes the next block or line the block at hand and returns its length; 0 at the end.
+// Makes the next block or line the block at hand and returns its length, without the descriptor of
+// a variable block; 0 at a tape mark and at the end, and after an error, which has been reported.
+// Of a file of fixed blocks as many whole records as are there come at once.
 std::size_t getBlk(TapeIo& tape);
 
 // One record handed out. `length` is the length in the record's descriptor: for variable records
@@ -143,7 +146,10 @@ struct TapeRecord {
   std::int32_t length = 0;
 };
 
-// The next record of any kind. A variable record of more than `capacity` data bytes is refused.
+// The next record of a kind that has no words, on the next volume when this one is at its end.
+// `data` is valid until the next call. A variable record of more than `capacity` data bytes is
+// refused with a message, as if the input ended; fixed records have tape.record_size bytes, the
+// last one fewer when the input ends inside it.
 [[nodiscard]] TapeRecord getTapeIn(TapeIo& tape, std::int32_t capacity);
 
 }  // namespace tolvane

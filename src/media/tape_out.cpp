@@ -37,7 +37,7 @@ BlockFormat FormatOf(const TapeOut& tape) {
 
 bool putLabel(TapeOut& tape, const Label& ebcdic) {
   const Label label = tape.copyg != nullptr ? InWords(ebcdic) : ebcdic;
-  if (tape.is_tape()) return tape.drive->WriteBlock(label, true);
+  if (tape.is_tape()) return tape.drive->WriteLabel(label);
   std::copy(label.begin(), label.end(), tape.stream.Room(label.size()));
   tape.stream.Commit(label.size());
   return true;
@@ -125,7 +125,7 @@ bool NextVolume(TapeOut& tape) {
 // False when the tape takes no more.
 bool WriteToTape(TapeOut& tape, std::span<const Byte> block) {
   for (bool tried = false;; tried = true) {
-    if (tape.drive->WriteBlock(block, false)) return true;
+    if (tape.drive->WriteBlock(block)) return true;
     const int error = errno;
     if (!tried && error == ENOSPC && tape.labelled && NextVolume(tape)) continue;
     if (LostBlocks(tape) == 0)
@@ -172,6 +172,23 @@ bool putBlk(TapeOut& tape) {
   return true;
 }
 
+// Opens the drive or the file. False after a message.
+bool OpenMedium(TapeOut& tape, const std::string& path) {
+  OpenedDrive opened = OpenDrive({.path = path, .use = DriveUse::kWrite});
+  tape.drive = std::move(opened.drive);
+  tape.device = opened.names.rewind;
+  if (opened.is_drive ? !tape.is_tape() : !tape.stream.Open(tape.device)) {
+    if (!tape.device.empty())
+      PrintOutput("Error %d '%s' opening %s\n", errno, std::strerror(errno), tape.device.c_str());
+    return false;
+  }
+  if (!tape.labelled || !tape.is_tape() || tape.drive->keeps_place()) return true;
+  PrintError(
+      "A labelled backup to '%s' needs the device's name that does not rewind, in ZORTAPENRWD.\n",
+      tape.device.c_str());
+  return false;
+}
+
 }  // namespace
 
 std::unique_ptr<TapeOut> openTapeOut(const TapeOutRequest& request) {
@@ -193,21 +210,7 @@ std::unique_ptr<TapeOut> openTapeOut(const TapeOutRequest& request) {
     if (!SizesFit(*tape)) return nullptr;
   }
 
-  OpenedDrive opened = OpenDrive({.path = request.path, .use = DriveUse::kWrite});
-  tape->drive = std::move(opened.drive);
-  tape->device = opened.names.rewind;
-  if (opened.is_drive ? !tape->is_tape() : !tape->stream.Open(tape->device)) {
-    if (!tape->device.empty())
-      PrintOutput("Error %d '%s' opening %s\n", errno, std::strerror(errno), tape->device.c_str());
-    return nullptr;
-  }
-  if (tape->labelled && tape->is_tape() && !tape->drive->keeps_place()) {
-    PrintError(
-        "A labelled backup to '%s' needs the device's name that does not rewind, in "
-        "ZORTAPENRWD.\n",
-        tape->device.c_str());
-    return nullptr;
-  }
+  if (!OpenMedium(*tape, request.path)) return nullptr;
   if (tape->labelled && !addTapeLabel(*tape)) {
     if (LostBlocks(*tape) > 0) return nullptr;
     PrintError("Writing labels to '%s': %s\n", tape->device.c_str(), std::strerror(errno));

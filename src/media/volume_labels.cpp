@@ -136,7 +136,6 @@ Found ReadTapeLabel(TapeIo& tape) {
     tape.damaged = true;
   } else if (block.data.empty()) {
     found.mark = true;
-    ++tape.tape_marks;
   } else {
     found.label = ReadLabel(block.data, tape.in_words());
     tape.early_block.assign(block.data.begin(), block.data.end());

@@ -64,6 +64,7 @@ class WordStream {
   // Reads the COPYG header. False after a message when there is none.
   [[nodiscard]] bool OpenCopyg();
   [[nodiscard]] const std::string& name() const { return name_; }
+  // From the COPYG header, without trailing blanks; empty without one.
   [[nodiscard]] const std::string& qualifier() const { return qualifier_; }
   [[nodiscard]] const std::string& file_name() const { return file_name_; }
 
@@ -75,7 +76,8 @@ class WordStream {
     ++position_;
     return true;
   }
-  // Appends the quarter-words of the next `words` words; false when there are not so many.
+  // Appends the quarter-words of the next `words` words, four each; false when there are not so
+  // many, after appending those that there are. Memory is taken as words arrive.
   [[nodiscard]] bool Append(std::size_t words, std::vector<std::uint16_t>& to);
   // Passes over words; false when there are not so many.
   [[nodiscard]] bool Pass(std::uint64_t words);

@@ -8,6 +8,7 @@ namespace tolvane {
 
 class OutputInUse {
  public:
+  // `flush` is called until the object is destroyed, from within messages too.
   explicit OutputInUse(std::function<void()> flush);
   ~OutputInUse();
   OutputInUse(const OutputInUse&) = delete;

@@ -19,7 +19,8 @@ class RecordConversion {
   // Bytes that a plain copy brings behind a record.
   static constexpr std::size_t kBehind = 2;
 
-  // `tape` tells the record size of its label or descriptor and must outlive the conversion.
+  // Made when the mask list and the options are settled. `tape` tells the record size of its label
+  // or descriptor and must outlive the conversion.
   RecordConversion(const TapeIo& tape, Conversion conversion);
 
   // Bytes that a record of `bytes` bytes becomes.

@@ -16,15 +16,17 @@ class RecordSink {
  public:
   virtual ~RecordSink() = default;
 
-  // Room for one record of at most `bytes` bytes and a few more behind it. `descriptor_length` is
+  // Room for one record of at most `bytes` bytes and a few more behind it, valid until the next
+  // call of Room. `descriptor_length` is
   // the length that a variable record's descriptor says.
   [[nodiscard]] virtual Byte* Room(std::size_t bytes, std::int32_t descriptor_length) = 0;
   // The record in the room is complete with `size` bytes; `number` counts from 1.
   virtual void Put(std::size_t size, std::int64_t number) = 0;
   // Makes what was put visible to those who look.
   virtual void Flush() {}
-  // False after a message.
+  // Writes out what is held back. False after a message.
   [[nodiscard]] virtual bool Close() { return true; }
+  // Records that could not be written, duplicates not among them.
   [[nodiscard]] virtual std::int64_t lost() const { return 0; }
 };
 

@@ -23,8 +23,6 @@ using copybook::SymbolTable;
 
 namespace {
 
-bool IsPacked(const Field& field) { return field.usage == 'P' || field.usage == 'S'; }
-
 // The field whose usage clause makes a field packed: itself, or a group above it.
 const Field* UsageOwner(const Field& field) {
   const Field* owner = &field;
@@ -150,7 +148,7 @@ int ExplodedCopybook::Change(const Field& field) {
 
 int ExplodedCopybook::ChangeClauses(const Field& field, const FieldChange& change,
                                     CopybookEditor& editor) {
-  if (change.explodes() && IsPacked(field) && ChangeUsage(*UsageOwner(field)) == 0) return 0;
+  if (change.explodes() && field.IsPacked() && ChangeUsage(*UsageOwner(field)) == 0) return 0;
   if (change.explodes() && field.is_signed && (opt.sw_expLeading != 0 || opt.sw_expTrailing != 0)) {
     if (field.source.sign.begin.line != 0) editor.Replace(field.source.sign, "");
     editor.AddClause(field.source.entry,
@@ -173,7 +171,7 @@ int ExplodedCopybook::ChangeUsage(const Field& owner) {
   for (const Field* field = &owner; field != end; field = field->next) {
     const FieldChange* const change = shape_.ChangeOf(*field);
     const bool stays = change == nullptr || !change->explodes();
-    if (IsPacked(*field) && UsageOwner(*field) == &owner && stays) packed.push_back(field);
+    if (field->IsPacked() && UsageOwner(*field) == &owner && stays) packed.push_back(field);
   }
   std::string words = editor->TextOf(owner.source.usage);
   if (words.empty()) words = owner.usage == 'S' ? "COMP-6" : "COMP-3";

@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
-#include "convert/mask_of_field.h"
 #include "convert/explode.h"
 #include "convert/layouts.h"
+#include "convert/mask_of_field.h"
 #include "platform/console.h"
 #include "state/options.h"
 
