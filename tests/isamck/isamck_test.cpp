@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-
 #include "check.h"
 #include "isam/layout.h"
 #include "key_order.h"
