@@ -145,10 +145,10 @@ void FillSystemRecord(FieldRecord& record, SystemFileType type) {
   record.Text(zorsys::kOrganisation, type == SystemFileType::kIndexed    ? "3"
                                      : type == SystemFileType::kRelative ? "2"
                                                                          : "1");
-  record.Digits(zorsys::kBlockSize, opt.gblBlkSize);
+  record.Digits(zorsys::kBlockSize, opt.gblBlkSize, "block size");
   record.Digits(zorsys::kKeyCount, lasting.nKeysNo);
   FillKeySlots(record);
-  record.Digits(zorsys::kRecordSize, opt.gblRecSize);
+  record.Digits(zorsys::kRecordSize, opt.gblRecSize, "record size");
 }
 
 void FillSecurityRecord(FieldRecord& record) {
