@@ -391,12 +391,12 @@ std::span<const Byte> getCopygSdfBlk(TapeIo& tape, std::size_t most) {
 std::unique_ptr<TapeIo> openTapeIn(const TapeInRequest& request) {
   TRACE_FRAME();
   auto tape = std::make_unique<TapeIo>();
+  tape->names = NamesOfVolume(request.path);
+  tape->device = tape->names.rewind;
   OpenedDrive opened =
-      OpenDrive({.path = request.path, .use = DriveUse::kRead, .before_wait = request.before_wait});
+      OpenDrive({.names = tape->names, .use = DriveUse::kRead, .before_wait = request.before_wait});
   if (opened.is_drive && opened.drive == nullptr) return nullptr;
   tape->drive = std::move(opened.drive);
-  tape->names = opened.names;
-  tape->device = opened.names.rewind;
   tape->record_size = request.record_size;
   tape->block_size = request.block_size < 1 ? request.record_size : request.block_size;
   tape->file_label = BaseName(tape->device).substr(0, kFileLabelWidth);

@@ -145,10 +145,10 @@ bool WriteBlock(TapeOut& tape, std::span<const Byte> block) {
 }
 
 // Takes the header from its file, which stands beside the volume.
-bool PrepareCopyg(TapeOut& tape, const std::string& path) {
+bool PrepareCopyg(TapeOut& tape) {
   tape.copyg = std::make_unique<CopygBlocks>();
   tape.block_size = static_cast<std::int32_t>(kCopygBlockBytes);
-  return tape.copyg->ReadHeaderFile(NameOfVolume(path) + ".hdr");
+  return tape.copyg->ReadHeaderFile(NameOfVolume(tape.device) + ".hdr");
 }
 
 // Writes the block being filled, unless it holds no record.
@@ -177,7 +177,8 @@ bool putBlk(TapeOut& tape) {
 std::unique_ptr<TapeOut> openTapeOut(const TapeOutRequest& request) {
   TRACE_FRAME();
   auto tape = std::make_unique<TapeOut>();
-  tape->device = request.path;
+  const DeviceNames names = NamesOfVolume(request.path);
+  tape->device = names.rewind;
   tape->volume_serial = request.volume_serial;
   tape->file_label = request.file_label;
   tape->kind = request.kind;
@@ -187,15 +188,14 @@ std::unique_ptr<TapeOut> openTapeOut(const TapeOutRequest& request) {
   tape->labelled = !IsBlank(tape->volume_serial) && !IsBlank(tape->file_label) &&
                    tape->volume_serial != kNoLabels;
   if (request.kind == InputKind::kCopyg) {
-    if (!PrepareCopyg(*tape, request.path)) return nullptr;
+    if (!PrepareCopyg(*tape)) return nullptr;
   } else {
     if (tape->record_size > 0) SettleBlockSize(*tape);
     if (!SizesFit(*tape)) return nullptr;
   }
 
-  OpenedDrive opened = OpenDrive({.path = request.path, .use = DriveUse::kWrite});
+  OpenedDrive opened = OpenDrive({.names = names, .use = DriveUse::kWrite});
   tape->drive = std::move(opened.drive);
-  tape->device = opened.names.rewind;
   if (opened.is_drive ? !tape->is_tape() : !tape->stream.Open(tape->device)) {
     if (!tape->device.empty())
       PrintOutput("Error %d '%s' opening %s\n", errno, std::strerror(errno), tape->device.c_str());

@@ -384,6 +384,26 @@ TEST_F(Tape, FilesStandBehindThePrefixes) {
   EXPECT_EQ(FilesOfVolume("b,a=10K", DriveUse::kWrite), Paths{"b,a=10K"});
 }
 
+// An unnamed volume is what the environment names, whatever that is.
+TEST_F(Tape, TheEnvironmentNamesFilesAndImagesToo) {
+  const Records records{"aaaa", "bbbb", "cccc"};
+  for (const std::string kind : {"tap:", "aws:", ""}) {
+    setenv("ZORTAPE", (kind + dir_.Path("rewind")).c_str(), 1);
+    setenv("ZORTAPENRWD", (kind + dir_.Path("twin")).c_str(), 1);
+    for (const char* const unnamed : {"", " x"}) {
+      EXPECT_EQ(Write(unnamed, records), 2);
+      EXPECT_EQ(Read(kind + dir_.Path("twin")), records) << kind << "'" << unnamed << "'";
+      EXPECT_EQ(Read(unnamed), records);
+      EXPECT_EQ(FilesOfVolume(unnamed, DriveUse::kRead), Records{dir_.Path("twin")});
+    }
+    EXPECT_NE(access(dir_.Path("rewind").c_str(), F_OK), 0);
+  }
+  unsetenv("ZORTAPE");
+  unsetenv("ZORTAPENRWD");
+  EXPECT_EQ(Write("/dev/tolvane-ctape0", records), -1) << "no file in the place of a drive";
+  EXPECT_EQ(errno, ENOENT);
+}
+
 TEST_F(Tape, LabelledDiskFilesHaveNoMarks) {
   const Records records{"aaaa", "bbbb", "cccc"};
   ASSERT_EQ(Write(dir_.Path("disk"), records), 2);
