@@ -309,31 +309,41 @@ TapeRecord GetFixedRecord(TapeIo& tape) {
   return record;
 }
 
-// A record whose descriptor promises more than its block holds: what is missing comes from the
-// next block, and the length is the smaller of the record's and that block's.
-TapeRecord CompleteFromNextBlock(TapeIo& tape, std::size_t length) {
+// A record whose descriptor promises more than its block holds goes on at the front of the blocks
+// behind it. Deliberate: it is handed out whole, however short these are; what was left of it there
+// would be taken for descriptors.
+TapeRecord CompleteFromNextBlocks(TapeIo& tape, std::size_t length) {
   PrintWarning("Record %ld of '%s' runs past the end of block %ld.\n", tape.records + 1,
                tape.device.c_str(), tape.blocks_read);
-  tape.assembled.assign(tape.block.begin() + kDescriptorWidth, tape.block.end());
-  const std::size_t had = tape.block.size();
-  const std::size_t next_block = NextBlock(tape);
-  if (next_block == 0) {
-    tape.damaged = true;
-    return {tape.assembled, static_cast<std::int32_t>(had)};
+  const std::size_t wanted = length - kDescriptorWidth;
+  std::vector<Byte>& record = tape.assembled;
+  record.assign(tape.block.begin() + kDescriptorWidth, tape.block.end());
+  while (record.size() < wanted && NextBlock(tape) != 0) {
+    const auto piece = tape.block.first(std::min(wanted - record.size(), tape.block.size()));
+    record.insert(record.end(), piece.begin(), piece.end());
+    tape.block = tape.block.subspan(piece.size());
   }
-  length = std::max(std::min(length, next_block), had);
-  const std::size_t missing = std::min(length - had, tape.block.size());
-  tape.assembled.insert(tape.assembled.end(), tape.block.begin(),
-                        tape.block.begin() + static_cast<std::ptrdiff_t>(missing));
-  tape.block = tape.block.subspan(missing);
-  return {tape.assembled, static_cast<std::int32_t>(length)};
+  if (record.size() < wanted) {
+    PrintWarning("'%s' ends inside record %ld: %zu of %zu bytes.\n", tape.device.c_str(),
+                 tape.records + 1, record.size(), wanted);
+    tape.damaged = true;
+  }
+  return {record, static_cast<std::int32_t>(record.size() + kDescriptorWidth)};
+}
+
+int DescribedLength(std::span<const Byte> at) {
+  return at.size() < kDescriptorWidth ? 0 : LoadBig<std::int16_t>(at.data());
+}
+
+// Fewer than five bytes are no record, unless they are the descriptor of an empty one.
+bool HoldsNoRecord(std::span<const Byte> rest) {
+  return rest.size() <= kDescriptorWidth && DescribedLength(rest) != int{kDescriptorWidth};
 }
 
 TapeRecord GetVariableRecord(TapeIo& tape, std::int32_t capacity) {
-  if (tape.block.size() <= kDescriptorWidth && NextBlock(tape) == 0) return {};
-  const int length =
-      tape.block.size() < kDescriptorWidth ? 0 : LoadBig<std::int16_t>(tape.block.data());
-  if (length <= static_cast<int>(kDescriptorWidth)) {
+  if (HoldsNoRecord(tape.block) && NextBlock(tape) == 0) return {};
+  const int length = DescribedLength(tape.block);
+  if (length < static_cast<int>(kDescriptorWidth)) {
     PrintError("Record %ld of '%s' (block %ld) has an impossible length: %d.\n", tape.records + 1,
                tape.device.c_str(), tape.blocks_read, length);
     GiveUp(tape);
@@ -347,13 +357,21 @@ TapeRecord GetVariableRecord(TapeIo& tape, std::int32_t capacity) {
   }
   const auto size = static_cast<std::size_t>(length);
   if (size > tape.block.size()) {
-    const TapeRecord record = CompleteFromNextBlock(tape, size);
+    const TapeRecord record = CompleteFromNextBlocks(tape, size);
     tape.record_size = record.length;
     return record;
   }
   const TapeRecord record{tape.block.subspan(kDescriptorWidth, size - kDescriptorWidth), length};
   tape.block = tape.block.subspan(size);
   return record;
+}
+
+// The next variable record of words that has any; none at the end.
+std::span<const Byte> NextWordRecord(TapeIo& tape) {
+  for (;;) {
+    const TapeRecord record = GetVariableRecord(tape, INT32_MAX);
+    if (record.length == 0 || !record.data.empty()) return record.data;
+  }
 }
 
 // Settles what the kind of the input says of its blocks.
@@ -380,7 +398,7 @@ std::span<const Byte> getCopygSdfBlk(TapeIo& tape, std::size_t most) {
     return shown;
   }
   if (tape.words_left.empty())
-    tape.words_left = tape.variable_blocked      ? GetVariableRecord(tape, INT32_MAX).data
+    tape.words_left = tape.variable_blocked      ? NextWordRecord(tape)
                       : NextWordBlock(tape) != 0 ? std::exchange(tape.block, {})
                                                  : std::span<const Byte>{};
   shown = tape.words_left.first(std::min(most, tape.words_left.size()));

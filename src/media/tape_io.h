@@ -80,7 +80,7 @@ struct TapeIo {
   DeviceNames names;
   InputStream stream;                  // a file
   std::span<const Byte> block;         // what is left of the block at hand
-  std::vector<Byte> assembled;         // a line padded, or a record put together from two blocks
+  std::vector<Byte> assembled;         // a line padded, or a record put together from blocks
   std::vector<Byte> rest;              // what a block left behind its last whole record
   std::vector<Byte> early_block;       // a data block met where a label was looked for
   std::vector<Byte> text;              // bytes of text blocks of a tape not yet made lines
