@@ -394,8 +394,10 @@ std::span<const Byte> getCopygSdfBlk(TapeIo& tape, std::size_t most) {
     shown = tape.stream.Peek(most);
     shown = shown.first(std::min(most, shown.size()));
     tape.stream.Skip(shown.size());
-    if (shown.empty()) ReportReadError(tape);
-    return shown;
+    if (!shown.empty()) return shown;
+    ReportReadError(tape);
+    (void)readEof(tape);  // a file has no further volume
+    return {};
   }
   if (tape.words_left.empty())
     tape.words_left = tape.variable_blocked      ? NextWordRecord(tape)

@@ -62,9 +62,10 @@ struct TapeIo {
   bool variable_blocked = false;  // else blocks have one size
   bool end_of_file = false;
   bool labelled = false;         // a VOL1 or HDR1 was found
+  bool has_label_sizes = false;  // its HDR2 told the sizes
   bool damaged = false;          // the volume was not read to its end
   bool has_early_block = false;  // the first data block stands in `early_block`
-  bool passed_end = false;       // of a tape: what stands behind the last mark has been seen to
+  bool passed_end = false;       // what stands behind the data has been seen to
   bool is_later_volume = false;
   bool warned_of_tail = false;   // told that variable blocks are longer than they say
   bool warned_of_rest = false;   // told that blocks end in part of a record
@@ -126,8 +127,8 @@ struct TapeInRequest {
 // next call. None at the end.
 [[nodiscard]] std::span<const Byte> getCopygSdfBlk(TapeIo& tape, std::size_t most);
 
-// Handles what stands behind the tape mark that was met: 1 when reading goes on on a new volume.
-// Nothing is read of this one any more.
+// Handles what stands behind the data, at a tape mark or the end of a file: 1 when reading goes on
+// on a new volume. Nothing is read of this one any more.
 [[nodiscard]] int readEof(TapeIo& tape);
 
 // Rewinds a device and closes. The destructor closes without rewinding.
