@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <utility>
 #include <vector>
 
@@ -109,8 +110,8 @@ Drive::Block DeviceDrive::ReadPart(std::size_t have, std::size_t most) {
   if (got == 0 && InterruptScope::Pending() != 0) return {};  // the user ends the input
   if (got >= 0) return {.data = {buffer_.data(), have + static_cast<std::size_t>(got)}};
   const int error = errno;
-  TRACE_LINE("#tapein: read size: %d ret: %d; %d\n", static_cast<int>(most), static_cast<int>(got),
-             error);
+  TRACE_LINE("#tapein: read size: %d ret: %d; %s\n", static_cast<int>(most), static_cast<int>(got),
+             std::strerror(error));
   return {.error = error};
 }
 

@@ -22,9 +22,16 @@ void GiveUp(TapeIo& tape) {
   tape.block = {};
 }
 
+void TraceEnd(const TapeIo& tape, int error) {
+  if (!tape.variable_blocked) TRACE_LINE("#tapein: End of fix tape (%d) %d\n", -1, error);
+}
+
 // Reports a read error once the stream has ended in one.
 void ReportReadError(TapeIo& tape) {
   if (tape.stream.error() == 0 || tape.damaged) return;
+  TRACE_LINE("#tapein: fread size: %d ret: %d; %s\n", tape.block_size, -1,
+             std::strerror(tape.stream.error()));
+  TraceEnd(tape, tape.stream.error());
   PrintError("Reading '%s' after block %ld: %s\n", tape.device.c_str(), tape.blocks_read,
              std::strerror(tape.stream.error()));
   GiveUp(tape);
@@ -76,6 +83,7 @@ Drive::Block ReadTapeBlock(TapeIo& tape) {
 
 // Says why a block could not be read, and ends the input.
 void ReportBlock(TapeIo& tape, const Drive::Block& block) {
+  TraceEnd(tape, block.error);
   const std::string length = block.data.empty()
                                  ? "is longer"
                                  : "has " + std::to_string(block.data.size()) + " bytes, more";
@@ -271,14 +279,28 @@ std::size_t NextBlock(TapeIo& tape) {
   return length;
 }
 
-// The next block of a tape of words. A block of another size, but for the first and the last, would
-// shift all words behind it.
+// The header of a COPYG volume is a block of its own; two words more than are read may end it.
+std::size_t TakeCopygHeader(TapeIo& tape) {
+  const std::size_t got = tape.block.size();
+  if (got != kCopygHeaderBytes && got != kCopygHeaderBytes + kCopygHeadBytes) {
+    PrintError("Block 1 of '%s' has %zu bytes; the header of a COPYG volume has %zu or %zu.\n",
+               tape.device.c_str(), got, kCopygHeaderBytes, kCopygHeaderBytes + kCopygHeadBytes);
+    GiveUp(tape);
+    return 0;
+  }
+  tape.block = tape.block.first(kCopygHeaderBytes);
+  return kCopygHeaderBytes;
+}
+
+// The next block of a tape of words. A block of another size, but for the last, would shift all
+// words behind it.
 std::size_t NextWordBlock(TapeIo& tape) {
-  const bool is_first = tape.blocks_read <= 1;
-  const std::size_t last = std::exchange(tape.last_word_block, 0);
+  const bool is_header = tape.kind == InputKind::kCopyg && tape.blocks_read == 0;
   const std::size_t got = NextBlock(tape);
-  tape.last_word_block = got;
-  if (!tape.word_blocks() || is_first || got == 0 || last == kCopygBlockBytes) return got;
+  if (!tape.word_blocks() || got == 0) return got;
+  if (is_header) return TakeCopygHeader(tape);
+  const std::size_t last = std::exchange(tape.last_word_block, got);
+  if (last == kCopygBlockBytes) return got;
   PrintError("Block %ld of '%s' has %zu bytes and is not the last; whole ones have %zu.\n",
              tape.blocks_read - 1, tape.device.c_str(), last, kCopygBlockBytes);
   GiveUp(tape);

@@ -86,8 +86,8 @@ struct TapeIo {
   std::vector<Byte> early_block;       // a data block met where a label was looked for
   std::vector<Byte> text;              // bytes of text blocks of a tape not yet made lines
   std::span<const Byte> words_left{};  // a 36-bit kind: of the block or record at hand
-  std::size_t last_word_block = 0;     // ... bytes of the block before
-  std::unique_ptr<SdfVolume> sdf;      // ... its words
+  std::size_t last_word_block = kCopygBlockBytes;  // ... bytes of the block before
+  std::unique_ptr<SdfVolume> sdf;                  // ... its words
 
   [[nodiscard]] bool is_text() const { return IsText(kind); }
   [[nodiscard]] bool in_words() const { return IsWordKind(kind); }

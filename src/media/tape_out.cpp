@@ -162,6 +162,8 @@ bool putBlk(TapeOut& tape) {
   const std::span<const Byte> block(tape.block, tape.filled);
   tape.block = nullptr;
   if (!has_record) return true;
+  TRACE_LINE("#Write Tape %s Block %d\n", tape.is_variable() ? "Var" : "Fix",
+             tape.blocks_written + 1);
   if (!tape.is_tape()) {
     tape.stream.Commit(block.size());
   } else if (!WriteToTape(tape, block)) {

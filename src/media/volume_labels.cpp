@@ -145,7 +145,11 @@ void PassFurtherLabels(TapeIo& tape) {
 // A file that has no labels is read from its first byte. Data may begin with the name of one: a
 // VOL1 counts with an HDR1 behind it, an HDR1 by itself with its numbers.
 void ReadFileLabels(TapeIo& tape) {
-  const auto first = BeginsWithLabel(tape) ? PeekLabel(tape, 0) : std::nullopt;
+  if (!BeginsWithLabel(tape)) {
+    TRACE_LINE("#No tape header %s\n", std::strerror(tape.stream.error()));
+    return;
+  }
+  const auto first = PeekLabel(tape, 0);
   const bool has_vol1 = first && LabelIs(*first, "VOL1");
   const auto hdr1 = has_vol1 ? PeekLabel(tape, 1) : first;
   if (!hdr1 || !LabelIs(*hdr1, "HDR1") || (!has_vol1 && !HasNumbers(*hdr1))) {
@@ -223,7 +227,6 @@ Header GiveUp(int error) {
 // stands in the place of the `wanted` label is data then; what could not be read whole is read
 // again.
 Header WithoutHdr1(TapeIo& tape, const Found& found, const char* wanted) {
-  TRACE_LINE("#readHdr: did not find VOL or HDR\n");
   if (found.error != 0 && found.error != ENOMEM) return GiveUp(found.error);
   if (tape.is_later_volume) {
     PrintOutput("You have mounted a tape without labels. Expecting tape number %d.\n",
@@ -256,7 +259,7 @@ Header ReadTapeHeader(TapeIo& tape) {
   tape.has_early_block = false;
   Found found = ReadTapeLabel(tape);
   if (found.mark) {
-    TRACE_LINE("#No tape header\n");
+    TRACE_LINE("#No tape header %s\n", std::strerror(found.error));
     return WithoutHdr1(tape, found, "");
   }
   const char* wanted = "VOL1 or HDR1";
@@ -265,7 +268,10 @@ Header ReadTapeHeader(TapeIo& tape) {
     found = ReadTapeLabel(tape);
     wanted = "HDR1";
   }
-  if (!found.label || !LabelIs(*found.label, "HDR1")) return WithoutHdr1(tape, found, wanted);
+  if (!found.label || !LabelIs(*found.label, "HDR1")) {
+    TRACE_LINE("#readHdr: did not find VOL or HDR\n");
+    return WithoutHdr1(tape, found, wanted);
+  }
   if (!TakeHdr1(tape, *found.label)) return Header::kWrongVolume;
   found = ReadTapeLabel(tape);
   if (found.label && LabelIs(*found.label, "HDR2")) TakeSizes(tape, *found.label);
