@@ -25,13 +25,12 @@ std::string NoRewindTwin(std::string path) {
   return path;
 }
 
-bool IsDevice(mode_t mode) { return S_ISCHR(mode) || S_ISBLK(mode); }
-
 // Whether there is nothing but a device, or nothing yet where devices belong. Plain files may stand
 // in /dev/shm.
 bool StandsForDevice(const std::string& path) {
   struct stat status {};
-  if (sys.stat(path.c_str(), &status) == 0) return IsDevice(status.st_mode);
+  if (sys.stat(path.c_str(), &status) == 0)
+    return S_ISCHR(status.st_mode) || S_ISBLK(status.st_mode);
   return path.starts_with("/dev/") && !path.starts_with("/dev/shm/");
 }
 

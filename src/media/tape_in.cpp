@@ -279,17 +279,16 @@ std::size_t NextBlock(TapeIo& tape) {
   return length;
 }
 
-// The header of a COPYG volume is a block of its own; two words more than are read may end it.
-std::size_t TakeCopygHeader(TapeIo& tape) {
+// The header of a COPYG volume stands in a block of its own, the head of the first block perhaps
+// with it. False when it does not.
+bool CheckCopygHeader(TapeIo& tape) {
+  constexpr std::size_t kWithHead = kCopygHeaderBytes + kCopygHeadBytes;
   const std::size_t got = tape.block.size();
-  if (got != kCopygHeaderBytes && got != kCopygHeaderBytes + kCopygHeadBytes) {
-    PrintError("Block 1 of '%s' has %zu bytes; the header of a COPYG volume has %zu or %zu.\n",
-               tape.device.c_str(), got, kCopygHeaderBytes, kCopygHeaderBytes + kCopygHeadBytes);
-    GiveUp(tape);
-    return 0;
-  }
-  tape.block = tape.block.first(kCopygHeaderBytes);
-  return kCopygHeaderBytes;
+  if (got == kCopygHeaderBytes || got == kWithHead) return true;
+  PrintError("Block 1 of '%s' has %zu bytes; the header of a COPYG volume has %zu or %zu.\n",
+             tape.device.c_str(), got, kCopygHeaderBytes, kWithHead);
+  GiveUp(tape);
+  return false;
 }
 
 // The next block of a tape of words. A block of another size, but for the last, would shift all
@@ -298,7 +297,7 @@ std::size_t NextWordBlock(TapeIo& tape) {
   const bool is_header = tape.kind == InputKind::kCopyg && tape.blocks_read == 0;
   const std::size_t got = NextBlock(tape);
   if (!tape.word_blocks() || got == 0) return got;
-  if (is_header) return TakeCopygHeader(tape);
+  if (is_header) return CheckCopygHeader(tape) ? got : 0;
   const std::size_t last = std::exchange(tape.last_word_block, got);
   if (last == kCopygBlockBytes) return got;
   PrintError("Block %ld of '%s' has %zu bytes and is not the last; whole ones have %zu.\n",
@@ -357,7 +356,7 @@ int DescribedLength(std::span<const Byte> at) {
   return at.size() < kDescriptorWidth ? 0 : LoadBig<std::int16_t>(at.data());
 }
 
-// Fewer than five bytes are no record, unless they are the descriptor of an empty one.
+// Up to four bytes are no record, unless they are the descriptor of an empty one.
 bool HoldsNoRecord(std::span<const Byte> rest) {
   return rest.size() <= kDescriptorWidth && DescribedLength(rest) != int{kDescriptorWidth};
 }

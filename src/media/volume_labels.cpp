@@ -181,7 +181,7 @@ void CheckFileTrailer(TapeIo& tape) {
     PrintWarning("'%s' ends inside its trailer labels.\n", device);
   }
   if (!first) return;
-  if (tape.has_label_sizes) CheckBlockCount(tape, *first);
+  if (tape.has_label_sizes && !tape.in_words()) CheckBlockCount(tape, *first);
   if (tape.damaged)
     PrintWarning("'%s' ends volume %d of its file; the next one is not read.\n", device,
                  tape.volume_number);

@@ -420,27 +420,30 @@ TEST_F(WordData, AShortBlockOfATapeEndsIt) {
     return length + data + (data.size() % 2 != 0 ? std::string(1, '\0') : "") + length;
   };
   const std::string volume = Volume(1000), mark(4, '\0');
-  const std::string blocks[] = {volume.substr(0, 126), volume.substr(126, 8073),
-                                volume.substr(126 + 8073, 8073)};
-  const auto restore = [&](const std::string& header, const std::string& second) {
-    dir_.WriteFile("t.tap", block(header) + block(second) + block(blocks[2]) + mark + mark);
+  const std::size_t size = 8073;
+  // As a tape whose first block has `header` bytes and whose second one lacks its first `missing`.
+  const auto restore = [&](std::size_t header, std::size_t missing) {
+    std::string tape =
+        block(volume.substr(0, header)) + block(volume.substr(header + missing, size - missing));
+    for (std::size_t at = header + size; at < volume.size(); at += size)
+      tape += block(volume.substr(at, size));
+    dir_.WriteFile("t.tap", tape + mark + mark);
     dir_.WriteFile("job",
                    "RESTORE\nCREATE\nAUTOMATIC ANSWER\nBACKUP FILE IS COPYG\n"
                    "INPUT FILE IS tap:t.tap\nOUTPUT FILE IS out\nZORVA FILE IS SEQUENTIAL\n");
-    return RunTolvane(dir_.Path(), {"-G", "job"}).err;
+    return RunTolvane(dir_.Path(), {"-G", "job"});
   };
-  const std::string message =
-      "ERROR: Block 2 of 'tap:t.tap' has 8064 bytes and is not the last; whole ones have 8073.\n";
-  EXPECT_NE(restore(blocks[0], blocks[1].substr(9)).find(message), std::string::npos);
-  EXPECT_NE(
-      restore(blocks[0].substr(26), blocks[1])
-          .find("ERROR: Block 1 of 'tap:t.tap' has 100 bytes; the header of a COPYG volume has "
-                "126 or 135.\n"),
-      std::string::npos);
-  EXPECT_EQ(restore(blocks[0], blocks[1]).find("not the last"), std::string::npos);
-  const std::string records = dir_.ReadFile("out");
-  (void)restore(blocks[0] + "two words", blocks[1]);
-  EXPECT_EQ(ToHex(dir_.ReadFile("out")), ToHex(records));
+  EXPECT_NE(restore(126, 9).err.find("ERROR: Block 2 of 'tap:t.tap' has 8064 bytes and is not the "
+                                     "last; whole ones have 8073.\n"),
+            std::string::npos);
+  EXPECT_NE(restore(100, 0).err.find("ERROR: Block 1 of 'tap:t.tap' has 100 bytes; the header of a "
+                                     "COPYG volume has 126 or 135.\n"),
+            std::string::npos);
+  for (const std::size_t header : {126U, 135U}) {
+    const ProgramResult whole = restore(header, 0);
+    EXPECT_EQ(whole.err.find("ERROR"), std::string::npos) << whole.err;
+    EXPECT_NE(whole.out.find("written to output file   : 1000\n"), std::string::npos) << whole.out;
+  }
 }
 
 TEST_F(WordData, BackupsThatCanNotBeAreRefused) {
