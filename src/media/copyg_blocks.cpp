@@ -41,19 +41,27 @@ std::vector<std::string> Fields(const std::string& line) {
   return fields;
 }
 
-// The numbers of a header file, as far as they are good.
-std::vector<std::uint32_t> ReadNumbers(std::istream& file) {
-  std::vector<std::uint32_t> numbers;
+// Reads the numbers of a header file. False after a message.
+bool ReadNumbers(std::istream& file, const std::string& path, std::vector<std::uint32_t>& numbers) {
+  int line_number = 0;
   for (std::string line; numbers.size() < kNumbers && std::getline(file, line);) {
+    ++line_number;
     while (!line.empty() && std::isspace(static_cast<unsigned char>(line.back())) != 0)
       line.pop_back();
     for (const std::string& field : Fields(line)) {
       const auto number = OctalNumber(field);
-      if (!number) return numbers;
+      if (!number) {
+        PrintError("Line %d of header file '%s': '%s' is no octal number of at most six digits.\n",
+                   line_number, path.c_str(), field.c_str());
+        return false;
+      }
       numbers.push_back(*number);
     }
   }
-  return numbers;
+  if (numbers.size() >= kNumbers) return true;
+  PrintError("Header file '%s' has %zu octal numbers; %zu are needed.\n", path.c_str(),
+             numbers.size(), kNumbers);
+  return false;
 }
 
 // A half-word number as two quarter-words.
@@ -76,12 +84,8 @@ bool CopygBlocks::ReadHeaderFile(const std::string& path) {
     PrintError("HDR-File open failed.....\n");
     return false;
   }
-  std::vector<std::uint32_t> numbers = ReadNumbers(file);
-  if (numbers.size() < kNumbers) {
-    PrintError("Header file '%s' has %zu octal numbers of at most six digits; %zu are needed.\n",
-               path.c_str(), numbers.size(), kNumbers);
-    return false;
-  }
+  std::vector<std::uint32_t> numbers;
+  if (!ReadNumbers(file, path, numbers)) return false;
   numbers.resize(kNumbers);
   const std::vector<std::uint16_t> quarters = InQuarters(numbers);
   header_.resize(kCopygHeaderBytes);

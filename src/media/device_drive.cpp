@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <utility>
 #include <vector>
 
@@ -23,8 +24,8 @@ constexpr unsigned kSettleWait = 1;  // seconds between closing and opening
 
 class DeviceDrive : public Drive {
  public:
-  DeviceDrive(DeviceNames names, const DriveRequest& request)
-      : names_(std::move(names)), use_(request.use), before_wait_(request.before_wait) {
+  explicit DeviceDrive(const DriveRequest& request)
+      : names_(request.names), use_(request.use), before_wait_(request.before_wait) {
     const char* const manner = std::getenv("ZORTAPEREAD");
     gives_parts_ = manner != nullptr && (*manner == 'f' || *manner == 'F');
   }
@@ -71,8 +72,8 @@ class DeviceDrive : public Drive {
 };
 
 bool DeviceDrive::OpenName(const std::string& name, DriveUse use) {
-  const int flags = use == DriveUse::kRead ? O_RDONLY : O_WRONLY | O_CREAT | O_TRUNC;
-  fd_ = sys.open(name.c_str(), flags | O_CLOEXEC, 0666);
+  const int flags = use == DriveUse::kRead ? O_RDONLY : O_WRONLY | O_TRUNC;
+  fd_ = sys.open(name.c_str(), flags | O_CLOEXEC, 0);
   return fd_ >= 0;
 }
 
@@ -109,8 +110,8 @@ Drive::Block DeviceDrive::ReadPart(std::size_t have, std::size_t most) {
   if (got == 0 && InterruptScope::Pending() != 0) return {};  // the user ends the input
   if (got >= 0) return {.data = {buffer_.data(), have + static_cast<std::size_t>(got)}};
   const int error = errno;
-  TRACE_LINE("#tapein: read size: %d ret: %d; %d\n", static_cast<int>(most), static_cast<int>(got),
-             error);
+  TRACE_LINE("#tapein: read size: %d ret: %d; %s\n", static_cast<int>(most), static_cast<int>(got),
+             std::strerror(error));
   return {.error = error};
 }
 
@@ -135,8 +136,8 @@ bool DeviceDrive::Close() { return rewinds() ? Rewind() : CloseDevice(); }
 
 }  // namespace
 
-std::unique_ptr<Drive> OpenDevice(const DeviceNames& names, const DriveRequest& request) {
-  auto drive = std::make_unique<DeviceDrive>(names, request);
+std::unique_ptr<Drive> OpenDevice(const DriveRequest& request) {
+  auto drive = std::make_unique<DeviceDrive>(request);
   if (!drive->Open()) return nullptr;
   return drive;
 }

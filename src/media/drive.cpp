@@ -1,6 +1,7 @@
 #include "media/drive.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 
 #include "media/tape_image.h"
@@ -24,59 +25,64 @@ std::string NoRewindTwin(std::string path) {
   return path;
 }
 
-// False after a message when the environment lacks a name.
-bool SettleNames(const std::string& path, DeviceNames& names) {
-  names.rewind = path;
-  if (path.empty()) {
-    names.no_rewind = FromEnvironment("ZORTAPENRWD");
-    names.rewind = FromEnvironment("ZORTAPE");
-    if (!names.no_rewind.empty() && !names.rewind.empty()) return true;
-    PrintError("Specify input device OR environment variables ZORTAPE and ZORTAPENRWD.\n");
-    errno = ENODEV;
-    return false;
-  }
-  if (path.starts_with("/dev/")) {
-    names.no_rewind = FromEnvironment("ZORTAPENRWD");
-    if (names.no_rewind.empty()) names.no_rewind = FromEnvironment("TAPENRWD");
-    if (names.no_rewind.empty()) names.no_rewind = NoRewindTwin(path);
-  }
-  return true;
+// Whether there is nothing but a device, or nothing yet where devices belong. Plain files may stand
+// in /dev/shm.
+bool StandsForDevice(const std::string& path) {
+  struct stat status {};
+  if (sys.stat(path.c_str(), &status) == 0)
+    return S_ISCHR(status.st_mode) || S_ISBLK(status.st_mode);
+  return path.starts_with("/dev/") && !path.starts_with("/dev/shm/");
 }
 
-const char* DescribeMode(mode_t mode) {
-  return S_ISREG(mode)   ? "Regular file"
-         : S_ISCHR(mode) ? "Character device "
-         : S_ISBLK(mode) ? "Block Device"
-                         : "No Stat";
+// The trace's word for what a path is; input and output have their own.
+std::string DescribeMode(const std::string& path, DriveUse use) {
+  const bool reads = use == DriveUse::kRead;
+  struct stat status {};
+  if (sys.stat(path.c_str(), &status) != 0) return reads ? "No Stat" : "No stat";
+  if (S_ISREG(status.st_mode)) return "Regular file";
+  if (S_ISCHR(status.st_mode)) return reads ? "Character device " : "Character device";
+  if (S_ISBLK(status.st_mode)) return "Block Device";
+  if (reads) return "No Stat";
+  char mode[16];
+  std::snprintf(mode, sizeof mode, "%X ... ", status.st_mode);
+  return mode;
+}
+
+void TraceNames(const DriveRequest& request) {
+  const char* const operation = request.use == DriveUse::kRead ? "openTapeIn" : "openTapeOut";
+  TRACE_LINE("#%s:    Device for rewind '%s' %s\n", operation, request.names.rewind.c_str(),
+             DescribeMode(request.names.rewind, request.use).c_str());
+  TRACE_LINE("#%s: Device for no rewind '%s'\n", operation, request.names.no_rewind.c_str());
 }
 
 }  // namespace
 
+DeviceNames NamesOfVolume(const std::string& path) {
+  DeviceNames names{.rewind = path};
+  if (path.empty() || static_cast<unsigned char>(path[0]) <= ' ') {
+    names = {.rewind = FromEnvironment("ZORTAPE"), .no_rewind = FromEnvironment("ZORTAPENRWD")};
+    if (names.rewind.empty() || names.no_rewind.empty()) return {};
+  } else if (path.starts_with("/dev/") && StandsForDevice(path)) {
+    names.no_rewind = FromEnvironment("ZORTAPENRWD");
+    if (names.no_rewind.empty()) names.no_rewind = FromEnvironment("TAPENRWD");
+    if (names.no_rewind.empty()) names.no_rewind = NoRewindTwin(path);
+  }
+  if (!StandsForDevice(names.path())) return {.rewind = names.path()};
+  return names;
+}
+
 OpenedDrive OpenDrive(const DriveRequest& request) {
   TRACE_FRAME();
-  OpenedDrive opened;
-  const bool is_empty = request.path.empty() || static_cast<unsigned char>(request.path[0]) <= ' ';
-  const std::string path = is_empty ? "" : request.path;
-  if (ParseImagePath(path).is_image) {
-    opened.is_drive = true;
-    opened.names.rewind = path;
-    opened.drive = OpenImages(request);
-    return opened;
+  const std::string& path = request.names.path();
+  if (path.empty()) {
+    PrintError("Specify input device OR environment variables ZORTAPE and ZORTAPENRWD.\n");
+    errno = ENODEV;
+    return {.is_drive = true};
   }
-  if (!SettleNames(path, opened.names)) {
-    opened.is_drive = true;
-    return opened;
-  }
-  struct stat status {};
-  const bool there = sys.stat(opened.names.rewind.c_str(), &status) == 0;
-  const char* const operation = request.use == DriveUse::kRead ? "openTapeIn" : "openTapeOut";
-  TRACE_LINE("#%s:    Device for rewind '%s' %s\n", operation, opened.names.rewind.c_str(),
-             DescribeMode(there ? status.st_mode : 0));
-  TRACE_LINE("#%s: Device for no rewind '%s'\n", operation, opened.names.no_rewind.c_str());
-  opened.is_drive = there && (S_ISCHR(status.st_mode) || S_ISBLK(status.st_mode));
-  errno = 0;
-  if (opened.is_drive) opened.drive = OpenDevice(opened.names, request);
-  return opened;
+  TraceNames(request);
+  if (ParseImagePath(path).is_image) return {.drive = OpenImages(request), .is_drive = true};
+  if (StandsForDevice(path)) return {.drive = OpenDevice(request), .is_drive = true};
+  return {};
 }
 
 }  // namespace tolvane

@@ -15,12 +15,17 @@
 
 namespace tolvane {
 
-// Names and manners of a device, settled from the path and the environment.
+// The names of a volume. What is no device has one only.
 struct DeviceNames {
-  std::string rewind;     // rewinds when it is closed
-  std::string no_rewind;  // keeps its place; empty when there is none
+  std::string rewind{};     // a device rewinds when it is closed by this name
+  std::string no_rewind{};  // ... and keeps its place by this one; empty when there is none
+  // What is opened.
   [[nodiscard]] const std::string& path() const { return no_rewind.empty() ? rewind : no_rewind; }
 };
+
+// Settles the names of a volume by its path and the environment, which gives them when the path is
+// empty or begins with a blank. No names: the environment lacks them.
+[[nodiscard]] DeviceNames NamesOfVolume(const std::string& path);
 
 class Drive {
  public:
@@ -73,28 +78,25 @@ enum class DriveUse { kRead, kWrite };
 // The most bytes of a block on an image.
 inline constexpr std::size_t kMostOnImage = 0xFFFFFF;
 
-// The drive behind a path: an image list ("tap:A,B", "aws:A") or, for character and block devices
-// and paths in /dev, a device; an empty path is the device that the environment names. Null with
-// errno 0 and `is_drive` false when the path is a plain file; null with errno set on a failure,
-// which has been reported if it concerns the environment.
+// The drive behind a name: an image list ("tap:A,B", "aws:A") or, for character and block devices
+// and what is not there in /dev, a device. Null with `is_drive` false when the name is that of a
+// file; null with errno set on a failure, which has been reported if it concerns the environment.
 struct DriveRequest {
-  std::string path;
+  DeviceNames names;
   DriveUse use = DriveUse::kRead;
   BeforeWait before_wait = nullptr;
 };
 struct OpenedDrive {
   std::unique_ptr<Drive> drive{};
   bool is_drive = false;
-  DeviceNames names{};
 };
 [[nodiscard]] OpenedDrive OpenDrive(const DriveRequest& request);
 
 // Both homes.
-[[nodiscard]] std::unique_ptr<Drive> OpenDevice(const DeviceNames& names,
-                                                const DriveRequest& request);
+[[nodiscard]] std::unique_ptr<Drive> OpenDevice(const DriveRequest& request);
 [[nodiscard]] std::unique_ptr<Drive> OpenImages(const DriveRequest& request);
 
-// The files that the path of a volume stands for: those of an image list, else the path itself.
+// The files behind the path of a volume: those of an image list, else the one that is opened.
 [[nodiscard]] std::vector<std::string> FilesOfVolume(const std::string& path, DriveUse use);
 
 }  // namespace tolvane

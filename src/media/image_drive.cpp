@@ -175,15 +175,16 @@ bool ImageDrive::LoadNextVolume() {
 }  // namespace
 
 std::vector<std::string> FilesOfVolume(const std::string& path, DriveUse use) {
-  const ImagePath image = ParseImagePath(path);
-  if (!image.is_image) return {path};
+  const std::string name = NamesOfVolume(path).path();
+  const ImagePath image = ParseImagePath(name);
+  if (!image.is_image) return {name};
   std::vector<std::string> files;
   for (const Volume& volume : ParseVolumes(image.list, use)) files.push_back(volume.path);
   return files;
 }
 
 std::unique_ptr<Drive> OpenImages(const DriveRequest& request) {
-  const ImagePath image = ParseImagePath(request.path);
+  const ImagePath image = ParseImagePath(request.names.path());
   std::vector<Volume> volumes = ParseVolumes(image.list, request.use);
   if (volumes.empty()) {
     errno = ENOENT;

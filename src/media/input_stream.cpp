@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 #include "platform/interrupt.h"
 #include "platform/system_calls.h"
@@ -50,10 +51,18 @@ std::span<const Byte> InputStream::Peek(std::size_t bytes) {
   return {buffer_.data() + start_, Shown()};
 }
 
+void InputStream::WithholdTrailer(std::size_t most, Measure measure) {
+  withheld_ = most;
+  measure_trailer_ = std::move(measure);
+  if (at_end_) EndStream();
+}
+
 void InputStream::EndStream() {
   at_end_ = true;
-  if (is_trailer_ == nullptr || end_ - start_ < withheld_) return;
-  if (is_trailer_({buffer_.data() + end_ - withheld_, withheld_})) end_ -= withheld_;
+  if (!measure_trailer_) return;
+  const std::size_t held = std::min(end_ - start_, withheld_);
+  trailer_ = measure_trailer_({buffer_.data() + end_ - held, held});
+  end_ -= trailer_;
 }
 
 // Reads another piece behind what is there; false at the end.

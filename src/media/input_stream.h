@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <span>
 #include <string>
 #include <vector>
@@ -35,12 +36,12 @@ class InputStream {
   // view may be longer than asked for; it is valid until the next call of Peek. Memory is taken
   // as bytes arrive, whatever was asked for.
   [[nodiscard]] std::span<const Byte> Peek(std::size_t bytes);
-  // Withholds the last `bytes` bytes of the stream when `is_trailer` says so of them; to be called
-  // before the first of them was shown.
-  void WithholdTrailer(std::size_t bytes, bool (*is_trailer)(std::span<const Byte>)) {
-    withheld_ = bytes;
-    is_trailer_ = is_trailer;
-  }
+  // Withholds the trailer of the stream: as many of its last `most` bytes as `measure` says of
+  // them. To be called before the first of them was passed over.
+  using Measure = std::function<std::size_t(std::span<const Byte>)>;
+  void WithholdTrailer(std::size_t most, Measure measure);
+  // What was withheld, once the stream has ended.
+  [[nodiscard]] std::span<const Byte> trailer() const { return {buffer_.data() + end_, trailer_}; }
   // Passes over bytes that the last Peek has shown, at most as many. What it showed behind them
   // stays valid until the next Peek.
   void Skip(std::size_t bytes) { start_ += bytes; }
@@ -69,7 +70,8 @@ class InputStream {
   std::size_t start_ = 0;  // first byte not yet passed over
   std::size_t end_ = 0;    // one past the last byte read
   std::size_t withheld_ = 0;
-  bool (*is_trailer_)(std::span<const Byte>) = nullptr;
+  Measure measure_trailer_;
+  std::size_t trailer_ = 0;  // bytes behind end_
 };
 
 }  // namespace tolvane

@@ -55,6 +55,13 @@ bool IsName(const std::string& text) {
          std::find(std::begin(kKinds), std::end(kKinds), name.substr(0, 3)) != std::end(kKinds);
 }
 
+// The label that the bytes begin, however many of it are there.
+std::optional<std::string> BegunLabel(std::span<const Byte> bytes, bool in_words) {
+  Label label{};
+  std::copy_n(bytes.begin(), std::min(bytes.size(), label.size()), label.begin());
+  return ReadLabel(label, in_words);
+}
+
 }  // namespace
 
 Label MakeVol1(const std::string& serial) {
@@ -118,6 +125,25 @@ std::optional<std::string> ReadLabel(std::span<const Byte> block, bool in_words)
   for (char& c : text) c = static_cast<char>(ebc2asc[static_cast<Byte>(c)]);
   if (IsName(text)) return text;
   return std::nullopt;
+}
+
+bool HasNumbers(const std::string& hdr1) { return LabelNumber(hdr1, label::kNumbers).has_value(); }
+
+std::size_t TrailerLength(std::span<const Byte> end, const std::string& hdr1, bool in_words) {
+  constexpr std::size_t kLeast = 8;  // shows a name in characters of 9 bits too
+  for (std::size_t length = std::min(end.size(), kTrailerSize); length >= kLeast; --length) {
+    const std::span<const Byte> bytes = end.last(length);
+    const auto first = BegunLabel(bytes, in_words);
+    if (!first || (!LabelIs(*first, "EOF1") && !LabelIs(*first, "EOV1"))) continue;
+    const std::size_t characters = in_words ? length * kGroupQuarters / kGroupBytes : length;
+    const std::size_t known = std::min(characters - label::kName.width, label::kIdentity.width);
+    if (first->compare(label::kIdentity.offset, known, hdr1, label::kIdentity.offset, known) == 0)
+      return length;
+    const auto second = BegunLabel(bytes.subspan(std::min(length, kLabelSize)), in_words);
+    if (length == kTrailerSize && second && (LabelIs(*second, "EOF2") || LabelIs(*second, "EOV2")))
+      return length;
+  }
+  return 0;
 }
 
 bool MayBeginVolume(std::span<const Byte> bytes, bool may_be_ascii) {

@@ -36,9 +36,11 @@ inline constexpr Field kVolumeSerialRead{4, 8};  // Deliberate: the reader takes
 inline constexpr Field kFileLabel{4, 17};
 inline constexpr Field kFileLabelRead{4, 16};  // Deliberate: the reader leaves the last one
 inline constexpr Field kFileSerial{21, 6};
+inline constexpr Field kIdentity{4, 23};       // the same in the labels before and behind a file
 inline constexpr Field kSequence{27, 4};       // HDR1: volume number
 inline constexpr Field kConstants{27, 14};     // EOF1: "00010001000101"
 inline constexpr Field kConstantsHdr{31, 10};  // HDR1: "0001000101"
+inline constexpr Field kNumbers{27, 8};        // HDR1: of the volume and of the file on it
 inline constexpr Field kCreated{42, 5};        // year, two digits, and day of the year, three
 inline constexpr Field kExpires{48, 5};
 inline constexpr Field kBlockCount{53, 7};  // HDR1: "0000000"
@@ -76,9 +78,17 @@ struct BlockFormat {
 // `in_words` also in characters of 9 bits.
 [[nodiscard]] std::optional<std::string> ReadLabel(std::span<const Byte> block,
                                                    bool in_words = false);
+// Whether an HDR1 has numbers where all writers put them.
+[[nodiscard]] bool HasNumbers(const std::string& hdr1);
 // Whether the first bytes of a label, fewer than its name perhaps, may begin a VOL1 or HDR1.
 // Text counts only when it is in EBCDIC: `may_be_ascii` false.
 [[nodiscard]] bool MayBeginVolume(std::span<const Byte> bytes, bool may_be_ascii);
+// How many of the last bytes of a file are its trailer: EOF1 and EOF2 or EOV1 and EOV2, or as much
+// of them as there is when the first one is that of the file that `hdr1` labels. At most
+// kTrailerSize.
+inline constexpr std::size_t kTrailerSize = 2 * kLabelSize;
+[[nodiscard]] std::size_t TrailerLength(std::span<const Byte> end, const std::string& hdr1,
+                                        bool in_words);
 // A field of a label's text, without trailing blanks.
 [[nodiscard]] std::string LabelField(const std::string& text, label::Field field);
 // The decimal number in a field; nothing when it holds anything else.

@@ -22,9 +22,16 @@ void GiveUp(TapeIo& tape) {
   tape.block = {};
 }
 
+void TraceEnd(const TapeIo& tape, int error) {
+  if (!tape.variable_blocked) TRACE_LINE("#tapein: End of fix tape (%d) %d\n", -1, error);
+}
+
 // Reports a read error once the stream has ended in one.
 void ReportReadError(TapeIo& tape) {
   if (tape.stream.error() == 0 || tape.damaged) return;
+  TRACE_LINE("#tapein: fread size: %d ret: %d; %s\n", tape.block_size, -1,
+             std::strerror(tape.stream.error()));
+  TraceEnd(tape, tape.stream.error());
   PrintError("Reading '%s' after block %ld: %s\n", tape.device.c_str(), tape.blocks_read,
              std::strerror(tape.stream.error()));
   GiveUp(tape);
@@ -76,6 +83,7 @@ Drive::Block ReadTapeBlock(TapeIo& tape) {
 
 // Says why a block could not be read, and ends the input.
 void ReportBlock(TapeIo& tape, const Drive::Block& block) {
+  TraceEnd(tape, block.error);
   const std::string length = block.data.empty()
                                  ? "is longer"
                                  : "has " + std::to_string(block.data.size()) + " bytes, more";
@@ -270,14 +278,27 @@ std::size_t NextBlock(TapeIo& tape) {
   return length;
 }
 
-// The next block of a tape of words. A block of another size, but for the first and the last, would
-// shift all words behind it.
+// The header of a COPYG volume stands in a block of its own, the head of the first block perhaps
+// with it. False when it does not.
+bool CheckCopygHeader(TapeIo& tape) {
+  constexpr std::size_t kWithHead = kCopygHeaderBytes + kCopygHeadBytes;
+  const std::size_t got = tape.block.size();
+  if (got == kCopygHeaderBytes || got == kWithHead) return true;
+  PrintError("Block 1 of '%s' has %zu bytes; the header of a COPYG volume has %zu or %zu.\n",
+             tape.device.c_str(), got, kCopygHeaderBytes, kWithHead);
+  GiveUp(tape);
+  return false;
+}
+
+// The next block of a tape of words. A block of another size, but for the last, would shift all
+// words behind it.
 std::size_t NextWordBlock(TapeIo& tape) {
-  const bool is_first = tape.blocks_read <= 1;
-  const std::size_t last = std::exchange(tape.last_word_block, 0);
+  const bool is_header = tape.kind == InputKind::kCopyg && tape.blocks_read == 0;
   const std::size_t got = NextBlock(tape);
-  tape.last_word_block = got;
-  if (!tape.word_blocks() || is_first || got == 0 || last == kCopygBlockBytes) return got;
+  if (!tape.word_blocks() || got == 0) return got;
+  if (is_header) return CheckCopygHeader(tape) ? got : 0;
+  const std::size_t last = std::exchange(tape.last_word_block, got);
+  if (last == kCopygBlockBytes) return got;
   PrintError("Block %ld of '%s' has %zu bytes and is not the last; whole ones have %zu.\n",
              tape.blocks_read - 1, tape.device.c_str(), last, kCopygBlockBytes);
   GiveUp(tape);
@@ -308,31 +329,41 @@ TapeRecord GetFixedRecord(TapeIo& tape) {
   return record;
 }
 
-// A record whose descriptor promises more than its block holds: what is missing comes from the
-// next block, and the length is the smaller of the record's and that block's.
-TapeRecord CompleteFromNextBlock(TapeIo& tape, std::size_t length) {
+// A record whose descriptor promises more than its block holds goes on at the front of the blocks
+// behind it. Deliberate: it is handed out whole, however short these are; what was left of it there
+// would be taken for descriptors.
+TapeRecord CompleteFromNextBlocks(TapeIo& tape, std::size_t length) {
   PrintWarning("Record %ld of '%s' runs past the end of block %ld.\n", tape.records + 1,
                tape.device.c_str(), tape.blocks_read);
-  tape.assembled.assign(tape.block.begin() + kDescriptorWidth, tape.block.end());
-  const std::size_t had = tape.block.size();
-  const std::size_t next_block = NextBlock(tape);
-  if (next_block == 0) {
-    tape.damaged = true;
-    return {tape.assembled, static_cast<std::int32_t>(had)};
+  const std::size_t wanted = length - kDescriptorWidth;
+  std::vector<Byte>& record = tape.assembled;
+  record.assign(tape.block.begin() + kDescriptorWidth, tape.block.end());
+  while (record.size() < wanted && NextBlock(tape) != 0) {
+    const auto piece = tape.block.first(std::min(wanted - record.size(), tape.block.size()));
+    record.insert(record.end(), piece.begin(), piece.end());
+    tape.block = tape.block.subspan(piece.size());
   }
-  length = std::max(std::min(length, next_block), had);
-  const std::size_t missing = std::min(length - had, tape.block.size());
-  tape.assembled.insert(tape.assembled.end(), tape.block.begin(),
-                        tape.block.begin() + static_cast<std::ptrdiff_t>(missing));
-  tape.block = tape.block.subspan(missing);
-  return {tape.assembled, static_cast<std::int32_t>(length)};
+  if (record.size() < wanted) {
+    PrintWarning("'%s' ends inside record %ld: %zu of %zu bytes.\n", tape.device.c_str(),
+                 tape.records + 1, record.size(), wanted);
+    tape.damaged = true;
+  }
+  return {record, static_cast<std::int32_t>(record.size() + kDescriptorWidth)};
+}
+
+int DescribedLength(std::span<const Byte> at) {
+  return at.size() < kDescriptorWidth ? 0 : LoadBig<std::int16_t>(at.data());
+}
+
+// Up to four bytes are no record, unless they are the descriptor of an empty one.
+bool HoldsNoRecord(std::span<const Byte> rest) {
+  return rest.size() <= kDescriptorWidth && DescribedLength(rest) != int{kDescriptorWidth};
 }
 
 TapeRecord GetVariableRecord(TapeIo& tape, std::int32_t capacity) {
-  if (tape.block.size() <= kDescriptorWidth && NextBlock(tape) == 0) return {};
-  const int length =
-      tape.block.size() < kDescriptorWidth ? 0 : LoadBig<std::int16_t>(tape.block.data());
-  if (length <= static_cast<int>(kDescriptorWidth)) {
+  if (HoldsNoRecord(tape.block) && NextBlock(tape) == 0) return {};
+  const int length = DescribedLength(tape.block);
+  if (length < static_cast<int>(kDescriptorWidth)) {
     PrintError("Record %ld of '%s' (block %ld) has an impossible length: %d.\n", tape.records + 1,
                tape.device.c_str(), tape.blocks_read, length);
     GiveUp(tape);
@@ -346,13 +377,21 @@ TapeRecord GetVariableRecord(TapeIo& tape, std::int32_t capacity) {
   }
   const auto size = static_cast<std::size_t>(length);
   if (size > tape.block.size()) {
-    const TapeRecord record = CompleteFromNextBlock(tape, size);
+    const TapeRecord record = CompleteFromNextBlocks(tape, size);
     tape.record_size = record.length;
     return record;
   }
   const TapeRecord record{tape.block.subspan(kDescriptorWidth, size - kDescriptorWidth), length};
   tape.block = tape.block.subspan(size);
   return record;
+}
+
+// The next variable record of words that has any; none at the end.
+std::span<const Byte> NextWordRecord(TapeIo& tape) {
+  for (;;) {
+    const TapeRecord record = GetVariableRecord(tape, INT32_MAX);
+    if (record.length == 0 || !record.data.empty()) return record.data;
+  }
 }
 
 // Settles what the kind of the input says of its blocks.
@@ -375,11 +414,13 @@ std::span<const Byte> getCopygSdfBlk(TapeIo& tape, std::size_t most) {
     shown = tape.stream.Peek(most);
     shown = shown.first(std::min(most, shown.size()));
     tape.stream.Skip(shown.size());
-    if (shown.empty()) ReportReadError(tape);
-    return shown;
+    if (!shown.empty()) return shown;
+    ReportReadError(tape);
+    (void)readEof(tape);  // a file has no further volume
+    return {};
   }
   if (tape.words_left.empty())
-    tape.words_left = tape.variable_blocked      ? GetVariableRecord(tape, INT32_MAX).data
+    tape.words_left = tape.variable_blocked      ? NextWordRecord(tape)
                       : NextWordBlock(tape) != 0 ? std::exchange(tape.block, {})
                                                  : std::span<const Byte>{};
   shown = tape.words_left.first(std::min(most, tape.words_left.size()));
@@ -390,12 +431,12 @@ std::span<const Byte> getCopygSdfBlk(TapeIo& tape, std::size_t most) {
 std::unique_ptr<TapeIo> openTapeIn(const TapeInRequest& request) {
   TRACE_FRAME();
   auto tape = std::make_unique<TapeIo>();
+  tape->names = NamesOfVolume(request.path);
+  tape->device = tape->names.rewind;
   OpenedDrive opened =
-      OpenDrive({.path = request.path, .use = DriveUse::kRead, .before_wait = request.before_wait});
+      OpenDrive({.names = tape->names, .use = DriveUse::kRead, .before_wait = request.before_wait});
   if (opened.is_drive && opened.drive == nullptr) return nullptr;
   tape->drive = std::move(opened.drive);
-  tape->names = opened.names;
-  tape->device = opened.names.rewind;
   tape->record_size = request.record_size;
   tape->block_size = request.block_size < 1 ? request.record_size : request.block_size;
   tape->file_label = BaseName(tape->device).substr(0, kFileLabelWidth);

@@ -63,9 +63,10 @@ struct TapeIo {
   bool variable_blocked = false;  // else blocks have one size
   bool end_of_file = false;
   bool labelled = false;         // a VOL1 or HDR1 was found
+  bool has_label_sizes = false;  // its HDR2 told the sizes
   bool damaged = false;          // the volume was not read to its end
   bool has_early_block = false;  // the first data block stands in `early_block`
-  bool passed_end = false;       // of a tape: what stands behind the last mark has been seen to
+  bool passed_end = false;       // what stands behind the data has been seen to
   bool is_later_volume = false;
   bool warned_of_tail = false;   // told that variable blocks are longer than they say
   bool warned_of_rest = false;   // told that blocks end in part of a record
@@ -81,13 +82,13 @@ struct TapeIo {
   DeviceNames names;
   InputStream stream;                  // a file; closed for a tape
   std::span<const Byte> block;         // what is left of the block at hand
-  std::vector<Byte> assembled;         // a line padded, or a record put together from two blocks
+  std::vector<Byte> assembled;         // a line padded, or a record put together from blocks
   std::vector<Byte> rest;              // what a block left behind its last whole record
   std::vector<Byte> early_block;       // a data block met where a label was looked for
   std::vector<Byte> text;              // bytes of text blocks of a tape not yet made lines
   std::span<const Byte> words_left{};  // a 36-bit kind: of the block or record at hand
-  std::size_t last_word_block = 0;     // ... bytes of the block before
-  std::unique_ptr<SdfVolume> sdf;      // ... its words
+  std::size_t last_word_block = kCopygBlockBytes;  // ... bytes of the block before
+  std::unique_ptr<SdfVolume> sdf;                  // ... its words
 
   [[nodiscard]] bool is_text() const { return IsText(kind); }
   [[nodiscard]] bool in_words() const { return IsWordKind(kind); }
@@ -127,8 +128,8 @@ struct TapeInRequest {
 // next call. None at the end.
 [[nodiscard]] std::span<const Byte> getCopygSdfBlk(TapeIo& tape, std::size_t most);
 
-// Handles what stands behind the tape mark that was met: 1 when reading goes on on a new volume.
-// Nothing is read of this one any more.
+// Handles what stands behind the data, at a tape mark or the end of a file: 1 when reading goes on
+// on a new volume. Nothing is read of this one any more.
 [[nodiscard]] int readEof(TapeIo& tape);
 
 // Rewinds a device and closes. The destructor closes without rewinding.

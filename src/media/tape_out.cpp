@@ -145,10 +145,10 @@ bool WriteBlock(TapeOut& tape, std::span<const Byte> block) {
 }
 
 // Takes the header from its file, which stands beside the volume.
-bool PrepareCopyg(TapeOut& tape, const std::string& path) {
+bool PrepareCopyg(TapeOut& tape) {
   tape.copyg = std::make_unique<CopygBlocks>();
   tape.block_size = static_cast<std::int32_t>(kCopygBlockBytes);
-  return tape.copyg->ReadHeaderFile(NameOfVolume(path) + ".hdr");
+  return tape.copyg->ReadHeaderFile(NameOfVolume(tape.device) + ".hdr");
 }
 
 // Writes the block being filled, unless it holds no record.
@@ -162,6 +162,8 @@ bool putBlk(TapeOut& tape) {
   const std::span<const Byte> block(tape.block, tape.filled);
   tape.block = nullptr;
   if (!has_record) return true;
+  TRACE_LINE("#Write Tape %s Block %d\n", tape.is_variable() ? "Var" : "Fix",
+             tape.blocks_written + 1);
   if (!tape.is_tape()) {
     tape.stream.Commit(block.size());
   } else if (!WriteToTape(tape, block)) {
@@ -173,10 +175,9 @@ bool putBlk(TapeOut& tape) {
 }
 
 // Opens the drive or the file. False after a message.
-bool OpenMedium(TapeOut& tape, const std::string& path) {
-  OpenedDrive opened = OpenDrive({.path = path, .use = DriveUse::kWrite});
+bool OpenMedium(TapeOut& tape, const DeviceNames& names) {
+  OpenedDrive opened = OpenDrive({.names = names, .use = DriveUse::kWrite});
   tape.drive = std::move(opened.drive);
-  tape.device = opened.names.rewind;
   if (opened.is_drive ? !tape.is_tape() : !tape.stream.Open(tape.device)) {
     if (!tape.device.empty())
       PrintOutput("Error %d '%s' opening %s\n", errno, std::strerror(errno), tape.device.c_str());
@@ -194,7 +195,8 @@ bool OpenMedium(TapeOut& tape, const std::string& path) {
 std::unique_ptr<TapeOut> openTapeOut(const TapeOutRequest& request) {
   TRACE_FRAME();
   auto tape = std::make_unique<TapeOut>();
-  tape->device = request.path;
+  const DeviceNames names = NamesOfVolume(request.path);
+  tape->device = names.rewind;
   tape->volume_serial = request.volume_serial;
   tape->file_label = request.file_label;
   tape->kind = request.kind;
@@ -204,13 +206,13 @@ std::unique_ptr<TapeOut> openTapeOut(const TapeOutRequest& request) {
   tape->labelled = !IsBlank(tape->volume_serial) && !IsBlank(tape->file_label) &&
                    tape->volume_serial != kNoLabels;
   if (request.kind == InputKind::kCopyg) {
-    if (!PrepareCopyg(*tape, request.path)) return nullptr;
+    if (!PrepareCopyg(*tape)) return nullptr;
   } else {
     if (tape->record_size > 0) SettleBlockSize(*tape);
     if (!SizesFit(*tape)) return nullptr;
   }
 
-  if (!OpenMedium(*tape, request.path)) return nullptr;
+  if (!OpenMedium(*tape, names)) return nullptr;
   if (tape->labelled && !addTapeLabel(*tape)) {
     if (LostBlocks(*tape) > 0) return nullptr;
     PrintError("Writing labels to '%s': %s\n", tape->device.c_str(), std::strerror(errno));

@@ -58,6 +58,7 @@ void TakeSizes(TapeIo& tape, const std::string& hdr2) {
   tape.block_size = *block;
   tape.record_size = *record;
   tape.variable_blocked = is_variable;
+  tape.has_label_sizes = true;
   TRACE_LINE("#%sBLK Tape VSN: %s; LBL: %s; BLKSZ: %d RCSZ: %d\n",
              tape.variable_blocked ? "VAR" : "FIX", tape.volume_serial.c_str(),
              tape.file_label.c_str(), tape.block_size, tape.record_size);
@@ -68,22 +69,60 @@ void TakeVol1(TapeIo& tape, const std::string& vol1) {
   tape.volume_serial = LabelField(vol1, label::kVolumeSerialRead);
 }
 
+// The number of the volume in an HDR1; without a usable one it is the volume expected.
+std::int32_t VolumeNumber(const TapeIo& tape, const std::string& hdr1) {
+  const auto number = LabelNumber(hdr1, label::kSequence);
+  if (number.value_or(0) >= 1) return *number;
+  const std::int32_t expected = std::max(tape.volume_number, 1);
+  PrintWarning("The HDR1 label of '%s' has no usable volume number ('%s'); it counts as %d.\n",
+               tape.device.c_str(), LabelField(hdr1, label::kSequence).c_str(), expected);
+  return expected;
+}
+
+// False when the HDR1 is not that of the volume expected.
+bool TakeHdr1(TapeIo& tape, const std::string& hdr1) {
+  tape.labelled = true;
+  tape.file_label = LabelField(hdr1, label::kFileLabelRead);
+  const std::int32_t mounted = VolumeNumber(tape, hdr1);
+  if (tape.volume_number >= 1 && mounted != tape.volume_number) {
+    PrintOutput("You have mounted tape number %d. Expecting tape number %d.\n", mounted,
+                tape.volume_number);
+    return false;
+  }
+  if (tape.volume_number < 1 && mounted > 1)
+    PrintWarning("'%s' is tape number %d; what the tapes before it hold is not read.\n",
+                 tape.device.c_str(), mounted);
+  tape.volume_number = mounted;
+  return true;
+}
+
+// Warns when the label behind the data counts other blocks than were read. Six digits are common
+// to all writers.
+void CheckBlockCount(const TapeIo& tape, const std::string& trailer) {
+  constexpr std::int64_t kCountModulus = 1000000;
+  const auto counted = LabelNumber(trailer, label::kBlockCountRead);
+  const std::int64_t read = tape.blocks_read - tape.counted_from;
+  if (!counted || *counted == read % kCountModulus) return;
+  PrintWarning("The %s label of '%s' counts %d blocks; %ld were read.\n",
+               LabelField(trailer, label::kName).c_str(), tape.device.c_str(), *counted, read);
+}
+
 // ---- disk files: labels are blocks like any other and there are no tape marks
+
+// The label that stands behind `before` others.
+std::optional<std::string> PeekLabel(TapeIo& tape, std::size_t before) {
+  const std::size_t at = before * kLabelSize;
+  const auto shown = tape.stream.Peek(at + kLabelSize);
+  if (shown.size() < at + kLabelSize) return std::nullopt;
+  return ReadLabel(shown.subspan(at, kLabelSize), tape.in_words());
+}
 
 // The text of the label that comes next, when it is `name`; the label is then taken.
 std::optional<std::string> TakeLabel(TapeIo& tape, const char* name) {
-  const auto shown = tape.stream.Peek(kLabelSize);
-  auto text = ReadLabel(shown.first(std::min(shown.size(), kLabelSize)), tape.in_words());
+  auto text = PeekLabel(tape, 0);
   if (!text || !LabelIs(*text, name)) return std::nullopt;
   tape.stream.Skip(kLabelSize);
   return text;
-}
-
-template <bool in_words>
-bool AreTrailerLabels(std::span<const Byte> bytes) {
-  const auto first = ReadLabel(bytes.first(kLabelSize), in_words);
-  const auto second = ReadLabel(bytes.subspan(kLabelSize), in_words);
-  return first && second && LabelIs(*first, "EOF1") && LabelIs(*second, "EOF2");
 }
 
 // Looks no further than it must, because more of a pipe may be long in coming.
@@ -96,22 +135,56 @@ bool BeginsWithLabel(TapeIo& tape) {
   return true;
 }
 
-// A file that has no labels is read from its first byte.
+// Passes over further labels. They are told, because data could begin like them.
+void PassFurtherLabels(TapeIo& tape) {
+  for (std::string name : {"HDR3", "UHL1"})
+    for (; TakeLabel(tape, name.c_str()); ++name.back())
+      PrintWarning("The %s label of '%s' is passed over.\n", name.c_str(), tape.device.c_str());
+}
+
+// A file that has no labels is read from its first byte. Data may begin with the name of one: a
+// VOL1 counts with an HDR1 behind it, an HDR1 by itself with its numbers.
 void ReadFileLabels(TapeIo& tape) {
   if (!BeginsWithLabel(tape)) {
+    TRACE_LINE("#No tape header %s\n", std::strerror(tape.stream.error()));
+    return;
+  }
+  const auto first = PeekLabel(tape, 0);
+  const bool has_vol1 = first && LabelIs(*first, "VOL1");
+  const auto hdr1 = has_vol1 ? PeekLabel(tape, 1) : first;
+  if (!hdr1 || !LabelIs(*hdr1, "HDR1") || (!has_vol1 && !HasNumbers(*hdr1))) {
     TRACE_LINE("#readHdr: did not find VOL or HDR\n");
     return;
   }
-  if (const auto vol1 = TakeLabel(tape, "VOL1")) TakeVol1(tape, *vol1);
-  if (const auto hdr1 = TakeLabel(tape, "HDR1")) {
-    tape.labelled = true;
-    tape.file_label = LabelField(*hdr1, label::kFileLabelRead);
-    tape.volume_number = LabelNumber(*hdr1, label::kSequence).value_or(0);
-    if (const auto hdr2 = TakeLabel(tape, "HDR2"); hdr2) TakeSizes(tape, *hdr2);
+  if (has_vol1) TakeVol1(tape, *first);
+  (void)TakeHdr1(tape, *hdr1);  // no certain volume is expected
+  tape.stream.Skip(has_vol1 ? 2 * kLabelSize : kLabelSize);
+  if (const auto hdr2 = TakeLabel(tape, "HDR2")) TakeSizes(tape, *hdr2);
+  PassFurtherLabels(tape);
+  tape.stream.WithholdTrailer(kTrailerSize, [hdr1 = *hdr1, in_words = tape.in_words()](auto end) {
+    return TrailerLength(end, hdr1, in_words);
+  });
+}
+
+// Looks at the trailer of a file that was read to its end.
+void CheckFileTrailer(TapeIo& tape) {
+  if (!tape.labelled || !tape.stream.Peek(1).empty()) return;
+  const auto trailer = tape.stream.trailer();
+  const char* const device = tape.device.c_str();
+  const auto first = trailer.size() < kLabelSize
+                         ? std::nullopt
+                         : ReadLabel(trailer.first(kLabelSize), tape.in_words());
+  tape.damaged = !first || LabelIs(*first, "EOV1");
+  if (trailer.empty()) {
+    PrintWarning("'%s' ends without trailer labels.\n", device);
+  } else if (trailer.size() % kLabelSize != 0) {
+    PrintWarning("'%s' ends inside its trailer labels.\n", device);
   }
-  if (tape.labelled)
-    tape.stream.WithholdTrailer(2 * kLabelSize,
-                                tape.in_words() ? AreTrailerLabels<true> : AreTrailerLabels<false>);
+  if (!first) return;
+  if (tape.has_label_sizes && !tape.in_words()) CheckBlockCount(tape, *first);
+  if (tape.damaged)
+    PrintWarning("'%s' ends volume %d of its file; the next one is not read.\n", device,
+                 tape.volume_number);
 }
 
 // ---- tapes
@@ -149,28 +222,10 @@ Header GiveUp(int error) {
   return Header::kGiveUp;
 }
 
-// False when the HDR1 is not that of the volume expected.
-bool TakeHdr1(TapeIo& tape, const std::string& hdr1) {
-  tape.labelled = true;
-  tape.file_label = LabelField(hdr1, label::kFileLabelRead);
-  const std::int32_t mounted = LabelNumber(hdr1, label::kSequence).value_or(0);
-  if (tape.volume_number >= 1 && mounted != tape.volume_number) {
-    PrintOutput("You have mounted tape number %d. Expecting tape number %d.\n", mounted,
-                tape.volume_number);
-    return false;
-  }
-  if (tape.volume_number < 1 && mounted > 1)
-    PrintWarning("'%s' is tape number %d; what the tapes before it hold is not read.\n",
-                 tape.device.c_str(), mounted);
-  tape.volume_number = mounted;
-  return true;
-}
-
 // What a tape is whose labels end before the HDR1: wrong when a certain volume is expected. What
 // stands in the place of the `wanted` label is data then; what could not be read whole is read
 // again.
 Header WithoutHdr1(TapeIo& tape, const Found& found, const char* wanted) {
-  TRACE_LINE("#readHdr: did not find VOL or HDR\n");
   if (found.error != 0 && found.error != ENOMEM) return GiveUp(found.error);
   if (tape.is_later_volume) {
     PrintOutput("You have mounted a tape without labels. Expecting tape number %d.\n",
@@ -203,7 +258,7 @@ Header ReadTapeHeader(TapeIo& tape) {
   tape.has_early_block = false;
   Found found = ReadTapeLabel(tape);
   if (found.mark) {
-    TRACE_LINE("#No tape header\n");
+    TRACE_LINE("#No tape header %s\n", std::strerror(found.error));
     return WithoutHdr1(tape, found, "");
   }
   const char* wanted = "VOL1 or HDR1";
@@ -212,7 +267,10 @@ Header ReadTapeHeader(TapeIo& tape) {
     found = ReadTapeLabel(tape);
     wanted = "HDR1";
   }
-  if (!found.label || !LabelIs(*found.label, "HDR1")) return WithoutHdr1(tape, found, wanted);
+  if (!found.label || !LabelIs(*found.label, "HDR1")) {
+    TRACE_LINE("#readHdr: did not find VOL or HDR\n");
+    return WithoutHdr1(tape, found, wanted);
+  }
   if (!TakeHdr1(tape, *found.label)) return Header::kWrongVolume;
   found = ReadTapeLabel(tape);
   if (found.label && LabelIs(*found.label, "HDR2")) TakeSizes(tape, *found.label);
@@ -250,17 +308,6 @@ int processNextVol(TapeIo& tape) {
   return 1;
 }
 
-// Warns when the label behind the data counts other blocks than were read. Six digits are common
-// to all writers.
-void CheckBlockCount(const TapeIo& tape, const std::string& trailer) {
-  constexpr std::int64_t kCountModulus = 1000000;
-  const auto counted = LabelNumber(trailer, label::kBlockCountRead);
-  const std::int64_t read = tape.blocks_read - tape.counted_from;
-  if (!counted || *counted == read % kCountModulus) return;
-  PrintWarning("The %s label of '%s' counts %d blocks; %ld were read.\n",
-               LabelField(trailer, label::kName).c_str(), tape.device.c_str(), *counted, read);
-}
-
 // An unlabelled tape ends at its first mark. Whether more follows is not asked where the next run
 // goes on.
 void LookBehindMark(TapeIo& tape) {
@@ -292,7 +339,11 @@ int readHdr(TapeIo& tape) {
 
 int readEof(TapeIo& tape) {
   TRACE_FRAME();
-  if (!tape.is_tape() || tape.damaged || std::exchange(tape.passed_end, true)) return 0;
+  if (tape.damaged || std::exchange(tape.passed_end, true)) return 0;
+  if (!tape.is_tape()) {
+    CheckFileTrailer(tape);
+    return 0;
+  }
   if (!tape.labelled) {
     LookBehindMark(tape);
     return 0;

@@ -40,6 +40,7 @@ bool TakeDataLabel(TapeIo& tape, const SdfLabel& label) {
 bool TakeLabel(TapeIo& tape) {
   SdfLabel& label = tape.sdf->label;
   const bool complete = tape.sdf->reader.ReadLabel(label);
+  if (!complete) PrintError("'%s' ends inside its label.\n", tape.device.c_str());
   if (tape.kind == InputKind::kElement) {
     if (label.kind != SdfKind::kElement) {
       PrintError("Element file NOT found, can not continue!\n");
@@ -53,10 +54,7 @@ bool TakeLabel(TapeIo& tape) {
     PrintError("This file will NOT be processed.\n");
     return false;
   }
-  if (!complete) {
-    PrintError("'%s' ends inside its label.\n", tape.device.c_str());
-    return false;
-  }
+  if (!complete) return false;
   if (label.kind == SdfKind::kData) return TakeDataLabel(tape, label);
   PrintOutput(label.kind == SdfKind::kPrint
                   ? "Processing an SDF print file.\n"

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <memory>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include "convert/convert.h"
@@ -135,6 +136,7 @@ int Backup::OpenVolume() {
   if (CheckBackupApart(opt.infile, opt.outfile) == 0) return 0;
   for (const std::string& file : FilesOfVolume(opt.outfile, DriveUse::kWrite))
     if (CheckNoIndexedFile(file) == 0) return 0;
+  std::string name = NamesOfVolume(opt.outfile).rewind;
   tape_ = openTapeOut({.path = opt.outfile,
                        .block_size = opt.gblBlkSize,
                        .record_size = opt.gblRecSize,
@@ -142,11 +144,11 @@ int Backup::OpenVolume() {
                        .file_label = opt.lbl,
                        .kind = job_.kind,
                        .fixed = opt.sw_fixedBR != 0});
+  opt.outfile = std::move(name);
   if (tape_ == nullptr) {
     PrintError("Opening output: %s\n", opt.outfile.c_str());
     return 0;
   }
-  if (opt.outfile.empty()) opt.outfile = tape_->device;
   open_.emplace([this] { FlushTapeOut(*tape_); });
   return 1;
 }

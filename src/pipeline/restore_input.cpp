@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 #include "convert/mask.h"
 #include "files/fileio.h"
@@ -118,7 +119,9 @@ bool HoldFields(const TapeIo& tape) {
 }  // namespace
 
 std::unique_ptr<TapeIo> OpenRestoreInput(InputKind kind) {
+  std::string name = NamesOfVolume(opt.infile).rewind;
   auto tape = openTapeIn(RequestFor(kind));
+  opt.infile = std::move(name);
   if (tape == nullptr) {
     TellUnopened();
     return nullptr;
@@ -131,7 +134,6 @@ std::unique_ptr<TapeIo> OpenRestoreInput(InputKind kind) {
         tape->device.c_str());
     tape->variable_blocked = false;
   }
-  if (opt.infile.empty()) opt.infile = tape->device;
   return tape;
 }
 

@@ -242,6 +242,7 @@ TEST_F(Tape, BrokenHeadersCostNoData) {
 TEST_F(Tape, WhatDoesNotAgreeWithTheLabelsIsSaid) {
   const std::string hdr1 = Padded("HDR1FILE" + std::string(19, ' ') + "0001");
   const std::string second = Padded("HDR1FILE" + std::string(19, ' ') + "0002");
+  const std::string unnumbered = Padded("HDR1FILE" + std::string(19, ' ') + "000A");
   const std::string hdr2 = Padded("HDR2F0008000080"), data(80, 'd');
   const std::string eof1 = Padded("EOF1" + std::string(49, ' ') + "0000002"), eof2 = Padded("EOF2");
   const std::string more =
@@ -265,6 +266,10 @@ TEST_F(Tape, WhatDoesNotAgreeWithTheLabelsIsSaid) {
       {{second, "*", data, data, "*", eof1, eof2},
        {data, data},
        "\nWARNING: 'PATH' is tape number 2; what the tapes before it hold is not read.\n"},
+      {{unnumbered, "*", data, data, "*", eof1, eof2},
+       {data, data},
+       "\nWARNING: The HDR1 label of 'PATH' has no usable volume number ('000A'); it counts as "
+       "1.\n"},
   };
   const std::string path = "tap:" + dir_.Path("t");
   block_size_ = 80;
@@ -384,6 +389,26 @@ TEST_F(Tape, FilesStandBehindThePrefixes) {
   EXPECT_EQ(FilesOfVolume("b,a=10K", DriveUse::kWrite), Paths{"b,a=10K"});
 }
 
+// An unnamed volume is what the environment names, whatever that is.
+TEST_F(Tape, TheEnvironmentNamesFilesAndImagesToo) {
+  const Records records{"aaaa", "bbbb", "cccc"};
+  for (const std::string kind : {"tap:", "aws:", ""}) {
+    setenv("ZORTAPE", (kind + dir_.Path("rewind")).c_str(), 1);
+    setenv("ZORTAPENRWD", (kind + dir_.Path("twin")).c_str(), 1);
+    for (const char* const unnamed : {"", " x"}) {
+      EXPECT_EQ(Write(unnamed, records), 2);
+      EXPECT_EQ(Read(kind + dir_.Path("twin")), records) << kind << "'" << unnamed << "'";
+      EXPECT_EQ(Read(unnamed), records);
+      EXPECT_EQ(FilesOfVolume(unnamed, DriveUse::kRead), Records{dir_.Path("twin")});
+    }
+    EXPECT_NE(access(dir_.Path("rewind").c_str(), F_OK), 0);
+  }
+  unsetenv("ZORTAPE");
+  unsetenv("ZORTAPENRWD");
+  EXPECT_EQ(Write("/dev/tolvane-ctape0", records), -1) << "no file in the place of a drive";
+  EXPECT_EQ(errno, ENOENT);
+}
+
 TEST_F(Tape, LabelledDiskFilesHaveNoMarks) {
   const Records records{"aaaa", "bbbb", "cccc"};
   ASSERT_EQ(Write(dir_.Path("disk"), records), 2);
@@ -391,6 +416,51 @@ TEST_F(Tape, LabelledDiskFilesHaveNoMarks) {
   EXPECT_EQ(Read(dir_.Path("disk")), records);
   ASSERT_EQ(Write(dir_.Path("disk"), records, false), 2);
   EXPECT_EQ(Read(dir_.Path("disk"), false), records);
+}
+
+// On a disk file nothing but the labels themselves shows where they end.
+TEST_F(Tape, LabelsOfDiskFilesAreCheckedAndTheirRestsAreNoRecords) {
+  ASSERT_EQ(Write(dir_.Path("disk"), {"aaaa", "bbbb", "cccc"}), 2);
+  const std::string whole = dir_.ReadFile("disk");
+  const auto labels = whole.substr(0, 240), data = whole.substr(240, 12);
+  const auto trailer = whole.substr(252), eof1 = trailer.substr(0, 80);
+  std::string eov1 = eof1, seven = eof1, second = labels;
+  eov1[2] = '\xE5';          // V
+  seven[59] = '\xF7';        // blocks
+  second[80 + 30] = '\xF2';  // number of the volume
+  const struct {
+    const char* name;
+    std::string file;
+    std::string said;
+  } cases[] = {
+      {"without VOL1", whole.substr(80), ""},
+      {"EOF1 alone", labels + data + eof1, ""},
+      {"cut EOF2", whole.substr(0, whole.size() - 1), "'PATH' ends inside its trailer labels."},
+      {"cut EOF1", whole.substr(0, 252 + 20), "'PATH' ends inside its trailer labels."},
+      {"no trailer", labels + data, "'PATH' ends without trailer labels."},
+      {"EOV", labels + data + eov1 + trailer.substr(80),
+       "'PATH' ends volume 1 of its file; the next one is not read."},
+      {"count", labels + data + seven, "The EOF1 label of 'PATH' counts 7 blocks; 2 were read."},
+      {"volume 2", second + data + trailer,
+       "'PATH' is tape number 2; what the tapes before it hold is not read."},
+      {"UHL1", labels + Padded("UHL1") + data + trailer,
+       "The UHL1 label of 'PATH' is passed over."},
+  };
+  const std::string path = dir_.Path("disk");
+  for (const auto& c : cases) {
+    dir_.WriteFile("disk", c.file);
+    EXPECT_EQ(Read(path), (Records{"aaaa", "bbbb", "cccc"})) << c.name;
+    std::string said = c.said.empty() ? "" : "\nWARNING: " + c.said + "\n";
+    if (const auto at = said.find("PATH"); at != std::string::npos) said.replace(at, 4, path);
+    EXPECT_EQ(complained_, said) << c.name;
+  }
+  record_size_ = block_size_ = 80;
+  for (const char* const first : {"VOL1 is loud", "HDR1 payroll"}) {
+    const Records lines{Padded(first), Padded("data"), Padded("EOF1 total"),
+                        Padded("EOF2 the end")};
+    dir_.WriteFile("disk", lines[0] + lines[1] + lines[2] + lines[3]);
+    EXPECT_EQ(Read(path), lines);
+  }
 }
 
 // A tape device: objects on a tape, one place, opened by a rewinding and a no-rewind name.

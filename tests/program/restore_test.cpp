@@ -126,6 +126,20 @@ TEST_F(RestoreFlat, TheInputIsSafeFromTheOutputAndItsReports) {
   EXPECT_EQ(deleted.err, "\nERROR: Input and output are the same file: './in'\n");
   EXPECT_EQ(dir_.ReadFile("in"), "abcd");
 
+  // A volume that only the environment names is protected too.
+  const std::vector<std::string> unnamed[] = {{"-b", "-q", "-s2", "-fiin", "-fo"},
+                                              {"-b", "-q", "-s2", "-fiin", "-fo x"},
+                                              {"-r", "-q", "-s2", "-fi ", "-foin"},
+                                              {"-d", "-c", "-r", "-q", "-s2", "-fi", "-foin"}};
+  ProgramRun run{.environment = {{"ZORTAPE", "in"}, {"ZORTAPENRWD", "in"}},
+                 .directory = dir_.Path()};
+  for (const auto& arguments : unnamed) {
+    run.arguments = arguments;
+    EXPECT_EQ(RunProgram(BuiltProgram("tolvane"), run).err,
+              "\nERROR: Input and output are the same file: 'in'\n");
+    EXPECT_EQ(dir_.ReadFile("in"), "abcd");
+  }
+
   // Nor do copybook and mask file get in each other's way, or in the input's.
   const std::string copybook = "       01 R.\n           05 A PIC XX.\n";
   dir_.WriteFile("c.cpy", copybook);

@@ -371,6 +371,7 @@ TEST_F(WordData, DamageIsNamed) {
       {"COPYG", with_byte(1), "ERROR: COPYG format expected; NOT FOUND\n", -1},
       {"COPYG", "", "", -1},
       {"COPYG", good.substr(0, 125), "ERROR: COPYG format expected; NOT FOUND\n", -1},
+      {"COPYG", good.substr(0, 126), "ERROR: 'in' ends inside its label.\n", -1},
       {"COPYG", good.substr(0, 130), "ERROR: Non PCIOS file encountered.", -1},
       {"COPYG", good.substr(0, 200), "ERROR: 'in' ends inside its label.\n", -1},
       {"COPYG", good.substr(0, 126 + 8073 + 500),
@@ -419,19 +420,30 @@ TEST_F(WordData, AShortBlockOfATapeEndsIt) {
     return length + data + (data.size() % 2 != 0 ? std::string(1, '\0') : "") + length;
   };
   const std::string volume = Volume(1000), mark(4, '\0');
-  const std::string blocks[] = {volume.substr(0, 126), volume.substr(126, 8073),
-                                volume.substr(126 + 8073, 8073)};
-  const auto restore = [&](const std::string& second) {
-    dir_.WriteFile("t.tap", block(blocks[0]) + block(second) + block(blocks[2]) + mark + mark);
+  const std::size_t size = 8073;
+  // As a tape whose first block has `header` bytes and whose second one lacks its first `missing`.
+  const auto restore = [&](std::size_t header, std::size_t missing) {
+    std::string tape =
+        block(volume.substr(0, header)) + block(volume.substr(header + missing, size - missing));
+    for (std::size_t at = header + size; at < volume.size(); at += size)
+      tape += block(volume.substr(at, size));
+    dir_.WriteFile("t.tap", tape + mark + mark);
     dir_.WriteFile("job",
                    "RESTORE\nCREATE\nAUTOMATIC ANSWER\nBACKUP FILE IS COPYG\n"
                    "INPUT FILE IS tap:t.tap\nOUTPUT FILE IS out\nZORVA FILE IS SEQUENTIAL\n");
-    return RunTolvane(dir_.Path(), {"-G", "job"}).err;
+    return RunTolvane(dir_.Path(), {"-G", "job"});
   };
-  const std::string message =
-      "ERROR: Block 2 of 'tap:t.tap' has 8064 bytes and is not the last; whole ones have 8073.\n";
-  EXPECT_NE(restore(blocks[1].substr(9)).find(message), std::string::npos);
-  EXPECT_EQ(restore(blocks[1]).find("not the last"), std::string::npos);
+  EXPECT_NE(restore(126, 9).err.find("ERROR: Block 2 of 'tap:t.tap' has 8064 bytes and is not the "
+                                     "last; whole ones have 8073.\n"),
+            std::string::npos);
+  EXPECT_NE(restore(100, 0).err.find("ERROR: Block 1 of 'tap:t.tap' has 100 bytes; the header of a "
+                                     "COPYG volume has 126 or 135.\n"),
+            std::string::npos);
+  for (const std::size_t header : {126U, 135U}) {
+    const ProgramResult whole = restore(header, 0);
+    EXPECT_EQ(whole.err.find("ERROR"), std::string::npos) << whole.err;
+    EXPECT_NE(whole.out.find("written to output file   : 1000\n"), std::string::npos) << whole.out;
+  }
 }
 
 TEST_F(WordData, BackupsThatCanNotBeAreRefused) {
@@ -457,6 +469,11 @@ TEST_F(WordData, BackupsThatCanNotBeAreRefused) {
   }
   dir_.WriteFile("back.hdr", HeaderFile(2).substr(0, 6 * 49));
   EXPECT_NE(Run(backup + "BACKUP FILE IS COPYG\n").err.find("48 octal numbers"), std::string::npos);
+  std::string misprinted = HeaderFile(2);
+  misprinted[49 + 6 + 5] = '9';
+  dir_.WriteFile("back.hdr", misprinted);
+  EXPECT_NE(Run(backup + "BACKUP FILE IS COPYG\n").err.find("Line 2 of header file 'back.hdr': '"),
+            std::string::npos);
   dir_.WriteFile("back.hdr", HeaderFile(1));
   EXPECT_NE(Run(backup + "BACKUP FILE IS COPYG\n")
                 .err.find("tells 1 records of 5 words; 2 of 5 words were written"),
