@@ -46,6 +46,11 @@ std::size_t isCompKey(const Index& index, const Byte* previous, const Byte* key,
   return index.count_bytes() + middle;
 }
 
+std::size_t isStoredSize(const Index& index, const Byte* previous, const Byte* entry) {
+  if (!index.is_compressed()) return index.entry_size;
+  return isCompKey(index, previous, entry, nullptr) + index.entry_size - index.length;
+}
+
 std::size_t isCompEntries(const Index& index, const Byte* entries, int count, Byte* to) {
   const std::size_t tail = index.entry_size - index.length;
   const Byte* previous = nullptr;

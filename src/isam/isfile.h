@@ -50,7 +50,6 @@ struct File {
   std::size_t node_size = layout::kDefaultNodeSize;
   std::size_t duplicate_width = 2;
   std::size_t record_length = 0;  // 0: there is no data file
-  std::uint32_t audit = 0;
 
   // What operations change of it: copies, taken over by isDelta and stored by isHeadFields and
   // isHeadKdsc.
@@ -127,8 +126,11 @@ void isNeedSignature(File& file);
 // of both files against it.
 void isLoadHead(File& file);
 // Takes over what another process has changed, and drops what was cached of it: free-list heads,
-// ways through the trees, and the indexes when there are more or fewer. True when it was so.
-bool isDelta(File& file);
+// ways through the trees, and the indexes when there are more or fewer.
+void isDelta(File& file);
+// Takes over what the file says, whatever this process believes: nobody else has changed it, but an
+// operation that failed on the way may have.
+void isTakeOver(File& file);
 // Counts the change, and stores the free lists' heads, the numbers and the counters.
 void isHeadWrite(File& file);
 // Stores them within a change that has been counted.

@@ -62,7 +62,8 @@ void Tree::InsertAt(Path& path, int step, int at, const Byte* entry) {
   const Node node = Load(number, -1);
   if (!index_.is_compressed() && node.used + index_.entry_size < file_.limit())
     return flatins(number, node, at, entry);
-  StoreEntries(path, step, WithEntry(step, node, at, entry), node.level, LowerShare(node, at));
+  StoreEntries(path, step, WithEntry(step, node, at, entry), node.level,
+               [&] { return LowerShare(node, at); });
 }
 
 void Tree::flatins(std::uint32_t number, const Node& node, int at, const Byte* entry) {
@@ -88,9 +89,11 @@ void Tree::flatins(std::uint32_t number, const Node& node, int at, const Byte* e
 // bytes.
 int Tree::comphalf(const Byte* entries, int count) const {
   const std::size_t half = (isCompEntries(index_, entries, count, nullptr) + n::kFirst) / 2;
+  const Byte* last = entries;
+  std::size_t used = n::kFirst + isStoredSize(index_, nullptr, last);
   int lower = 1;
-  while (lower < count - 1 && isCompEntries(index_, entries, lower, nullptr) + n::kFirst < half)
-    ++lower;
+  for (; lower < count - 1 && used < half; ++lower, last += index_.entry_size)
+    used += isStoredSize(index_, last, last + index_.entry_size);
   return lower;
 }
 
@@ -123,14 +126,21 @@ int Tree::LeaveRoom(const Byte* entries, int count, int lower) const {
   return lower;
 }
 
-// Stores entries in the node of a path's step, or in two nodes when they are too many: `lower` of
-// them in a new one, the rest in the old one.
+// Stores entries in the node of a path's step; when they are too many, in two: `lower_share` says
+// how many go to the new one.
+template <typename Share>
 void Tree::StoreEntries(Path& path, int step, const std::vector<Byte>& entries, int node_level,
-                        int lower) {
+                        Share lower_share) {
+  const int count = static_cast<int>(entries.size() / index_.entry_size);
+  if (!Fits(entries.data(), count)) return Split(path, step, entries, node_level, lower_share());
+  StoreNode(path.step(step).node, entries.data(), count, node_level);
+}
+
+// Stores `lower` entries in a new node and the rest in the old one.
+void Tree::Split(Path& path, int step, const std::vector<Byte>& entries, int node_level,
+                 int lower) {
   const int count = static_cast<int>(entries.size() / index_.entry_size);
   const std::uint32_t number = path.step(step).node;
-  if (Fits(entries.data(), count)) return StoreNode(number, entries.data(), count, node_level);
-
   index_.edge.depth = 0;
   const auto entry_at = [&](int i) {
     return &entries[static_cast<std::size_t>(i) * index_.entry_size];
@@ -172,7 +182,7 @@ void Tree::InsertSeparator(Path& path, int step, const Target& for_lower, const 
   std::vector<Byte>& entries = WithEntry(step, node, here.at, for_lower.bytes.data());
   std::memcpy(&entries[entries.size() - index_.entry_size], upper_last,
               index_.entry_size - n::kPointerWidth);
-  StoreEntries(path, step, entries, node.level, LowerShare(node, here.at));
+  StoreEntries(path, step, entries, node.level, [&] { return LowerShare(node, here.at); });
 }
 
 // Takes an entry out of a node. Compressed, the next one may need more room then. Above the leaves
@@ -193,8 +203,7 @@ void Tree::RemoveAt(Path& path, int step) {
   const auto begin = entries.begin() + static_cast<std::ptrdiff_t>(at);
   entries.erase(begin, begin + static_cast<std::ptrdiff_t>(size));
   const int left = node.count - 1;
-  const int lower = index_.is_compressed() ? comphalf(entries.data(), left) : left;
-  StoreEntries(path, step, entries, node_level, lower);
+  StoreEntries(path, step, entries, node_level, [&] { return comphalf(entries.data(), left); });
   if (passes_on && node_level > 1) RaiseEdge(bound);
 }
 
@@ -216,7 +225,7 @@ void Tree::RaiseEdge(const Target& bound) {
                   index_.entry_size - n::kPointerWidth);
       const int node_level = node.level, count = node.count;
       StoreEntries(path, step, entries, node_level,
-                   index_.is_compressed() ? comphalf(entries.data(), count) : count);
+                   [&] { return comphalf(entries.data(), count); });
       raised = true;
     }
   }
@@ -335,23 +344,17 @@ void TreeBuilder::Add(const Target& target, std::uint32_t record) {
 void TreeBuilder::AddTo(std::size_t level, const Byte* entry) {
   if (level == levels_.size()) levels_.emplace_back();
   const Byte* const before = levels_[level].last(index_.entry_size);
-  std::size_t bytes = StoredSize(before, entry);
+  std::size_t bytes = isStoredSize(index_, before, entry);
   if (n::kFirst + levels_[level].stored + bytes >= file_.limit()) {
     const std::uint32_t number = isNextNode(file_);
     const Target up = EntryForChild(index_, before, number);
     Store(number, level);
     AddTo(level + 1, up.bytes.data());
-    bytes = StoredSize(nullptr, entry);
+    bytes = isStoredSize(index_, nullptr, entry);
   }
   Level& filled = levels_[level];
   filled.entries.insert(filled.entries.end(), entry, entry + index_.entry_size);
   filled.stored += bytes;
-}
-
-// Bytes of an entry behind another one, or as the first of its node.
-std::size_t TreeBuilder::StoredSize(const Byte* before, const Byte* entry) const {
-  if (!index_.is_compressed()) return index_.entry_size;
-  return isCompKey(index_, before, entry, nullptr) + index_.entry_size - index_.length;
 }
 
 void TreeBuilder::Store(std::uint32_t number, std::size_t level) {

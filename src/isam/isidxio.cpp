@@ -111,6 +111,13 @@ void LoadKeyEntries(File& file) {
   file.indexes = std::move(indexes);
 }
 
+void TakeOverNumbers(File& file) {
+  LoadDynamic(file, file.index.Read(0, file.node_size, file.scratch.data()));
+  isFreeClear(file);
+  isPathClear(file);
+  CheckSizes(file);
+}
+
 }  // namespace
 
 void isNeedSignature(File& file) {
@@ -121,7 +128,6 @@ void isNeedSignature(File& file) {
 }
 
 void isLoadHead(File& file) {
-  isNeedSignature(file);
   Byte head[8];
   const Byte* const start = file.index.Read(0, sizeof head, head);
   file.node_size = std::size_t{LoadBig<std::uint16_t>(start + dictionary::kNodeSizeLess1)} + 1;
@@ -132,7 +138,6 @@ void isLoadHead(File& file) {
   const Byte* const node = file.index.Read(0, file.node_size, file.scratch.data());
   file.duplicate_width = node[dictionary::kDuplicateWidth];
   file.record_length = LoadBig<std::uint16_t>(node + dictionary::kRecordLength);
-  file.audit = LoadBig<std::uint32_t>(node + dictionary::kAudit);
   // Records of varying length cannot be read safely here.
   if (file.duplicate_width < 1 || file.duplicate_width > 4 ||
       LoadBig<std::uint16_t>(node + dictionary::kMaxRecordLength) != 0)
@@ -143,23 +148,23 @@ void isLoadHead(File& file) {
   LoadKeyEntries(file);
 }
 
-bool isDelta(File& file) {
-  if (file.exclusive) return false;
+void isDelta(File& file) {
+  if (file.exclusive) return;
   const Byte* const node = file.index.Read(0, file.node_size, file.scratch.data());
-  if (LoadBig<std::uint32_t>(node + dictionary::kChangeCounter) == file.change_counter)
-    return false;
+  if (LoadBig<std::uint32_t>(node + dictionary::kChangeCounter) == file.change_counter) return;
   const std::uint32_t keys = file.key_count;
-  LoadDynamic(file, node);
-  isFreeClear(file);
-  isPathClear(file);
-  CheckSizes(file);
+  TakeOverNumbers(file);
   if (file.key_count != keys) LoadKeyEntries(file);
-  return true;
+}
+
+void isTakeOver(File& file) {
+  TakeOverNumbers(file);
+  LoadKeyEntries(file);
 }
 
 void isHeadFields(File& file) {
-  // From the head of the free data list to the audit word.
-  std::array<Byte, dictionary::kAudit + 4 - dictionary::kFreeData> fields;
+  // From the head of the free data list to the unique identifier.
+  std::array<Byte, dictionary::kUniqueId + 4 - dictionary::kFreeData> fields;
   const auto put = [&](std::size_t at, std::uint32_t value) {
     StoreBig(&fields[at - dictionary::kFreeData], value);
   };
@@ -169,7 +174,6 @@ void isHeadFields(File& file) {
   put(dictionary::kHighNode, file.free_nodes.highest);
   put(dictionary::kChangeCounter, file.change_counter);
   put(dictionary::kUniqueId, file.unique_id);
-  put(dictionary::kAudit, file.audit);
   file.index.Write(dictionary::kFreeData, fields.data(), fields.size());
 }
 

@@ -56,20 +56,6 @@ std::shared_ptr<File> FindOpen(const std::string& index_name) {
   return nullptr;
 }
 
-// Takes over what the dictionary says, whether it seems new or not: a counter that is off by one
-// makes it look new, and to a file held exclusively isDelta would not look at all.
-void Reload(File& file) {
-  const bool exclusive = std::exchange(file.exclusive, false);
-  --file.change_counter;
-  try {
-    (void)isDelta(file);
-  } catch (const Failure&) {
-    file.exclusive = exclusive;
-    throw;
-  }
-  file.exclusive = exclusive;
-}
-
 // A further handle on a file that this process has open: where one wants it for itself, all others
 // must agree.
 void Join(File& file, int mode) {
@@ -81,7 +67,7 @@ void Join(File& file, int mode) {
   if ((mode & 3) != ISINPUT && !file.writable) throw Failure{EACCES, kIoIndex};
   if (!wants_exclusive || file.exclusive) return;
   isLockOpen(file, true);
-  Reload(file);
+  isTakeOver(file);
 }
 
 std::unique_ptr<Handle> NewHandle(std::shared_ptr<File> file, int mode) {
@@ -146,7 +132,7 @@ void CutReserve(File& file) {
   if (!file.exclusive &&
       !isFSlockTest(file.index.fd(), layout::lock::kOpen, layout::lock::kOpenLength, file.holder))
     return;
-  (void)isDelta(file);
+  isDelta(file);
   file.index.CutTo(file.node_offset(file.free_nodes.highest + 1));
   if (file.record_length > 0) file.data.CutTo(file.slot_offset(file.free_records.highest + 1));
 }
@@ -276,7 +262,7 @@ void isFlush(Handle& handle) {
 Operation::Operation(Handle& handle, Kind kind)
     : file_(*handle.file), lock_(file_, kind == Kind::kUpdate && handle.writes()), kind_(kind) {
   if (kind == Kind::kUpdate && !handle.writes()) throw Failure{ENOTOPEN, 0, '9'};
-  (void)isDelta(file_);
+  isDelta(file_);
   if ((handle.mode & ISAUTOLOCK) != 0) isExpireLocks(file_, &handle);
 }
 
@@ -286,11 +272,9 @@ Operation::~Operation() {
   } catch (const Failure&) {  // what cannot be unlocked now goes with the handle
   }
   if (kind_ != Kind::kUpdate || complete_) return;
-  isFreeClear(file_);
-  isPathClear(file_);
   try {
-    Reload(file_);
-  } catch (const Failure&) {  // the first failure is the one that counts
+    isTakeOver(file_);
+  } catch (...) {  // the first failure is the one that counts
   }
 }
 

@@ -121,8 +121,10 @@ class Tree {
   // outlive the node's view.
   [[nodiscard]] std::vector<Byte>& TakeEntries(int list, const Node& node, int count);
   [[nodiscard]] std::vector<Byte>& WithEntry(int step, const Node& node, int at, const Byte* entry);
+  template <typename Share>
   void StoreEntries(Path& path, int step, const std::vector<Byte>& entries, int node_level,
-                    int lower);
+                    Share lower_share);
+  void Split(Path& path, int step, const std::vector<Byte>& entries, int node_level, int lower);
   void InsertSeparator(Path& path, int step, const Target& for_lower, const Byte* upper_last);
   void RemoveAt(Path& path, int step);
   void RaiseEdge(const Target& bound);
@@ -156,7 +158,6 @@ class TreeBuilder {
     }
   };
   void AddTo(std::size_t level, const Byte* entry);
-  [[nodiscard]] std::size_t StoredSize(const Byte* before, const Byte* entry) const;
   void Store(std::uint32_t number, std::size_t level);
 
   File& file_;
@@ -172,6 +173,8 @@ void isCompScan(const Index& index, const Byte* node, std::size_t used, std::vec
 // A key as it stands behind another one, or first (null). Returns the bytes, 0 for a repeated key.
 // `to` may be null to learn the size, here and below.
 std::size_t isCompKey(const Index& index, const Byte* previous, const Byte* key, Byte* to);
+// Bytes that an entry takes in a node behind another one, or first (null).
+std::size_t isStoredSize(const Index& index, const Byte* previous, const Byte* entry);
 // Entries as they stand in a node, from its first one on. Returns the bytes.
 std::size_t isCompEntries(const Index& index, const Byte* entries, int count, Byte* to);
 
