@@ -28,10 +28,12 @@ std::optional<std::uint32_t> OctalNumber(std::string text) {
   return static_cast<std::uint32_t>(std::stoul(text, nullptr, 8));
 }
 
-// The fields of a line: columns when it is as wide as they are, else words between blanks.
+// The fields of a line: columns when it is as wide as eight of them or nothing sets them apart,
+// else words between blanks.
 std::vector<std::string> Fields(const std::string& line) {
   std::vector<std::string> fields;
-  if (line.size() == kNumbersOnLine * kNumberWidth) {
+  const bool is_dense = line.size() % kNumberWidth == 0 && line.find(' ') == std::string::npos;
+  if (is_dense || line.size() == kNumbersOnLine * kNumberWidth) {
     for (std::size_t at = 0; at < line.size(); at += kNumberWidth)
       fields.push_back(line.substr(at, kNumberWidth));
     return fields;
@@ -51,8 +53,9 @@ bool ReadNumbers(std::istream& file, const std::string& path, std::vector<std::u
     for (const std::string& field : Fields(line)) {
       const auto number = OctalNumber(field);
       if (!number) {
-        PrintError("Line %d of header file '%s': '%s' is no octal number of at most six digits.\n",
-                   line_number, path.c_str(), field.c_str());
+        PrintError(
+            "Line %d of header file '%s': '%.24s' is no octal number of at most six digits.\n",
+            line_number, path.c_str(), field.c_str());
         return false;
       }
       numbers.push_back(*number);

@@ -474,7 +474,7 @@ TEST_F(WordData, BackupsThatCanNotBeAreRefused) {
   dir_.WriteFile("back.hdr", misprinted);
   EXPECT_NE(Run(backup + "BACKUP FILE IS COPYG\n").err.find("Line 2 of header file 'back.hdr': '"),
             std::string::npos);
-  dir_.WriteFile("back.hdr", HeaderFile(1));
+  dir_.WriteFile("back.hdr", HeaderFile(1).substr(0, 14 * 49 + 4 * 6));  // what counts of it
   EXPECT_NE(Run(backup + "BACKUP FILE IS COPYG\n")
                 .err.find("tells 1 records of 5 words; 2 of 5 words were written"),
             std::string::npos);
