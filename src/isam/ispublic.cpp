@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <memory>
+#include <new>
 #include <type_traits>
 #include <vector>
 
@@ -63,7 +64,7 @@ int Guard(Run run) {
     }
   } catch (const Failure& failure) {
     Report(failure);
-  } catch (...) {  // the memory ran out
+  } catch (const std::bad_alloc&) {
     isFatal("ismemory.c", __LINE__);
   }
   return -1;

@@ -244,6 +244,26 @@ TEST_F(Faults, ShortAndInterruptedTransfersAreCompleted) {
   ExpectSound(kRecords / 2);
 }
 
+// The change was counted when the store of the numbers failed: what they were counts on.
+TEST_F(Faults, AFailedStoreOfTheDictionaryLosesNoNumber) {
+  constexpr off_t kNumbers = 25;
+  isam::mapping_allowed = false;
+  ASSERT_NO_FATAL_FAILURE(Build());
+  for (int key = 0; key < 3; ++key) ASSERT_EQ(iswrite(handle_, Record(key, kLength).data()), 0);
+  sys.pwrite = [](int fd, const void* buffer, std::size_t bytes, off_t offset) {
+    if (offset != kNumbers) return pwrite(fd, buffer, bytes, offset);
+    errno = EIO;
+    return ssize_t{-1};
+  };
+  EXPECT_EQ(iswrite(handle_, Record(3, kLength).data()), -1);
+  EXPECT_EQ(iserrno, EIO);
+  sys.pwrite = pwrite;
+  EXPECT_EQ(iswrite(handle_, Record(4, kLength).data()), 0);
+  EXPECT_EQ(isclose(handle_), 0);
+  isam::mapping_allowed = true;
+  ExpectSound(4);
+}
+
 TEST_F(Faults, FailedSyncsAndLocksAreReported) {
   ASSERT_NO_FATAL_FAILURE(Build());
   calls_left = 2;

@@ -150,7 +150,7 @@ TEST_F(Locks, HandlesOfOneProcess) {
   EXPECT_EQ(iserrno, ENOTOPEN);
   isclose(first);
   EXPECT_EQ(Read(second, ISEQUAL | ISLOCK, 1), 0);
-  // Closing one handle takes no lock away from the other_.
+  // Closing one handle takes no lock away from the other.
   EXPECT_EQ(other_.Now(Do::kOpen, ISINOUT | ISEXCLLOCK), EFLOCKED);
   isclose(second);
 
@@ -231,31 +231,6 @@ TEST_F(Locks, AFileReplacedWhileItIsOpenedIsLeft) {
   const int again = Open(ISINPUT);
   EXPECT_EQ(Read(again, ISEQUAL, 9), 0);
   isclose(again);
-}
-
-// Two processes write, read and delete at the same time; every operation is whole.
-TEST_F(Locks, MixedLoad) {
-  constexpr int kRounds = 300;
-  OpenBoth(ISINOUT | ISMANULOCK);
-  for (int i = 0; i < kRounds; ++i) {
-    other_.Begin(Do::kWrite, 0, 1000 + 2 * i);
-    ASSERT_EQ(iswrite(handle_, Record(1001 + 2 * i, kLength).data()), 0) << iserrno;
-    ASSERT_EQ(other_.Answer(), 0);
-    other_.Begin(i % 3 == 0 ? Do::kDelete : Do::kRead, ISEQUAL, 1001 + 2 * (i / 2));
-    (void)Read(handle_, ISEQUAL, 1000 + 2 * i);
-    ASSERT_TRUE(other_.Answers(5000));
-    (void)other_.Answer();
-  }
-  EXPECT_EQ(other_.Now(Do::kClose), 0);
-  int before = 0, count = 0;
-  for (int mode = ISFIRST; Read(handle_, mode) == 0; mode = ISNEXT, ++count) {
-    const int key = std::stoi(record_.substr(0, 8));
-    ASSERT_GT(key, before);
-    before = key;
-  }
-  dictinfo info;
-  ASSERT_EQ(isisaminfo(handle_, &info), 0);
-  EXPECT_EQ(count, info.di_nrecords);
 }
 
 }  // namespace

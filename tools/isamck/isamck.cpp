@@ -7,8 +7,10 @@
 #include <vector>
 
 #include "check.h"
+#include "isam/layout.h"
 #include "key_option.h"
 #include "locks.h"
+#include "number.h"
 #include "rebuild.h"
 #include "report.h"
 
@@ -36,13 +38,13 @@ struct Arguments {
 };
 
 bool TakeNumber(const char* text, std::size_t least, std::size_t most, std::size_t& number) {
-  char* end = nullptr;
-  number = std::strtoul(text, &end, 10);
-  return *text != '\0' && *end == '\0' && number >= least && number <= most;
+  number = tolvane::NumberOf(text).value_or(0);
+  return number >= least && number <= most;
 }
 
 // False when the arguments make no sense.
 bool Parse(int argc, char** argv, Arguments& arguments) {
+  std::size_t node_size = 0;
   for (int i = 1; i < argc; ++i) {
     const std::string word = argv[i];
     const char* const value = i + 1 < argc ? argv[i + 1] : nullptr;
@@ -55,9 +57,11 @@ bool Parse(int argc, char** argv, Arguments& arguments) {
     } else if (word == "--record-length" && value != nullptr) {
       if (!TakeNumber(argv[++i], 1, 32767, arguments.description.record_length)) return false;
     } else if (word == "--node-size" && value != nullptr) {
-      if (!TakeNumber(argv[++i], 512, 16384, arguments.description.node_size) ||
-          arguments.description.node_size % 512 != 0)
+      using isam::layout::kNodeUnit;
+      if (!TakeNumber(argv[++i], kNodeUnit, kNodeUnit * isam::layout::kMaxNodeUnits, node_size) ||
+          node_size % kNodeUnit != 0)
         return false;
+      arguments.description.node_size = node_size;
     } else if (word == "--key" && value != nullptr) {
       const auto key = isamck::ParseKeyOption(argv[++i]);
       if (!key) return false;
@@ -70,6 +74,7 @@ bool Parse(int argc, char** argv, Arguments& arguments) {
   }
   const auto& description = arguments.description;
   const bool described = !description.keys.empty();
+  if ((node_size != 0 && !described) || (arguments.json && arguments.rebuild)) return false;
   for (const isamck::Key& key : description.keys)
     for (const isamck::KeyPart& part : key.parts)
       if (part.start + part.length > description.record_length) return false;

@@ -5,6 +5,8 @@
 #include <sstream>
 #include <vector>
 
+#include "number.h"
+
 namespace isamck {
 namespace {
 
@@ -19,12 +21,6 @@ std::vector<std::string> Split(const std::string& text, char separator) {
   return words;
 }
 
-std::optional<unsigned> Number(const std::string& word) {
-  if (word.empty() || word.size() > 5 || word.find_first_not_of("0123456789") != std::string::npos)
-    return std::nullopt;
-  return static_cast<unsigned>(std::stoul(word));
-}
-
 // What may stand behind start and length; the flags are the whole key's.
 bool TakeWord(const std::string& word, KeyPart& part, unsigned& flags) {
   const auto* const type = std::find(std::begin(kTypeNames), std::end(kTypeNames), word);
@@ -35,9 +31,9 @@ bool TakeWord(const std::string& word, KeyPart& part, unsigned& flags) {
   } else if (word == "dups") {
     flags |= kDuplicates;
   } else if (word.starts_with("flags=")) {
-    const auto given = Number(word.substr(6));
+    const auto given = tolvane::NumberOf(word.substr(6));
     if (!given || (*given & ~kStorageFlags) != 0) return false;
-    flags |= *given;
+    flags |= static_cast<unsigned>(*given);
   } else {
     return false;
   }
@@ -46,8 +42,9 @@ bool TakeWord(const std::string& word, KeyPart& part, unsigned& flags) {
 
 std::optional<KeyPart> ParsePart(const std::string& text, unsigned& flags) {
   const auto words = Split(text, ',');
-  if (words.size() < 2 || !Number(words[0]) || !Number(words[1])) return std::nullopt;
-  KeyPart part{.start = *Number(words[0]), .length = *Number(words[1])};
+  if (words.size() < 2 || !tolvane::NumberOf(words[0]) || !tolvane::NumberOf(words[1]))
+    return std::nullopt;
+  KeyPart part{.start = *tolvane::NumberOf(words[0]), .length = *tolvane::NumberOf(words[1])};
   for (std::size_t i = 2; i < words.size(); ++i)
     if (!TakeWord(words[i], part, flags)) return std::nullopt;
   if (part.length % UnitOf(part.type) != 0) return std::nullopt;

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <charconv>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -19,6 +18,7 @@
 #include "media/labels.h"
 #include "media/splitbit.h"
 #include "media/tape_image.h"
+#include "number.h"
 #include "platform/paths.h"
 
 namespace {
@@ -242,11 +242,14 @@ int Unpack(const Arguments& arguments) {
   }
 }
 
-// The first `most` bytes of a plain file or an image behind its labels, or some more; fewer after a
-// message or when there are no more.
-std::vector<Byte> BeginningOfFile(const std::string& name, std::size_t most) {
+// The first `most` bytes of a plain file or an image behind its labels, or some more; fewer when
+// there are no more, none after a message.
+std::optional<std::vector<Byte>> BeginningOfFile(const std::string& name, std::size_t most) {
   std::ifstream in(name, std::ios::binary);
-  if (!in) (void)Fail(name);
+  if (!in) {
+    (void)Fail(name);
+    return std::nullopt;
+  }
   constexpr std::size_t kMostLabels = 10;
   std::vector<Byte> bytes(most + kMostLabels * tolvane::kLabelSize);
   in.read(reinterpret_cast<char*>(bytes.data()),  // NOLINT: bytes
@@ -258,10 +261,13 @@ std::vector<Byte> BeginningOfFile(const std::string& name, std::size_t most) {
   return bytes;
 }
 
-std::vector<Byte> BeginningOfImage(const Image& image, std::size_t most) {
+std::optional<std::vector<Byte>> BeginningOfImage(const Image& image, std::size_t most) {
   std::vector<Byte> bytes;
   tolvane::TapeImageReader reader(image.format);
-  if (!reader.Open(image.path)) (void)Fail(image.path);
+  if (!reader.Open(image.path)) {
+    (void)Fail(image.path);
+    return std::nullopt;
+  }
   while (bytes.size() < most) {
     const TapeObject object = reader.Next();
     if (object.kind == TapeObject::Kind::kEnd || object.kind == TapeObject::Kind::kDamage) break;
@@ -276,9 +282,10 @@ int Header(const Arguments& arguments) {
   constexpr std::size_t kGroups = 29, kNumbers = 120, kOnLine = 8;
   constexpr std::size_t kBytes = kGroups * tolvane::kGroupBytes;
   const std::string& name = arguments.names[0];
-  const std::vector<Byte> bytes =
+  const std::optional<std::vector<Byte>> bytes =
       arguments.image ? BeginningOfImage(*arguments.image, kBytes) : BeginningOfFile(name, kBytes);
-  if (bytes.size() < kBytes) {
+  if (!bytes) return kUnusable;
+  if (bytes->size() < kBytes) {
     std::fprintf(stderr, "tapeimg: '%s' is too short for a COPYG volume\n", name.c_str());
     return kUnusable;
   }
@@ -286,7 +293,7 @@ int Header(const Arguments& arguments) {
     const std::size_t group = i / 4;
     const int half = static_cast<int>(i % 4) + 1;
     const unsigned number =
-        group < kGroups ? tolvane::splitHalf(&bytes[group * tolvane::kGroupBytes], half) : 0;
+        group < kGroups ? tolvane::splitHalf(&(*bytes)[group * tolvane::kGroupBytes], half) : 0;
     std::printf("%06o%s", number, i % kOnLine == kOnLine - 1 ? "\n" : "");
   }
   return kSound;
@@ -306,13 +313,6 @@ constexpr Command kCommands[] = {
     {"header", 1, 1, false, Header},
 };
 
-// A whole number; 0 when the word is none.
-std::size_t NumberOf(const std::string& word) {
-  std::size_t number = 0;
-  const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), number);
-  return error == std::errc() && end == word.data() + word.size() ? number : 0;
-}
-
 std::optional<Arguments> Parse(int argc, char** argv) {
   Arguments arguments;
   for (int i = 1; i < argc; ++i) {
@@ -320,7 +320,7 @@ std::optional<Arguments> Parse(int argc, char** argv) {
     if (word == "--json") {
       arguments.json = true;
     } else if (word == "--block" && i + 1 < argc) {
-      arguments.block = NumberOf(argv[++i]);
+      arguments.block = tolvane::NumberOf(argv[++i]).value_or(0);
     } else if (word.starts_with("--")) {
       return std::nullopt;
     } else {
