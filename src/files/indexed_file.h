@@ -16,8 +16,9 @@ namespace tolvane {
 // it or to merge into it.
 [[nodiscard]] int CreateIndexedFile();
 
-// Adds the alternate keys from what the file holds. An index that cannot be added is reported and
-// ends the adding; 0 only when it had to stop before the first.
+// Adds the alternate keys from what the file holds. The first that cannot be added is reported and
+// ends the adding, and those behind it are named. 0 when the file did not open, or a question about
+// a key went unanswered.
 [[nodiscard]] int AddIndexes();
 
 // Whether an alternate key without duplicates is described, which is built with the file.

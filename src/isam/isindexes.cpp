@@ -1,4 +1,4 @@
-// Adding and dropping indexes, and what a file says of itself.
+// Adding, removing and describing indexes; unique identifiers, precious files.
 
 #include <isam.h>
 

@@ -1,5 +1,5 @@
-// All talk with the user: three message writers, a line reader and a number reader. Questions are
-// asked through Ask only, so that automatic answers can stand in for the user.
+// All talk with the user: writers of messages, a line reader and a number reader. Questions that
+// automatic answers settle are asked through Ask; those for a name or a number end the run then.
 //
 // Messages carry their own line feeds; the writers add none. A text of any length is written
 // whole. At the end of standard input every question takes its quitting answer.

@@ -62,7 +62,7 @@ std::string FindOnPath(const std::string& program) {
   for (std::string folder; std::getline(folders, folder, ':');) {
     std::string full = (folder.empty() ? std::string(".") : folder) + "/" + program;
     struct stat status {};
-    if (access(full.c_str(), X_OK) == 0 && sys.stat(full.c_str(), &status) == 0 &&
+    if (sys.access(full.c_str(), X_OK) == 0 && sys.stat(full.c_str(), &status) == 0 &&
         S_ISREG(status.st_mode))
       return full;
   }
