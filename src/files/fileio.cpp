@@ -164,12 +164,8 @@ int CreateZorFile() {
       return 0;
   }
   if (opt.gblRecSize < 1 && opt.sw_restore == 0) {
-    PrintOutput("Please enter the record size\n?>");
-    if (opt.sw_automatic != 0) {
-      PrintError("Unknown record size. Terminating.\n");
-      return 0;
-    }
-    opt.gblRecSize = GetNumberFromStdin();
+    opt.gblRecSize =
+        AskNumber("Please enter the record size\n?>", "Unknown record size. Terminating.\n");
     if (opt.gblRecSize < 0) return 0;
   }
   if (opt.sw_relative != 0 || opt.sw_sequential != 0) return createRelSeq();

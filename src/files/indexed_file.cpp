@@ -39,14 +39,6 @@ KeyWords AlternateKeyWords(int number) {
           "Unknown length for Key" + n + " . Terminating.\n"};
 }
 
-// Asks for a number; -1 after the error of automatic mode, or when the user quits.
-std::int32_t AskNumber(const std::string& question, const std::string& automatic_error) {
-  PrintOutput("%s", question.c_str());
-  if (opt.sw_automatic == 0) return GetNumberFromStdin();
-  PrintError("%s", automatic_error.c_str());
-  return -1;
-}
-
 int AskKeyLocation(KeyEntry& key, const KeyWords& words) {
   if (key.location >= 0) return 1;
   key.location = AskNumber("Enter " + words.name + " location\n?>", words.no_location);

@@ -26,6 +26,13 @@ int AskName(const char* question, const char* automatic_error, std::string& name
   return name.empty() ? 0 : 1;
 }
 
+std::int32_t AskNumber(const std::string& question, const std::string& automatic_error) {
+  PrintOutput("%s", question.c_str());
+  if (opt.sw_automatic == 0) return GetNumberFromStdin();
+  PrintError("%s", automatic_error.c_str());
+  return -1;
+}
+
 int CreateDirectory(const std::string& name, DirectoryFor kind) {
   PrintOutput("\nDirectory for '%s' does not exist\n", name.c_str());
   const std::string answer = Ask(

@@ -117,9 +117,9 @@ void Checker::CheckDictionary() {
   } constants[] = {{d::kIndexWord, 4}, {d::kPointerWord, 4}, {d::kSeven, 7}, {d::kEight, 8}};
   for (const auto& constant : constants)
     if (node[constant.offset] != constant.value)
-      report_.AddIndexFault(
-          layout::kDictionaryNode, constant.offset,
-          "the byte is " + Number(node[constant.offset]) + ", not " + Number(constant.value));
+      report_.AddIndexFault(layout::kDictionaryNode, constant.offset,
+                            "the byte is " + std::to_string(node[constant.offset]) + ", not " +
+                                std::to_string(constant.value));
   const std::size_t magic = header_.node_size - d::kMagicFromEnd;
   if (!std::equal(d::kMagic.begin(), d::kMagic.end(), node.begin() + static_cast<long>(magic)))
     report_.AddIndexFault(layout::kDictionaryNode, magic, "the closing magic is missing");
@@ -131,26 +131,27 @@ void Checker::CheckSizes() {
   const std::uint64_t nodes = index_.size() / header_.node_size;
   if (nodes < header_.high_node)
     report_.Add({"index", 0, 0,
-                 "it holds " + Number(nodes) + " whole nodes, the dictionary counts " +
-                     Number(header_.high_node)});
+                 "it holds " + std::to_string(nodes) + " whole nodes, the dictionary counts " +
+                     std::to_string(header_.high_node)});
   if (header_.record_length == 0) return;
   const std::uint64_t slots = data_.size() / header_.slot_length();
   if (slots < header_.high_record)
     report_.Add({"data", 0, 0,
-                 "it holds " + Number(slots) + " whole slots, the dictionary counts " +
-                     Number(header_.high_record)});
+                 "it holds " + std::to_string(slots) + " whole slots, the dictionary counts " +
+                     std::to_string(header_.high_record)});
 }
 
 // Whether `node` can belong to `owner`; `from` and `offset` name the place that says so.
 bool Checker::Claim(std::uint32_t node, Owner owner, std::uint32_t from, std::uint64_t offset) {
   if (node < 1 || node >= owners_.size()) {
-    report_.AddIndexFault(from, offset,
-                          "it names node " + Number(node) + ", of " + Number(owners_.size() - 1));
+    report_.AddIndexFault(
+        from, offset,
+        "it names node " + std::to_string(node) + ", of " + std::to_string(owners_.size() - 1));
     return false;
   }
   if (owners_[node] != Owner::kNobody) {
     report_.AddIndexFault(from, offset,
-                          "it names node " + Number(node) + ", which belongs to " +
+                          "it names node " + std::to_string(node) + ", which belongs to " +
                               kOwnerNames[static_cast<int>(owners_[node])]);
     return false;
   }
@@ -183,7 +184,7 @@ void Checker::ScanData() {
         ++report_.deleted_records;
       } else {
         report_.AddDataFault(number, header_.slot_offset(number) + header_.record_length,
-                             "its status byte is " + Number(status));
+                             "its status byte is " + std::to_string(status));
       }
     }
   }
@@ -219,8 +220,9 @@ void Checker::CheckNode(const Key& key, std::uint32_t number, int level, const B
     report_.AddIndexFault(number, offset, why);
   const std::size_t level_at = header_.node_size - layout::tree_node::kLevelFromEnd;
   if (level >= 0 && node.level != static_cast<unsigned>(level)) {
-    report_.AddIndexFault(number, level_at,
-                          "its level is " + Number(node.level) + ", not " + std::to_string(level));
+    report_.AddIndexFault(
+        number, level_at,
+        "its level is " + std::to_string(node.level) + ", not " + std::to_string(level));
     return;
   }
   if (level < 0) summary.depth = node.level + 1;
@@ -285,7 +287,8 @@ void Checker::CheckLeaf(const Key& key, std::uint32_t number, const TreeNode& no
   for (std::size_t i = 0; i < node.entries.size(); ++i) {
     const Entry& entry = node.entries[i];
     const auto fault = [&](const std::string& text) {
-      report_.AddIndexFault(number, entry.offset, "record " + Number(entry.pointer) + " " + text);
+      report_.AddIndexFault(number, entry.offset,
+                            "record " + std::to_string(entry.pointer) + " " + text);
     };
     if (entry.pointer < 1 || entry.pointer >= states_.size()) {
       fault("does not exist");
@@ -316,7 +319,7 @@ void Checker::CheckMissing(const Key& key) {
     if ((states_[number] & (kLive | kSeen)) != kLive) continue;
     if (ReadKeyOf(number, key) && !IsNullKey(key, key_.data()))
       report_.AddDataFault(number, header_.slot_offset(number),
-                           "it is missing in the index with root node " + Number(key.root));
+                           "it is missing in the index with root node " + std::to_string(key.root));
   }
 }
 
@@ -333,7 +336,8 @@ void Checker::CheckFreeList(std::uint32_t head, bool data_list) {
     CheckMark(header_, node, bytes, layout::kFreeNodeMark, "a free-list node", report_);
     const std::size_t used = LoadBig<std::uint16_t>(&bytes[f::kUsed]);
     if (used < f::kFirst || used > header_.limit() || (used - f::kFirst) % f::kNumberWidth != 0) {
-      report_.AddIndexFault(node, f::kUsed, "its used count is impossible: " + Number(used));
+      report_.AddIndexFault(node, f::kUsed,
+                            "its used count is impossible: " + std::to_string(used));
       return;
     }
     if (!data_list) ++report_.free_nodes;
@@ -352,7 +356,7 @@ void Checker::CheckFreeNumber(std::uint32_t node, std::uint64_t offset, std::uin
     return;
   }
   ++report_.free_records;
-  const std::string named = "record number " + Number(number);
+  const std::string named = "record number " + std::to_string(number);
   if (number < 1 || number >= states_.size()) {
     report_.AddIndexFault(node, offset, named + " does not exist");
     return;

@@ -27,19 +27,19 @@ bool ReadKeys(const ReadFile& index, Header& header, Report& report,
     if (std::find(chain.begin(), chain.end(), node) != chain.end() ||
         !ReadNode(index, header, node, bytes)) {
       report.AddIndexFault(from, offset,
-                           "the key descriptions do not go on at node " + Number(node));
+                           "the key descriptions do not go on at node " + std::to_string(node));
       break;
     }
     chain.push_back(node);
     CheckMark(header, node, bytes, layout::kKeyNodeMark, "a key-description node", report);
     const std::size_t used = LoadBig<std::uint16_t>(&bytes[n::kUsed]);
     if (used < n::kFirst || used > header.limit()) {
-      report.AddIndexFault(node, n::kUsed, "its used count is impossible: " + Number(used));
+      report.AddIndexFault(node, n::kUsed, "its used count is impossible: " + std::to_string(used));
       break;
     }
     for (std::size_t at = n::kFirst; at < used;) {
       const std::size_t length = LoadBig<std::uint16_t>(&bytes[at]);
-      std::string why = "a key entry of " + Number(length) + " bytes";
+      std::string why = "a key entry of " + std::to_string(length) + " bytes";
       std::optional<Key> key;
       if (length >= layout::key_entry::kNoPartsLeast && at + length <= used)
         key = ParseKeyEntry(&bytes[at], length, header.record_length, why);
@@ -57,8 +57,8 @@ bool ReadKeys(const ReadFile& index, Header& header, Report& report,
   if (owners != nullptr) *owners = std::move(chain);
   if (header.keys.size() == header.key_count) return true;
   report.AddIndexFault(layout::kDictionaryNode, layout::dictionary::kKeyCount,
-                       "it counts " + Number(header.key_count) + " keys, " +
-                           Number(header.keys.size()) + " are described");
+                       "it counts " + std::to_string(header.key_count) + " keys, " +
+                           std::to_string(header.keys.size()) + " are described");
   return false;
 }
 
@@ -66,8 +66,8 @@ std::string DescribeKey(const Key& key) {
   if (key.parts.empty()) return "none";
   std::string text;
   for (const KeyPart& part : key.parts)
-    text += (text.empty() ? "" : ", ") + Number(part.length) +
-            (text.empty() ? " bytes at " : " at ") + Number(part.start) +
+    text += (text.empty() ? "" : ", ") + std::to_string(part.length) +
+            (text.empty() ? " bytes at " : " at ") + std::to_string(part.start) +
             (part.descending ? " descending" : "");
   text += key.has(kDuplicates) ? ", duplicates" : ", unique";
   if (key.is_compressed()) text += ", compressed";

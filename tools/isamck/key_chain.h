@@ -22,7 +22,4 @@ bool ReadKeys(const ReadFile& index, Header& header, Report& report,
 void CheckMark(const Header& header, std::uint32_t node, const std::vector<Byte>& bytes,
                const std::array<std::uint8_t, 2>& mark, const std::string& what, Report& report);
 
-// A number in a report.
-[[nodiscard]] inline std::string Number(std::uint64_t value) { return std::to_string(value); }
-
 }  // namespace isamck

@@ -39,7 +39,6 @@ class Report {
   void Unreadable(std::string why);
 
   [[nodiscard]] Status status() const;
-  [[nodiscard]] std::uint64_t faults() const { return fault_count_; }
 
   void PrintText() const;
   // One JSON object.
