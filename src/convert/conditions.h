@@ -39,9 +39,11 @@ struct ConditionNode {
   [[nodiscard]] std::size_t sign_byte() const { return sign_leading ? 0 : length - 1; }
 };
 
-// Turns a parsed condition into a tree. 0, or -1 after messages.
+// Turns a parsed condition into a tree. 0, or -1 after messages; `wrong` is then the operand that
+// they are about.
 [[nodiscard]] int saveConditions(const copybook::Expression& condition,
-                                 std::unique_ptr<ConditionNode>& tree);
+                                 std::unique_ptr<ConditionNode>& tree,
+                                 const copybook::Expression*& wrong);
 
 // The offsets of a data name, subscripted ones included. 1, or 0 after a message.
 struct FieldPlace {

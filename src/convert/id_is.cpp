@@ -1,9 +1,12 @@
 #include "convert/id_is.h"
 
 #include <algorithm>
+#include <memory>
+#include <optional>
 
 #include "convert/conditions.h"
 #include "copybook/expression.h"
+#include "copybook/words.h"
 #include "platform/console.h"
 
 namespace tolvane {
@@ -27,29 +30,54 @@ class IdIs {
   int LoadAll();
 
  private:
+  using Node = std::unique_ptr<copybook::Expression>;
+
   int LoadIdIsOption();
   int ReadCondition(MaskItem& item);
   int ReadRecordNumber(MaskItem& item);
-  int ReadUse(std::vector<copybook::Identifier>& used);
+  int ReadUse(std::vector<Node>& used);
+  [[nodiscard]] bool BeginsIdIs() const;
+  int Blame(const copybook::Expression& operand);
+  void TellPlace();
+
+  // The word of the statement that is wrong.
+  struct Spot {
+    copybook::Place place;
+    std::string word;
+  };
 
   const copybook::SymbolTable& table_;
   CopybookReader& reader_;
   copybook::Lexer& lexer_;
   MaskListBuilder& builder_;
+  std::optional<Spot> blamed_;  // nothing: the current token
 };
 
 int IdIs::LoadAll() {
   const std::size_t errors = reader_.diagnostics.errors();
   while (lexer_.GetToken().Is("ID")) {
-    const copybook::Place place = lexer_.token().span.begin;
     if (LoadIdIsOption() != 0 && reader_.diagnostics.errors() == errors) continue;
     PrintError("Loading 'ID IS' statement\n");
-    PrintWarning("Line %u of '%s': the ID IS statement is wrong.\n", place.line,
-                 reader_.diagnostics.FileOf(place).c_str());
+    // The diagnostics of the copybook compiler have places of their own.
+    if (reader_.diagnostics.errors() == errors) TellPlace();
     return 0;
   }
   lexer_.UngetToken();
   return 1;
+}
+
+int IdIs::Blame(const copybook::Expression& operand) {
+  blamed_ = Spot{operand.place, operand.word};
+  return 0;
+}
+
+void IdIs::TellPlace() {
+  const copybook::Token& token = lexer_.token();
+  if (!blamed_)
+    blamed_ = Spot{token.span.begin, token.kind == TokenKind::kEnd ? "end of text" : token.text};
+  const copybook::Place& place = blamed_->place;
+  PrintWarning("Line %u, column %u of '%s': the ID IS statement is wrong at '%s'.\n", place.line,
+               place.column, reader_.diagnostics.FileOf(place).c_str(), blamed_->word.c_str());
 }
 
 // From the word ID to the full stop, which is then the current token.
@@ -59,19 +87,24 @@ int IdIs::LoadIdIsOption() {
   item.type = mask_type::kCondition;
   item.length = -1;
   item.occurs = 0;
-  std::vector<copybook::Identifier> used;
+  std::vector<Node> used;
   if (ReadCondition(item) == 0 || ReadUse(used) == 0) return 0;
   if (builder_.EndSegment() == 0) return 0;
   FieldPlace place, other;
-  for (const copybook::Identifier& name : used)
-    if (getSubLoc(name, &name == &used.front() ? place : other) == 0) return 0;
+  for (const Node& name : used)
+    if (getSubLoc(name->identifier, &name == &used.front() ? place : other) == 0)
+      return Blame(*name);
+  const copybook::Field& first = *used.front()->identifier.field;
   item.condition_start = place.location;
-  item.condition_end = place.location + used.front().field->length;
-  item.name = used.front().field->name;
-  for (const copybook::Identifier& name : used) item.used.push_back(name.field);
+  item.condition_end = place.location + first.length;
+  item.name = first.name;
+  for (const Node& name : used) item.used.push_back(name->identifier.field);
   builder_.BeginGroup(std::move(item));
-  for (const copybook::Identifier& name : used)
-    if (builder_.AddUsed(*name.field) == 0) return Fail("Adding sub items\n");
+  for (const Node& name : used) {
+    if (builder_.AddUsed(*name->identifier.field) != 0) continue;
+    (void)Fail("Adding sub items\n");
+    return Blame(*name);
+  }
   return 1;
 }
 
@@ -81,7 +114,11 @@ int IdIs::ReadCondition(MaskItem& item) {
   const auto condition = copybook::ExpressionParser(lexer_, table_, reader_.diagnostics).getExpr();
   if (condition == nullptr) return 0;
   std::unique_ptr<ConditionNode> tree;
-  if (saveConditions(*condition, tree) != 0) return Fail("Saving conditions\n");
+  const copybook::Expression* wrong = nullptr;
+  if (saveConditions(*condition, tree, wrong) != 0) {
+    (void)Fail("Saving conditions\n");
+    return Blame(*wrong);
+  }
   item.tree = std::move(tree);
   return 1;
 }
@@ -113,17 +150,26 @@ int IdIs::ReadRecordNumber(MaskItem& item) {
   return 1;
 }
 
+// Whether the current token begins an ID IS statement.
+bool IdIs::BeginsIdIs() const {
+  return lexer_.token().Is("ID") && copybook::EqualsIgnoreCase(lexer_.WordBehind(), "IS");
+}
+
 // USE and its data names, up to the full stop.
-int IdIs::ReadUse(std::vector<copybook::Identifier>& used) {
+int IdIs::ReadUse(std::vector<Node>& used) {
   if (!lexer_.GetToken().Is("USE")) return Fail("Unknown syntax: Expecting 'USE' after 'ID IS'\n");
   while (lexer_.GetToken().kind == TokenKind::kWord) {
+    if (!used.empty() && BeginsIdIs()) break;
     lexer_.UngetToken();
-    auto name = copybook::ExpressionParser(lexer_, table_, reader_.diagnostics).getExpr();
+    Node name = copybook::ExpressionParser(lexer_, table_, reader_.diagnostics).getExpr();
     if (name == nullptr) return 0;
     const bool is_item = name->kind == copybook::Expression::Kind::kIdentifier &&
                          name->identifier.field->IsInRecord();
-    if (!is_item) return Fail(kIdentifierExpected);
-    used.push_back(std::move(name->identifier));
+    if (!is_item) {
+      (void)Fail(kIdentifierExpected);
+      return Blame(*name);
+    }
+    used.push_back(std::move(name));
     if (!lexer_.GetToken().Is(",")) lexer_.UngetToken();
   }
   if (used.empty() || copybook::AtLiteral(lexer_)) return Fail(kIdentifierExpected);

@@ -269,14 +269,17 @@ bool IsCondition(const Expression& expression) {
   return expression.kind == Expression::Kind::kBinary;
 }
 
-std::unique_ptr<ConditionNode> SaveComparison(const Expression& comparison) {
+std::unique_ptr<ConditionNode> SaveComparison(const Expression& comparison,
+                                              const Expression*& wrong) {
   const bool is_comparison = comparison.op != Operator::kAnd && comparison.op != Operator::kOr;
-  if (!is_comparison || comparison.left->kind != Expression::Kind::kIdentifier ||
-      comparison.right->kind != Expression::Kind::kLiteral ||
-      comparison.left->identifier.field->IsStandalone()) {
+  const bool has_subject = comparison.left->kind == Expression::Kind::kIdentifier &&
+                           !comparison.left->identifier.field->IsStandalone();
+  wrong = has_subject ? comparison.right.get() : comparison.left.get();
+  if (!is_comparison || !has_subject || comparison.right->kind != Expression::Kind::kLiteral) {
     PrintError("Invalid condition supplied.\n");
     return nullptr;
   }
+  wrong = comparison.left.get();
   const Field& field = *comparison.left->identifier.field;
   auto node = std::make_unique<ConditionNode>();
   FieldPlace place;
@@ -291,24 +294,28 @@ std::unique_ptr<ConditionNode> SaveComparison(const Expression& comparison) {
     PrintError("Unrecognized field type: %c\n", field.usage);
     return nullptr;
   }
+  wrong = comparison.right.get();
   if (!StoreLiteral(field, comparison.right->literal, *node)) return nullptr;
   return node;
 }
 
-// Whether `right` goes on with the subject of what stands before it: A = 1 OR 2.
+// Whether `right` goes on with the subject of what stands before it: A = 1 OR 2, and so A = 1 OR 2
+// AND B = 3.
 bool GoesOnWithSubject(const Expression& left, const Expression& right) {
-  const Expression* last = &left;
+  const Expression *last = &left, *first = &right;
   while (IsCondition(*last->right)) last = last->right.get();
-  return !IsCondition(*right.left) && right.left->place == last->left->place;
+  while (IsCondition(*first->left)) first = first->left.get();
+  return first->left->place == last->left->place;
 }
 
-std::unique_ptr<ConditionNode> Save(const Expression& condition) {
+std::unique_ptr<ConditionNode> Save(const Expression& condition, const Expression*& wrong) {
+  wrong = &condition;
   if (!IsCondition(condition)) {
     PrintError("Syntax error on ID IS statement.\n");
     return nullptr;
   }
   if (!IsCondition(*condition.left) && !IsCondition(*condition.right))
-    return SaveComparison(condition);
+    return SaveComparison(condition, wrong);
   if (condition.op != Operator::kAnd && condition.op != Operator::kOr) {
     PrintError("Operator is not AND or OR.\n");
     return nullptr;
@@ -317,8 +324,9 @@ std::unique_ptr<ConditionNode> Save(const Expression& condition) {
     PrintError("Syntax error on ID IS statement.\n");
     return nullptr;
   }
-  auto left = Save(*condition.left), right = Save(*condition.right);
-  if (left == nullptr || right == nullptr) return nullptr;
+  auto left = Save(*condition.left, wrong);
+  auto right = left != nullptr ? Save(*condition.right, wrong) : nullptr;
+  if (right == nullptr) return nullptr;
   if (condition.op == Operator::kOr && GoesOnWithSubject(*condition.left, *condition.right)) {
     // A list of values: each is an alternative to those before it.
     ConditionNode* last = left.get();
@@ -336,8 +344,9 @@ std::unique_ptr<ConditionNode> Save(const Expression& condition) {
 
 }  // namespace
 
-int saveConditions(const Expression& condition, std::unique_ptr<ConditionNode>& tree) {
-  tree = Save(condition);
+int saveConditions(const Expression& condition, std::unique_ptr<ConditionNode>& tree,
+                   const Expression*& wrong) {
+  tree = Save(condition, wrong);
   return tree != nullptr ? 0 : -1;
 }
 

@@ -79,6 +79,7 @@ ExpressionParser::Node ExpressionParser::Join(Node left, Operator op, Node right
   Node node = std::make_unique<Expression>();
   node->op = op;
   node->place = left->place;
+  node->word = left->word;
   node->left = std::move(left);
   node->right = std::move(right);
   return node;
@@ -168,6 +169,7 @@ ExpressionParser::Node ExpressionParser::Copy(const Expression& operand) {
   node->identifier = operand.identifier;
   node->literal = operand.literal;
   node->place = operand.place;
+  node->word = operand.word;
   return node;
 }
 
@@ -201,6 +203,7 @@ ExpressionParser::Node ExpressionParser::ParseOperand() {
   lexer_.GetToken();
   Node node = std::make_unique<Expression>();
   node->place = token().span.begin;
+  node->word = token().text;
   if (AtLiteral(lexer_)) {
     node->kind = Expression::Kind::kLiteral;
     if (!ReadLiteral(lexer_, diagnostics_, node->literal)) return nullptr;

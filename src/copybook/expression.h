@@ -52,7 +52,8 @@ struct Expression {
   std::unique_ptr<Expression> left, right;  // kBinary
   Identifier identifier;
   Literal literal;
-  Place place;  // of its first token; abbreviated conditions share that of their subject
+  Place place;       // of its first token; abbreviated conditions share that of their subject
+  std::string word;  // that token's text
 };
 
 class ExpressionParser {

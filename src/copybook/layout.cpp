@@ -7,7 +7,7 @@
 namespace tolvane::copybook {
 namespace {
 
-enum class Need : unsigned char { kAnyPicture, kNumber, kUnsignedOrText, kNoPicture, kBits, kWide };
+enum class Need : unsigned char { kAnyPicture, kNumber, kNumberOrText, kNoPicture, kBits, kWide };
 
 // What a usage asks of the picture, and its letter and length.
 struct UsageRule {
@@ -24,8 +24,8 @@ constexpr std::array<UsageRule, kUsages> kRules{{
     {Usage::kDisplay, 'C', Need::kAnyPicture, 0, "expected a picture"},
     {Usage::kBinary, 'B', Need::kNumber, 0, kNumberExpected},
     {Usage::kNative, 'B', Need::kNumber, 0, kNumberExpected},
-    {Usage::kCompX, 'B', Need::kUnsignedOrText, 0,
-     "expected an unsigned picture of 9, or up to 8 X, with COMP-X"},
+    {Usage::kCompX, 'B', Need::kNumberOrText, 0,
+     "expected a picture of 9, or of up to 8 X, with COMP-X"},
     {Usage::kFloat, 'R', Need::kNoPicture, 4, kNoneExpected},
     {Usage::kDouble, 'R', Need::kNoPicture, 8, kNoneExpected},
     {Usage::kPacked, 'P', Need::kNumber, 0, kNumberExpected},
@@ -37,8 +37,11 @@ constexpr std::array<UsageRule, kUsages> kRules{{
     {Usage::kNational, 'W', Need::kWide, 0, "expected a picture of N, G or 9 with this usage"},
 }};
 
-// Bytes of a COMP-X item by its digits.
+// Bytes of a COMP-X item by its digits. Those of 7 and 12 digits have no room for a sign.
 constexpr BinarySizeTable kCompXSizes{0, 1, 1, 2, 2, 3, 3, 3, 4, 4, 5, 5, 5, 6, 6, 7, 7, 8, 8};
+constexpr bool HasRoomForSign(int comp_x_digits) {
+  return comp_x_digits != 7 && comp_x_digits != 12;
+}
 constexpr std::int64_t kMaxCompXText = 8;
 constexpr unsigned kAuxBitsPerByte = 8;
 constexpr int kIndexDigits = 9;
@@ -296,8 +299,8 @@ class Layout {
         return category != Category::kNone && category != Category::kNational;
       case Need::kNumber:
         return category == Category::kNumeric;
-      case Need::kUnsignedOrText:
-        return (category == Category::kNumeric && !picture.is_signed) ||
+      case Need::kNumberOrText:
+        return category == Category::kNumeric ||
                (category == Category::kAlphanumeric && picture.size <= kMaxCompXText);
       case Need::kNoPicture:
         return category == Category::kNone;
@@ -335,6 +338,11 @@ class Layout {
     const auto digits = static_cast<std::size_t>(field.digits);
     if (rule.letter == 'B' && digits > kMaxBinaryDigits)
       return Fail(field.source.picture.begin, "expected at most 18 digits in a binary item",
+                  field.picture);
+    if (rule.usage == Usage::kCompX && field.is_signed && !HasRoomForSign(field.digits))
+      return Fail(field.source.picture.begin,
+                  "expected other than 7 or 12 digits in a signed COMP-X item, whose bytes have no "
+                  "room for the sign",
                   field.picture);
     switch (rule.usage) {
       case Usage::kBinary:

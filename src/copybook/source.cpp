@@ -120,6 +120,7 @@ SourceText::SourceText(std::string_view raw, std::size_t begin, const Place& sta
       form.FreeLine(lines[i], 1);
     }
   }
+  if (segments_.empty()) Append({}, start);
 }
 
 Place SourceText::PlaceAt(std::size_t offset) const {

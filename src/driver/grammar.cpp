@@ -127,12 +127,9 @@ Grammar::Outcome Grammar::ReadStatement() {
 }
 
 int Grammar::EndOfReading() {
-  if (opt.sw_testdate != 0 && opt.sw_filedate == 0) {
-    PrintError("FILE DATE not specified.\n");
-    return 0;
-  }
-  if (opt.sw_filedate != 0 && opt.sw_testdate == 0) {
-    PrintError("TEST DATE not specified.\n");
+  if (opt.sw_testdate != opt.sw_filedate) {
+    statement_ = run_date_;
+    (void)Reject("%s DATE not specified.\n", opt.sw_testdate != 0 ? "FILE" : "TEST");
     return 0;
   }
   reader_.lexer.CloseLex();

@@ -262,6 +262,7 @@ Grammar::Outcome Grammar::ReadRunDate(const char* statement, std::int64_t& date,
   text.year.resize(std::min(text.year.size(), kYearWidth));
   if (!ParseDateAndGetTimeNo(text, date)) return Reject("Invalid date after DATE.\n");
   given = 1;
+  run_date_ = statement_;
   return Outcome::kNext;
 }
 

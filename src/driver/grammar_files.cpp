@@ -101,10 +101,15 @@ Grammar::Outcome Grammar::Key() {
 Grammar::Outcome Grammar::KeyByPosition(KeyEntry& key) {
   const auto location = LeadingSize(token().text);
   if (!location) return Invalid();
-  if (!LeadingNumber(Next().text)) Next();  // a separator
+  const copybook::Token separator = Next();
+  if (!LeadingNumber(separator.text)) Next();
   const auto length = LeadingSize(token().text);
-  if (!length)
-    return Stop("INVALID syntax at '%s'. Missing length for KEY.\n", token().text.c_str());
+  if (length.value_or(0) == 0) {
+    // A word in the separator's place began the next statement.
+    const bool at_word = !length && separator.kind == TokenKind::kWord;
+    return Stop("INVALID syntax at '%s'. Missing length for KEY.\n",
+                at_word ? separator.text.c_str() : token().text.c_str());
+  }
   key.location = *location;
   key.length = *length;
   key.name = kKeyByPosition;
@@ -113,8 +118,9 @@ Grammar::Outcome Grammar::KeyByPosition(KeyEntry& key) {
 
 Grammar::Outcome Grammar::KeyAttributes(KeyEntry& key, std::int32_t number) {
   bool duplicates_given = false, changes_given = false, prime = false;
+  bool behind_prime = false;  // the current word is the first behind PRIME
   const auto is_one_of = [this](auto... words) { return (token().Is(words) || ...); };
-  for (;;) {
+  for (;; behind_prime = token().Is("PRIME")) {
     if (Next().Is("PRIME")) {
       if (prime) return Invalid();
       // Deliberate: the key behind the old prime key, counted from 0, gets both flags.
@@ -130,7 +136,7 @@ Grammar::Outcome Grammar::KeyAttributes(KeyEntry& key, std::int32_t number) {
       if (duplicates_given) return Invalid();
       duplicates_given = true;
       key.duplicates = Begins(token().text, "DUP");
-      if (prime && key.duplicates) key.changes = true;
+      if (behind_prime && key.duplicates) key.changes = true;
     } else if (is_one_of("CHANGES", "CHG", "NOCHANGES", "NCHG")) {
       if (changes_given) return Invalid();
       changes_given = true;

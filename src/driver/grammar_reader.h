@@ -128,6 +128,7 @@ class Grammar {
   std::string name_;
   CopybookReader reader_;
   copybook::Place statement_;  // where the one that is being read begins
+  copybook::Place run_date_;   // where the last TEST DATE or FILE DATE does
   bool at_end_ = false;        // the file ended where a statement could begin
 };
 

@@ -63,8 +63,11 @@ class CopybookMask : public ::testing::Test {
                     const std::string& hex, bool ascii = false) {
     const std::string loaded = Load("01 R. 05 F " + picture + ". 05 OTHER PIC X(60).\nID IS F " +
                                     condition + " USE OTHER.\n");
-    const std::string tail = "\nERROR: Saving conditions\n" + WrongIdIs(2);
-    if (loaded.ends_with(tail)) return loaded.substr(0, loaded.size() - tail.size());
+    const std::size_t tail = loaded.find("\nERROR: Saving conditions\n");
+    if (tail != std::string::npos) {
+      wrong_ = loaded.substr(tail);
+      return loaded.substr(0, tail);
+    }
     if (mask_list.empty()) return loaded;
     run.sw_a2e = ascii;
     MaskItem& item = mask_list.back();
@@ -72,16 +75,18 @@ class CopybookMask : public ::testing::Test {
     const std::string record = FromHex(hex);
     return EvaluateMatchConditions(Bytes(record), item) ? "yes" : "no";
   }
-  // What a wrong ID IS statement that begins in a line of the copybook ends with.
-  static std::string WrongIdIs(int line) {
-    return "\nERROR: Loading 'ID IS' statement\n\nWARNING: Line " + std::to_string(line) + " of '" +
-           opt.copyfile + "': the ID IS statement is wrong.\n";
+  // What is said behind the message about a wrong ID IS statement.
+  static std::string WrongIdIs(int line, int column, const std::string& word) {
+    return "\nERROR: Loading 'ID IS' statement\n\nWARNING: Line " + std::to_string(line) +
+           ", column " + std::to_string(column) + " of '" + opt.copyfile +
+           "': the ID IS statement is wrong at '" + word + "'.\n";
   }
   static std::span<const Byte> Bytes(const std::string& record) {
     return {reinterpret_cast<const Byte*>(record.data()), record.size()};
   }
   test::TempDir dir_;
   std::string messages_;
+  std::string wrong_;  // of Match, behind the message about the literal
 };
 
 // ---- items
@@ -227,41 +232,48 @@ TEST_F(CopybookMask, WrongIdIsStatementsAreNamed) {
   const struct {
     const char* statement;
     const char* message;
+    int column;
+    const char* word;
+    int line = 3;
   } cases[] = {
-      {"ID K = 'A' USE A.", "Unknown syntax: Expecting 'IS' after 'ID'"},
-      {"ID IS RECORD 5 USE A.", "Unknown syntax: Expecting 'RECORD NUMBER'"},
-      {"ID IS RECORD NUMBER IS 5 USE A.", "Unknown syntax: Expecting one of <,<=,>,>=,<>,= "},
+      {"ID K = 'A' USE A.", "Unknown syntax: Expecting 'IS' after 'ID'", 4, "K"},
+      {"ID IS RECORD 5 USE A.", "Unknown syntax: Expecting 'RECORD NUMBER'", 14, "5"},
+      {"ID IS RECORD NUMBER IS 5 USE A.", "Unknown syntax: Expecting one of <,<=,>,>=,<>,= ", 21,
+       "IS"},
       {"ID IS RECORD NUMBER = -5 USE A.",
-       "Must supply numeric value for ID IS RECORD NUMBER statement."},
+       "Must supply numeric value for ID IS RECORD NUMBER statement.", 23, "-"},
       {"ID IS RECORD NUMBER = 1234567890 USE A.",
-       "Numeric literal 1234567890 exceeds 9 digits. Can not process."},
-      {"ID IS K = 'A'.", "Unknown syntax: Expecting 'USE' after 'ID IS'"},
-      {"ID IS K = 'A' USE A = 1.", "Expecting identifier(s), NOT an expression."},
-      {"ID IS K = 'A' USE .", "Expecting identifier(s), NOT an expression."},
-      {"ID IS K = 'A' USE L(A1).", "Subscripted items must contain a literal."},
-      {"ID IS K = 'A' USE L(1.5).", "Subscripted items must contain a literal."},
-      {"ID IS K = 'A' USE L(3).", "Could not determine address of subscripted item."},
-      {"ID IS K = 'A' USE A(1:2).", "Reference Modification NOT supported."},
-      {"ID IS K = 'A' USE A", "Missing '.' as 'ID IS' terminator"},
+       "Numeric literal 1234567890 exceeds 9 digits. Can not process.", 23, "1234567890"},
+      {"ID IS K = 'A'.", "Unknown syntax: Expecting 'USE' after 'ID IS'", 14, "."},
+      {"ID IS K = 'A' USE A = 1.", "Expecting identifier(s), NOT an expression.", 19, "A"},
+      {"ID IS K = 'A' USE .", "Expecting identifier(s), NOT an expression.", 19, "."},
+      {"ID IS K = 'A' USE L(A1).", "Subscripted items must contain a literal.", 19, "L"},
+      {"ID IS K = 'A' USE L(1.5).", "Subscripted items must contain a literal.", 19, "L"},
+      {"ID IS K = 'A' USE L(3).", "Could not determine address of subscripted item.", 19, "L"},
+      {"ID IS K = 'A' USE A(1:2).", "Reference Modification NOT supported.", 19, "A"},
+      {"ID IS K = 'A' USE A", "Missing '.' as 'ID IS' terminator", 20, "end of text"},
+      {"ID IS K = 'A'\nUSE A\nID IS K = 'B' USE A.", "Missing '.' as 'ID IS' terminator", 1, "ID",
+       5},
       {"77 W PIC X.\nID IS W = 'A' USE A.",
-       "Invalid condition supplied.\n\nERROR: Saving conditions"},
-      {"ID IS K = 'A' USE A 5.", "Expecting identifier(s), NOT an expression."},
-      {"66 Z RENAMES A1.\nID IS K = 'A' USE Z.", "Expecting identifier(s), NOT an expression."},
-      {"ID IS K = 'A' USE K, A(1:2).", "Reference Modification NOT supported."},
-      {"ID IS K = 'A' USE K L(3).", "Could not determine address of subscripted item."},
+       "Invalid condition supplied.\n\nERROR: Saving conditions", 7, "W", 4},
+      {"ID IS K = 'A' USE A 5.", "Expecting identifier(s), NOT an expression.", 21, "5"},
+      {"66 Z RENAMES A1.\nID IS K = 'A' USE Z.", "Expecting identifier(s), NOT an expression.", 19,
+       "Z", 4},
+      {"ID IS K = 'A' USE K, A(1:2).", "Reference Modification NOT supported.", 22, "A"},
+      {"ID IS K = 'A' USE K L(3).", "Could not determine address of subscripted item.", 21, "L"},
   };
   for (const auto& c : cases) {
     Reset({});
-    const int line = std::string_view(c.statement).starts_with("ID") ? 3 : 4;
     EXPECT_EQ(Load(std::string(kLayouts) + c.statement),
-              std::string("\nERROR: ") + c.message + "\n" + WrongIdIs(line))
+              std::string("\nERROR: ") + c.message + "\n" + WrongIdIs(c.line, c.column, c.word))
         << c.statement;
   }
   Reset({});
   // A literal without its closing quote ends with its line, but the statement does not stand.
   EXPECT_EQ(Load(std::string(kLayouts) + "ID IS K = 'A\nUSE A."),
-            "\nERROR: " + opt.copyfile + ":3:11: error: expected a closing quote, found 'A'\n" +
-                WrongIdIs(3));
+            "\nERROR: " + opt.copyfile +
+                ":3:11: error: expected a closing quote, found 'A'\n"
+                "\nERROR: Loading 'ID IS' statement\n");
 }
 
 // Hexadecimal literals are those of the field's bytes as they stand in the copybook's character
@@ -290,6 +302,7 @@ TEST_F(CopybookMask, ComparisonsGoByTheKindOfTheField) {
       {"PIC S99", "= -12", {"F1D2"}, {"F1C2", "F1F2"}},
       {"PIC S99 SIGN LEADING", "= -12", {"D1F2"}, {"C1F2", "F1D2"}},
       {"PIC S9(4) COMP", "= H'FFFF'", {"FFFF"}, {"0000"}},
+      {"PIC S9(4) COMP-X", "< -1", {"FFFE", "8000"}, {"FFFF", "0001"}},
       {"PIC S99", "> -20", {"F1D9", "F0C0", "F9F9"}, {"F2D0", "F9D9"}},
       {"PIC S9V9", "= 1.2", {"F1C2", "F1F2"}, {"F1D2", "F0C1"}},
       {"PIC S99", "= 0", {"F0D0", "F0C0"}, {"F0C1"}},
@@ -309,6 +322,7 @@ TEST_F(CopybookMask, ComparisonsGoByTheKindOfTheField) {
       {"PIC X(4)", "< 'AB'", {"C1C1", "C1", ""}, {"C1C24040", "C1C3"}},
       {"PIC X", "> 'A' AND < 'D'", {"C2", "C3"}, {"C1", "C4"}},
       {"PIC X", "= 'A' OR 'B' OR 'C'", {"C1", "C2", "C3"}, {"C4"}},
+      {"PIC X(2)", "= 'A' OR > 'B' AND < 'D'", {"C140", "C2C1", "C3C1"}, {"C1C1", "C440"}},
       {"PIC X", "= 'A' OR F = 'B'", {}, {"C1", "C2", "C3"}},
       {"PIC X", "> 'A' OR F > 'B'", {"C3"}, {"C1", "C2"}},
       {"PIC X", "= 'A' OR 'B' OR F > 'C'", {}, {"C1", "C2", "C4"}},
@@ -363,6 +377,7 @@ TEST_F(CopybookMask, LiteralsThatDoNotSuitAreRefused) {
     std::string condition;
     const char* message;
     bool words = false;
+    int column = 11;  // of the word that is wrong: the literal
   } cases[] = {
       {"PIC 9(4) COMP", "= 'A'", "incompatable literal for Binary field"},
       {"PIC 9(4) COMP", "= 1.5", "incompatable literal for Binary field F"},
@@ -393,9 +408,9 @@ TEST_F(CopybookMask, LiteralsThatDoNotSuitAreRefused) {
       {"PIC X(60)", "= '" + std::string(51, 'x') + "'",
        "Literal 'xxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxx' exceeds 50 characters. Can "
        "not process."},
-      {"PIC N", "= 'A'", "Unrecognized field type: W"},
+      {"PIC N", "= 'A'", "Unrecognized field type: W", false, 7},
       {"PIC X", "= OTHER", "Invalid condition supplied."},
-      {"PIC X", "", "Syntax error on ID IS statement."},
+      {"PIC X", "", "Syntax error on ID IS statement.", false, 7},
   };
   for (const auto& c : cases) {
     Reset({&OptionSet::sw_mf});
@@ -403,6 +418,8 @@ TEST_F(CopybookMask, LiteralsThatDoNotSuitAreRefused) {
     opt.gblRecSize = c.words ? 68 : 0;
     EXPECT_EQ(Match(c.picture, c.condition, ""), std::string("\nERROR: ") + c.message + "\n")
         << c.picture << " " << c.condition;
+    EXPECT_NE(wrong_.find("Line 2, column " + std::to_string(c.column) + " of "), wrong_.npos)
+        << c.picture << " " << c.condition << wrong_;
   }
 }
 
@@ -411,8 +428,10 @@ TEST_F(CopybookMask, OrBetweenFullComparisonsIsWarnedOf) {
   EXPECT_EQ(messages_,
             "\nWARNING: OR between two full comparisons asks for both sides, as AND does.\n");
   Reset({});
-  Match("PIC X", "= 'A' OR 'B'", "");
-  EXPECT_EQ(messages_, "");
+  for (const char* list : {"= 'A' OR 'B'", "= 'A' OR 'B' AND NOT 'C'"}) {
+    Match("PIC X", list, "");
+    EXPECT_EQ(messages_, "") << list;
+  }
 }
 
 // Beyond equality only the strict operators hold.

@@ -15,7 +15,7 @@ struct ErrorCase {
 TEST(Compiler, NamesPlaceWordAndExpectation) {
   const ErrorCase cases[] = {
       {"",
-       "T:0:0: error: expected a level number (01 to 49, 66, 77, 78 or 88), found 'end of text'\n"},
+       "T:1:1: error: expected a level number (01 to 49, 66, 77, 78 or 88), found 'end of text'\n"},
       {"CUST PIC X.",
        "T:1:1: error: expected a level number (01 to 49, 66, 77, 78 or 88), found 'CUST'\n"},
       {"PROCEDURE DIVISION.",
@@ -49,11 +49,14 @@ TEST(Compiler, NamesPlaceWordAndExpectation) {
        "T:1:46: error: expected the name of the item before at this level, found 'A'\n"},
       {"01 R. 05 A REDEFINES B PIC X.",
        "T:1:22: error: expected the name of the item before at this level, found 'B'\n"},
-      {"01 R. 05 A PIC X COMP-3. 05 B COMP-1 PIC 9. 05 C PIC 9(19) COMP. 05 D PIC S9 COMP-X.",
+      {"01 R. 05 A PIC X COMP-3. 05 B COMP-1 PIC 9. 05 C PIC 9(19) COMP. 05 D PIC S9(7) COMP-X.",
        "T:1:16: error: expected a numeric picture with this usage, found 'X'\n"
        "T:1:42: error: expected no picture with this usage, found '9'\n"
        "T:1:54: error: expected at most 18 digits in a binary item, found '9(19)'\n"
-       "T:1:75: error: expected an unsigned picture of 9, or up to 8 X, with COMP-X, found 'S9'\n"},
+       "T:1:75: error: expected other than 7 or 12 digits in a signed COMP-X item, whose bytes "
+       "have no room for the sign, found 'S9(7)'\n"},
+      {"01 R. 05 A PIC A COMP-X.",
+       "T:1:16: error: expected a picture of 9, or of up to 8 X, with COMP-X, found 'A'\n"},
       {"01 R COMP-3. 05 A PIC 9 COMP.", "T:1:25: error: expected the usage of the group\n"},
       {"01 R. 05 A PIC 9 SIGN LEADING.",
        "T:1:18: error: expected a signed picture of usage DISPLAY with SIGN, found '9'\n"},

@@ -74,7 +74,7 @@ TEST(Expression, NamesWhatIsWrong) {
     std::string text;
     const char* message;
   } cases[] = {
-      {"", "E:0:0: error: expected a data name or a literal, found 'end of text'"},
+      {"", "E:1:1: error: expected a data name or a literal, found 'end of text'"},
       {"A =", "E:1:4: error: expected a data name or a literal, found 'end of text'"},
       {"NOPE = 1", "E:1:1: error: expected the name of a data item, found 'NOPE'"},
       {"X = 1",

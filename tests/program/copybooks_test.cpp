@@ -71,7 +71,7 @@ TEST_F(GrammarFile, CopybooksThatDoNotFitAreRefused) {
       {"COMPILER MF COPYBOOK IS COPY book\nID IS KIND = 'C' USE TAIL.\nID IS\nKIND",
        "\nERROR: Syntax error on ID IS statement.\n\nERROR: Saving conditions\n"
        "\nERROR: Loading 'ID IS' statement\n"
-       "\nWARNING: Line 4 of 'job.gra': the ID IS statement is wrong.\n"},
+       "\nWARNING: Line 5, column 1 of 'job.gra': the ID IS statement is wrong at 'KIND'.\n"},
   };
   for (const auto& c : cases) {
     const ProgramResult result = Restore(c.statements, kData);

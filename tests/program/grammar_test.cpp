@@ -226,6 +226,7 @@ TEST_F(GrammarFile, KeysAndTheirAttributes) {
       {"KEY1 0,1 KEY2 1,2 PRIME", "0000001YY 0001002NN"},
       {"KEY1 0,1 PRIME KEY2 1,2 KEY3 3,1 PRIME", "0000001NN 0001002YY 0003001NN"},
       {"KEY1 0,1 KEY2 1,2 PRIME DUPS", "0000001YY 0001002YY"},
+      {"KEY1 0,1 KEY2 1,2 PRIME NOCHANGES DUPS", "0000001YY 0001002YN"},
       {"KEY2 = B PRIME KEY1 C KEY2 B COPYBOOK IS 01 R. 05 A PIC X(4).\n05 B PIC X(3).\n"
        "05 C PIC X(17).",
        "0007017YY 0004003NN"},
@@ -301,6 +302,8 @@ TEST_F(GrammarFile, MostErrorsEndTheReading) {
   }
   const Message of_keys[] = {
       {"KEY1 IS 0, NODUPS", "INVALID syntax at 'NODUPS'. Missing length for KEY."},
+      {"KEY1 0.10 COMPILER MF", "INVALID syntax at 'COMPILER'. Missing length for KEY."},
+      {"KEY1 0,0", "INVALID syntax at '0'. Missing length for KEY."},
       {"KEY1 0,1 DUPS NODUPS", "INVALID syntax at 'NODUPS'"},
       {"KEY1 4294967296,1", "INVALID syntax at '4294967296'"},
       {"KEY1 0,1 CHG PRIME NCHG", "INVALID syntax at 'NCHG'"},
@@ -392,8 +395,11 @@ TEST_F(GrammarFile, SomeErrorsRejectTheFile) {
         c.statement,
         c.text + std::string("\n\nWARNING: Line 3 of 'job.gra': this statement rejects "
                              "the file."));
-  expect_rejection("TEST DATE 1/1/2000", "FILE DATE not specified.");
-  expect_rejection("FILE DATE 1/1/2000", "TEST DATE not specified.");
+  for (const auto& [given, lacking] : {std::pair("TEST", "FILE"), std::pair("FILE", "TEST")})
+    expect_rejection(std::string(given) + " DATE 1/1/2000\nCREATE",
+                     std::string(lacking) +
+                         " DATE not specified.\n\nWARNING: Line 3 of 'job.gra': "
+                         "this statement rejects the file.");
   expect_rejection("COPYBOOK IS COPY nope",
                    "job.gra:3:18: error: expected a text that can be opened after COPY, "
                    "found 'nope'\n\nERROR: job.gra:3:22: error: expected a level "
