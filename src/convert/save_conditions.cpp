@@ -296,7 +296,7 @@ std::unique_ptr<ConditionNode> SaveComparison(const Expression& comparison) {
   node->length = node->source_length = static_cast<std::size_t>(field.length);
   node->is_signed = field.is_signed;
   node->sign_leading = field.sign == copybook::SignPlace::kLeading && !field.sign_separate;
-  node->op = copybook::OperatorName(comparison.op);
+  node->op = RelationOf(copybook::OperatorName(comparison.op));
   if (node->type == 0 || node->length == 0) {
     PrintError("Unrecognized field type: %c\n", field.usage);
     return nullptr;
