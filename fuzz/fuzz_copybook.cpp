@@ -46,13 +46,18 @@ void CheckRecord(const RecordDescription& record, const Field* next_record) {
   }
 }
 
+// What a table holds can be kept.
+void CheckSave(const SymbolTable& table) {
+  const std::string saved = table.Save();
+  SymbolTable loaded;
+  Require(loaded.Load(saved) && loaded.Save() == saved);
+}
+
 void CheckTable(const SymbolTable& table) {
   const auto& records = table.records();
   for (std::size_t i = 0; i < records.size(); ++i)
     CheckRecord(records[i], i + 1 < records.size() ? records[i + 1].first : nullptr);
-  const std::string saved = table.Save();
-  SymbolTable loaded;
-  Require(loaded.Load(saved) && loaded.Save() == saved);
+  CheckSave(table);
 }
 
 }  // namespace
@@ -75,7 +80,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t cou
   if (compiler.CompileRecords()) CheckTable(table);
   while (lexer.GetToken().Is("ID") && lexer.GetToken().Is("IS"))
     if (!ExpressionParser(lexer, table, diagnostics).getExpr()) break;
-  SymbolTable other;
-  (void)other.Load(text);  // whether it is a saved table is the input's affair
+  SymbolTable other;  // whether the text holds the values of one is the input's affair
+  if (other.Load(Seal(text))) CheckSave(other);
   return 0;
 }

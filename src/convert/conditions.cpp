@@ -13,15 +13,6 @@
 namespace tolvane {
 namespace {
 
-struct Operator {
-  std::string_view name;
-  bool less, equal, greater;
-};
-constexpr Operator kOperators[] = {
-    {"EQ", false, true, false}, {"NE", true, false, true},  {"GT", false, false, true},
-    {"GE", false, true, true},  {"LT", true, false, false}, {"LE", true, true, false},
-};
-
 int ThreeWay(auto a, auto b) { return a < b ? -1 : a > b ? 1 : 0; }
 
 std::int64_t RecordNumber() { return pTapeIo != nullptr ? pTapeIo->records : run.nCurrInputRec; }
@@ -29,8 +20,7 @@ std::int64_t RecordNumber() { return pTapeIo != nullptr ? pTapeIo->records : run
 // Deliberate: beyond equality only the strict operators hold, not GE and LE.
 bool RecordNumberHolds(const MaskItem& item) {
   const int comparison = ThreeWay(RecordNumber(), -std::int64_t{item.location});
-  const bool lenient = item.op == "GE" || item.op == "LE";
-  return lenient ? comparison == 0 : Satisfies(item.op, comparison);
+  return item.op->equal ? comparison == 0 : item.op->Holds(comparison);
 }
 
 int CompareText(std::span<const Byte> field, std::string_view text) {
@@ -86,7 +76,7 @@ bool Holds(const ConditionNode& node, std::span<const Byte> record) {
     const std::size_t start = std::min(node.location, record.size());
     const auto field = record.subspan(start, std::min(node.length, record.size() - start));
     const bool is_text = node.type == mask_type::kGroup;
-    holds = (is_text || field.size() == node.length) && Satisfies(node.op, Compare(field, node));
+    holds = (is_text || field.size() == node.length) && node.op->Holds(Compare(field, node));
   }
   return holds || (node.next != nullptr && Holds(*node.next, record));
 }
@@ -107,22 +97,11 @@ void TranslateTree(ConditionNode& node) {
 
 }  // namespace
 
-bool Satisfies(std::string_view op, int comparison) {
-  for (const Operator& row : kOperators)
-    if (row.name == op) return comparison < 0 ? row.less : comparison > 0 ? row.greater : row.equal;
-  return false;
-}
-
-bool IsOperator(std::string_view op) {
-  return std::any_of(std::begin(kOperators), std::end(kOperators),
-                     [op](const Operator& row) { return row.name == op; });
-}
-
 bool EvaluateMatchConditions(std::span<const Byte> record, const MaskItem& item) {
   if (item.is_record_number) return RecordNumberHolds(item);
   if (item.tree != nullptr) return Holds(*item.tree, record);
   const auto start = std::min(static_cast<std::size_t>(item.condition_start), record.size());
-  return Satisfies(item.op, CompareText(record.subspan(start), item.value));
+  return item.op->Holds(CompareText(record.subspan(start), item.value));
 }
 
 const MaskItem* GetMaskMatchCondition(std::span<const Byte> record) {

@@ -31,9 +31,9 @@ struct ConditionNode {
   bool is_signed = false;
   bool sign_leading = false;  // k..Unpacked: overpunched in the first byte, not the last
   bool is_ebcdic = false;     // the literal was translated, and the data is EBCDIC
-  std::string op;             // "EQ", "NE", "GT", "GE", "LT" or "LE"
-  std::string value;          // the literal in the field's own form
-  double number = 0;          // kFloat: the literal
+  const Relation* op = nullptr;
+  std::string value;  // the literal in the field's own form
+  double number = 0;  // kFloat: the literal
 
   [[nodiscard]] bool has_overpunch() const { return IsOverpunched(type); }
   [[nodiscard]] std::size_t sign_byte() const { return sign_leading ? 0 : length - 1; }
@@ -50,12 +50,6 @@ struct FieldPlace {
   std::int64_t location = 0, expanded_location = 0;
 };
 [[nodiscard]] int getSubLoc(const copybook::Identifier& identifier, FieldPlace& place);
-
-// Whether a three-way comparison (negative, zero, positive) satisfies an operator; false for
-// anything but "EQ", "NE", "GT", "GE", "LT" and "LE".
-[[nodiscard]] bool Satisfies(std::string_view op, int comparison);
-
-[[nodiscard]] bool IsOperator(std::string_view op);
 
 // Whether the condition item holds for the record. A record that ends inside the compared text
 // compares as the shorter one; a number that it does not hold whole compares as nothing.

@@ -1,6 +1,5 @@
 #include "convert/id_is.h"
 
-#include <algorithm>
 #include <memory>
 #include <optional>
 
@@ -125,14 +124,8 @@ int IdIs::ReadCondition(MaskItem& item) {
 
 int IdIs::ReadRecordNumber(MaskItem& item) {
   if (!lexer_.GetToken().Is("NUMBER")) return Fail("Unknown syntax: Expecting 'RECORD NUMBER'\n");
-  constexpr struct {
-    const char* sign;
-    const char* op;
-  } kSigns[] = {{"=", "EQ"}, {"<>", "NE"}, {">", "GT"}, {">=", "GE"}, {"<", "LT"}, {"<=", "LE"}};
-  const copybook::Token& sign = lexer_.GetToken();
-  const auto* const found = std::find_if(std::begin(kSigns), std::end(kSigns),
-                                         [&](const auto& row) { return sign.Is(row.sign); });
-  if (found == std::end(kSigns)) return Fail("Unknown syntax: Expecting one of <,<=,>,>=,<>,= \n");
+  item.op = RelationOf(lexer_.GetToken());
+  if (item.op == nullptr) return Fail("Unknown syntax: Expecting one of <,<=,>,>=,<>,= \n");
   const copybook::Token& number = lexer_.GetToken();
   const bool is_number = number.kind == TokenKind::kNumber &&
                          number.text.find_first_not_of("0123456789") == std::string::npos;
@@ -143,7 +136,6 @@ int IdIs::ReadRecordNumber(MaskItem& item) {
     return 0;
   }
   item.is_record_number = true;
-  item.op = found->op;
   item.location = -std::stoi(number.text);
   lexer_.GetToken();
   lexer_.UngetToken();

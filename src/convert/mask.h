@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "convert/relation.h"
 #include "datarep/decimal.h"
 
 namespace tolvane {
@@ -69,7 +70,7 @@ struct MaskItem {
   // Condition items.
   std::int64_t condition_start = 0;            // offset of the compared field
   std::int64_t condition_end = 0;              // one past it
-  std::string op{};                            // "EQ", "NE", "GT", "GE", "LT" or "LE"
+  const Relation* op = nullptr;                // null: `tree` decides
   std::string value{};                         // the literal of -I
   bool is_record_number = false;               // location is minus the number that op compares with
   std::shared_ptr<ConditionNode> tree{};       // of an ID IS condition

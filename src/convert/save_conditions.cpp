@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <array>
 #include <cstdlib>
+#include <locale>
 #include <optional>
+#include <sstream>
 #include <vector>
 
 #include "convert/conditions.h"
@@ -123,10 +125,18 @@ bool IsNumeric(const Literal& literal) {
   return is_number && !TooLong(literal);
 }
 
+// The value of a numeric literal, whose point is a point in every locale.
+double ValueOf(const Literal& literal) {
+  std::istringstream text(literal.text);
+  text.imbue(std::locale::classic());
+  double value = 0;
+  text >> value;
+  return value;
+}
+
 bool StoreFloat(const Literal& literal, ConditionNode& node) {
   if (!IsNumeric(literal)) return false;
-  node.number = literal.kind == 'N' ? std::strtod(literal.text.c_str(), nullptr)
-                                    : static_cast<double>(BitsOf(literal));
+  node.number = literal.kind == 'N' ? ValueOf(literal) : static_cast<double>(BitsOf(literal));
   if (literal.sign == '-') node.number = -node.number;
   return true;
 }
@@ -289,7 +299,7 @@ std::unique_ptr<ConditionNode> SaveComparison(const Expression& comparison,
   node->length = node->source_length = static_cast<std::size_t>(field.length);
   node->is_signed = field.is_signed;
   node->sign_leading = field.sign == copybook::SignPlace::kLeading && !field.sign_separate;
-  node->op = copybook::OperatorName(comparison.op);
+  node->op = RelationOf(copybook::OperatorName(comparison.op));
   if (node->type == 0 || node->length == 0) {
     PrintError("Unrecognized field type: %c\n", field.usage);
     return nullptr;

@@ -35,13 +35,10 @@ class Writer {
     out_ += text;
   }
   void Count(std::size_t count) { Number(count); }
-  std::string Finish() {
-    out_ += std::to_string(Hash(out_));
-    return std::move(out_);
-  }
+  [[nodiscard]] std::string Finish() const { return Seal(out_); }
 
  private:
-  std::string out_{kHeader};
+  std::string out_;
 };
 
 // After the first value that cannot be read, `good()` is false and all values are 0 or empty.
@@ -293,6 +290,12 @@ class SymbolFile {
   SymbolTable& table_;
   std::vector<std::pair<Field*, std::size_t>> depending_;
 };
+
+std::string Seal(std::string_view body) {
+  std::string file{kHeader};
+  file += body;
+  return file + std::to_string(Hash(file));
+}
 
 std::string SymbolTable::Save() const { return SymbolFile::Save(*this); }
 

@@ -96,4 +96,8 @@ class SymbolTable {
   Field* last_ = nullptr;
 };
 
+// The saved form with these values: its header before them, their check sum behind. For tests of
+// what Load makes of values that no Save wrote.
+[[nodiscard]] std::string Seal(std::string_view body);
+
 }  // namespace tolvane::copybook

@@ -44,30 +44,20 @@ int ToNumber(std::string_view digits) {
   return number;
 }
 
-bool Holds(int comparison, const std::string& op) {
-  if (op == "=") return comparison == 0;
-  if (op == "<>") return comparison != 0;
-  if (op == "<") return comparison < 0;
-  if (op == "<=") return comparison <= 0;
-  if (op == ">") return comparison > 0;
-  return comparison >= 0;
-}
-
-// Every character of the field against the bound; operators other than = and <> look at the first.
+// Every character of the field against the bound; relations other than = and <> look at the first.
 bool AllHold(const DateWindow& window, std::string_view field) {
   const char bound = window.bound.empty() ? ' ' : window.bound.front();
-  const bool all = field.find_first_not_of(bound) == std::string_view::npos;
-  if (window.op == "=") return all;
-  if (window.op == "<>") return !all;
-  return Holds(static_cast<unsigned char>(field.front()) - static_cast<unsigned char>(bound),
-               window.op);
+  if (window.op->less == window.op->greater)
+    return window.op->Holds(field.find_first_not_of(bound) == std::string_view::npos ? 0 : 1);
+  return window.op->Holds(static_cast<unsigned char>(field.front()) -
+                          static_cast<unsigned char>(bound));
 }
 
 // The year as a number against the bound. A year that is none compares as text with what is none.
 bool YearHolds(const DateWindow& window, std::string_view year) {
   if (!IsNumeric(year)) return false;
-  if (!IsNumeric(window.bound)) return Holds(year.compare(window.bound), window.op);
-  return Holds(ToNumber(year) - ToNumber(window.bound), window.op);
+  if (!IsNumeric(window.bound)) return window.op->Holds(year.compare(window.bound));
+  return window.op->Holds(ToNumber(year) - ToNumber(window.bound));
 }
 
 // The first entry that holds for the characters of a field and, when there is one, its year.

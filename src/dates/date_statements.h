@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "convert/relation.h"
 #include "dates/age_date.h"
 
 namespace tolvane {
@@ -15,7 +16,7 @@ namespace tolvane {
 struct DateWindow {
   enum class Test : unsigned char { kYear, kAllCharacters };
   Test test = Test::kYear;
-  std::string op;       // "<", "<=", "=", "<>", ">" or ">="
+  const Relation* op = kIsEqual;
   std::string bound;    // kYear: two digits; kAllCharacters: the character
   std::string century;  // two characters; one: a fill character
 };

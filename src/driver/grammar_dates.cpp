@@ -118,16 +118,12 @@ Grammar::Outcome Grammar::ReadWindowTest(DateWindow& window) {
   window.bound = FigurativeCharacter(Next());
   if (!window.bound.empty()) {
     window.test = DateWindow::Test::kAllCharacters;
-    window.op = "=";
     return Outcome::kNext;
   }
   const bool all = token().Is("ALL");
   if (!all && !token().Is("YY")) return Reject("Missing keyword YY in DATE IS command.\n");
-  const copybook::Token& next = Next();
-  const bool is_operator = next.Is("<") || next.Is("<=") || next.Is("=") || next.Is("<>") ||
-                           next.Is(">") || next.Is(">=");
-  window.op = is_operator ? next.text : "=";
-  if (is_operator) {
+  if (const Relation* const relation = RelationOf(Next()); relation != nullptr) {
+    window.op = relation;
     Next();
   } else if (!all) {
     return Reject("Invalid operator for DATE IS command (must be one of <, <=, =, <>, > or >=).\n");

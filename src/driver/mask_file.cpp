@@ -30,8 +30,8 @@ void WriteItems(std::FILE* file) {
   for (const MaskItem& item : mask_list) {
     if (item.is_condition()) {
       const std::string value = item.value < "  " ? std::string(49, ' ') : item.value;
-      std::fprintf(file, " \\\n -I%d%2s%s", static_cast<int>(item.condition_start), item.op.c_str(),
-                   value.c_str());
+      std::fprintf(file, " \\\n -I%d%2s%s", static_cast<int>(item.condition_start),
+                   item.op != nullptr ? item.op->name : "", value.c_str());
       count = 1;
       continue;
     }

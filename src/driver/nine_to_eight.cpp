@@ -3,14 +3,14 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
-#include <memory>
 #include <span>
 #include <string_view>
 #include <vector>
 
 #include "datarep/byte_order.h"
+#include "media/input_stream.h"
+#include "media/output_stream.h"
 #include "media/splitbit.h"
 #include "platform/console.h"
 #include "platform/paths.h"
@@ -24,11 +24,6 @@ constexpr std::size_t kBlockCharacters = kBlockBytes * kGroupQuarters / kGroupBy
 constexpr std::size_t kPrintHeader = 316;  // dropped from the front of print text
 constexpr std::size_t kLookAhead = 4;
 constexpr std::string_view kNewPage = "L,1.";
-
-struct CloseFile {
-  void operator()(std::FILE* file) const { std::fclose(file); }
-};
-using File = std::unique_ptr<std::FILE, CloseFile>;
 
 // The characters of a block, a last group of fewer than 9 bytes included.
 std::size_t UnpackBlock(std::span<const Byte> block, Byte* to) {
@@ -96,36 +91,28 @@ void ConvertNineToEight(const std::string& input, const std::string& output, boo
     PrintError("Input and output are the same file: '%s'\n", input.c_str());
     return;
   }
-  File out(std::fopen(output.c_str(), "wb"));
-  if (out == nullptr) {
-    PrintError("Error opening outfile: %s\n", std::strerror(errno));
-    return;
-  }
-  File in(std::fopen(input.c_str(), "rb"));
-  if (in == nullptr) {
-    PrintError("Error opening infile: %s\n", std::strerror(errno));
-    return;
-  }
-  std::array<Byte, kBlockBytes> block{};
+  OutputStream out("Block");
+  if (!out.Open(output)) return PrintError("Error opening outfile: %s\n", std::strerror(errno));
+  InputStream in;
+  if (!in.Open(input)) return PrintError("Error opening infile: %s\n", std::strerror(errno));
   std::vector<Byte> text(kBlockCharacters + kGroupQuarters);
   for (bool first = true;; first = false) {
-    const std::size_t got = std::fread(block.data(), 1, block.size(), in.get());
-    if (got == 0) break;
+    std::span<const Byte> block = in.Peek(kBlockBytes);
+    if (block.empty()) break;
+    block = block.first(std::min(block.size(), kBlockBytes));
     std::fill(text.begin(), text.end(), Byte{0});
-    const std::size_t count = UnpackBlock({block.data(), got}, text.data());
+    const std::size_t count = UnpackBlock(block, text.data());
+    in.Skip(block.size());
     std::fill(text.begin() + static_cast<std::ptrdiff_t>(count), text.end(), Byte{0});
     if (as_print_text) {
       std::vector<Byte> printed = AsPrintText(text, count, first);
       std::copy(printed.begin(), printed.end(), text.begin());
     }
-    if (std::fwrite(text.data(), 1, count, out.get()) != count || std::fflush(out.get()) != 0) {
-      PrintError("Error writing out 9 to 8 file: %s\n", std::strerror(errno));
-      return;
-    }
+    if (!out.WriteAtOnce(text.data(), count))
+      return PrintError("Error writing out 9 to 8 file: %s\n", std::strerror(errno));
   }
-  if (std::ferror(in.get()) != 0) PrintError("Error reading infile: %s\n", std::strerror(errno));
-  if (std::fclose(out.release()) != 0)
-    PrintError("Error writing out 9 to 8 file: %s\n", std::strerror(errno));
+  if (in.error() != 0) PrintError("Error reading infile: %s\n", std::strerror(in.error()));
+  if (!out.Close()) PrintError("Error writing out 9 to 8 file: %s\n", std::strerror(errno));
 }
 
 }  // namespace tolvane

@@ -231,13 +231,14 @@ bool CommandLine::TakeCondition(const char* argument) {
   const char* rest = argument;
   const auto position = ScanNumber(rest);
   while (IsSpace(*rest)) ++rest;
-  const std::string op = std::string(rest).substr(0, 2);
-  rest += op.size();
+  const std::string_view name = std::string_view(rest).substr(0, 2);
+  const Relation* const op = RelationOf(name);
+  rest += name.size();
   while (IsSpace(*rest)) ++rest;
   std::string value = rest;
   while (!value.empty() && IsSpace(value.back())) value.pop_back();
   const bool is_word = std::none_of(value.begin(), value.end(), IsSpace);
-  if (!is_word || !position || !FitsInt32(*position) || *position < 0 || !IsOperator(op) ||
+  if (!is_word || !position || !FitsInt32(*position) || *position < 0 || op == nullptr ||
       value.empty()) {
     PrintError("Invalid syntax for option -I\n");
     PrintWarning("-I takes a position, an operator and a text without blanks, not '%s'\n",

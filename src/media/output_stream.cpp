@@ -28,8 +28,8 @@ bool OutputStream::Open(const std::string& path) {
   return true;
 }
 
-bool OutputStream::WriteHeader(const Byte* header, std::size_t bytes) {
-  if (WriteSome(fd_, header, bytes) < bytes) return false;
+bool OutputStream::WriteAtOnce(const Byte* from, std::size_t bytes) {
+  if (WriteSome(fd_, from, bytes) < bytes) return false;
   position_ += static_cast<off_t>(bytes);
   return true;
 }

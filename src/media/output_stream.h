@@ -36,8 +36,9 @@ class OutputStream {
   [[nodiscard]] bool Open(const std::string& path);
   [[nodiscard]] bool is_open() const { return fd_ >= 0; }
 
-  // Writes what stands before the first unit. False with errno set.
-  [[nodiscard]] bool WriteHeader(const Byte* header, std::size_t bytes);
+  // Writes what is no unit and stands before the first: a header, or a file without units. False
+  // with errno set.
+  [[nodiscard]] bool WriteAtOnce(const Byte* from, std::size_t bytes);
 
   // Room for one unit of at most `bytes` bytes, valid until the next call, across flushes.
   Byte* Room(std::size_t bytes) {

@@ -34,7 +34,7 @@ class FlatSink : public RecordSink {
     if (!variable_) return true;
     const auto header =
         VariableFileHeader(sizes.gblCpySize, std::max(sizes.gblCpySize, sizes.gblExpRecSize));
-    return stream_.WriteHeader(header.data(), header.size());
+    return stream_.WriteAtOnce(header.data(), header.size());
   }
   Byte* Room(std::size_t bytes, std::int32_t descriptor_length) override {
     prefix_ = variable_ ? PrefixOfVariableRecord(descriptor_length) : VariablePrefix{};

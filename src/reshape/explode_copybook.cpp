@@ -174,7 +174,8 @@ int ExplodedCopybook::ChangeUsage(const Field& owner) {
     if (field->IsPacked() && UsageOwner(*field) == &owner && stays) packed.push_back(field);
   }
   std::string words = editor->TextOf(owner.source.usage);
-  if (words.empty()) words = owner.usage == 'S' ? "COMP-6" : "COMP-3";
+  if (words.empty())  // its clause breaks over two lines
+    words = owner.kind == copybook::Usage::kPackedNoSign ? "COMP-6" : "COMP-3";
   editor->Replace(owner.source.usage, packed.empty() ? "DISPLAY" : "");
   for (const Field* field : packed) {
     CopybookEditor* const own = EditorOf(*field);

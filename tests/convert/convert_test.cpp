@@ -37,7 +37,7 @@ class Convert : public ::testing::Test {
     AddNewItemToMaskList({.type = mask_type::kCondition,
                           .condition_start = start,
                           .condition_end = start + static_cast<std::int64_t>(value.size()),
-                          .op = op,
+                          .op = RelationOf(op),
                           .value = value});
   }
   // The converted record in hexadecimal; "stopped" when the conversion did.
@@ -148,7 +148,7 @@ TEST_F(Convert, GroupsStartFromTheRecord) {
                         .location = -1,
                         .condition_start = 0,
                         .condition_end = 3,
-                        .op = "LT",
+                        .op = RelationOf("LT"),
                         .is_record_number = true});
   Field('B', 0, 1);
   EXPECT_EQ(ToAscii("C1 F1 D2"), "C1 31 72") << "a record number only adds fields";
@@ -285,7 +285,7 @@ TEST(MaskList, SortsSegmentsAndNamesOverlaps) {
   mask_list.clear();
   for (const int location : {30, 10, 20})
     AddNewItemToMaskList({.type = 'B', .length = 4, .location = location});
-  AddNewItemToMaskList({.type = mask_type::kCondition, .length = 1, .location = 5, .op = "EQ"});
+  AddNewItemToMaskList({.type = mask_type::kCondition, .length = 1, .location = 5});
   for (const int location : {8, 2})
     AddNewItemToMaskList({.type = 'B', .length = 4, .location = location});
   EXPECT_EQ(SortMaskSegments(0), 1);
@@ -293,7 +293,7 @@ TEST(MaskList, SortsSegmentsAndNamesOverlaps) {
   for (const MaskItem& item : mask_list) order += std::to_string(item.location) + item.type + " ";
   EXPECT_EQ(order, "10B 20B 30B 5I 2B 8B ");
 
-  AddNewItemToMaskList({.type = mask_type::kCondition, .length = 3, .location = 7, .op = "EQ"});
+  AddNewItemToMaskList({.type = mask_type::kCondition, .length = 3, .location = 7});
   ::testing::internal::CaptureStderr();
   EXPECT_EQ(SortMaskSegments(0), 0);
   EXPECT_EQ(::testing::internal::GetCapturedStderr(), "\nERROR: Meaningless option -I7:3:1\n");
@@ -304,13 +304,16 @@ TEST(Conditions, EveryOperatorKnowsThreeOutcomes) {
   const struct {
     const char* op;
     const char* outcomes;  // less, equal, greater
-  } cases[] = {{"EQ", "010"}, {"NE", "101"}, {"GT", "001"}, {"GE", "011"},
-               {"LT", "100"}, {"LE", "110"}, {"XX", "000"}};
+  } cases[] = {{"EQ", "010"}, {"NE", "101"}, {"GT", "001"},
+               {"GE", "011"}, {"LT", "100"}, {"LE", "110"}};
   for (const auto& c : cases) {
+    const Relation* const op = RelationOf(c.op);
+    ASSERT_NE(op, nullptr) << c.op;
     std::string outcomes;
-    for (const int comparison : {-9, 0, 9}) outcomes += Satisfies(c.op, comparison) ? '1' : '0';
+    for (const int comparison : {-9, 0, 9}) outcomes += op->Holds(comparison) ? '1' : '0';
     EXPECT_EQ(outcomes, c.outcomes) << c.op;
   }
+  EXPECT_EQ(RelationOf("XX"), nullptr);
 }
 
 }  // namespace

@@ -123,5 +123,24 @@ TEST(SymbolTable, RefusesWhatIsCutOrChanged) {
   }
 }
 
+// Values that a right check sum vouches for are refused or kept as they are.
+TEST(SymbolTable, ChecksTheValuesThatItLoads) {
+  const std::string saved = Compilation(kSaved).table.Save();
+  const std::size_t begin = saved.find('\n') + 1, end = saved.rfind(' ') + 1;
+  const std::string body = saved.substr(begin, end - begin);
+  ASSERT_EQ(Seal(body), saved);
+  SymbolTable loaded;
+  std::size_t refused = 0;
+  for (std::size_t at = 0; at < body.size(); ++at) {
+    std::string changed = body;
+    changed[at] = changed[at] == '9' ? '1' : '9';
+    if (loaded.Load(Seal(changed)))
+      EXPECT_EQ(loaded.Save(), Seal(changed)) << at;
+    else
+      ++refused;
+  }
+  EXPECT_GT(refused, body.size() / 2);
+}
+
 }  // namespace
 }  // namespace tolvane::copybook::test

@@ -337,6 +337,16 @@ TEST_F(Dates, TheExplodedCopybookKeepsItsLines) {
   EXPECT_EQ(dir_.ReadFile("out"), out);
 }
 
+TEST_F(Dates, FieldsThatStayPackedKeepTheUsageOfTheirGroup) {
+  dir_.WriteFile("in", FromHex("0123 4567"));
+  Run(std::string(kRestore) + "EXPLODE",
+      "       01 R USAGE\n           IS COMP-6.\n           05 A PIC 9(4).\n"
+      "           05 FILLER PIC 9(4).\n");
+  EXPECT_EQ(dir_.ReadFile("book.cpy.EXP"),
+            "       01 R\n                    .\n           05 A PIC 9(4).\n"
+            "           05 FILLER PIC 9(4)\n           COMP-6.\n");
+}
+
 // Restores the records once more through the copybook that describes them.
 TEST_F(Dates, TheExplodedCopybookSaysWhatNoClauseDoes) {
   const struct {
