@@ -4,11 +4,11 @@
 //
 //   yardstick flat IN OUT        fixed EBCDIC records to the same records for Micro Focus
 //   yardstick variable IN OUT    variable-blocked records to a variable sequential file
-//   yardstick indexed IN OUT     fixed EBCDIC records to slots in OUT.dat, keys to leaves in
-//   OUT.idx yardstick alternate IN OUT   the same, and the alternate keys behind the keys yardstick
-//   backup IN OUT      the slots of IN.dat back to fixed EBCDIC records yardstick copy IN OUT a
-//   plain copy yardstick unpack IN OUT      36-bit words to quarter-words and bytes, by the
-//   program's own loops
+//   yardstick indexed IN OUT     fixed EBCDIC records to slots in OUT.dat, keys in OUT.idx
+//   yardstick alternate IN OUT   the same, and the alternate keys behind the keys
+//   yardstick backup IN OUT      the slots of IN.dat back to fixed EBCDIC records
+//   yardstick copy IN OUT        a plain copy
+//   yardstick unpack IN OUT      36-bit words to quarter-words and bytes, by the program's loops
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -106,15 +106,13 @@ class Writer {
 };
 
 Byte LocalSign(Byte sign) {
-  const bool negative = (sign & 0xF0) == tolvane::kEbcdicNegative;
-  return static_cast<Byte>((sign & 0x0F) |
-                           (negative ? tolvane::kMfNegative : tolvane::kAsciiPositive));
+  const bool negative = (sign & tolvane::kZoneMask) == tolvane::kEbcdicNegative;
+  return tolvane::WithZone(sign, negative ? tolvane::kMfNegative : tolvane::kAsciiPositive);
 }
 
 Byte EbcdicSign(Byte sign) {
-  const bool negative = (sign & 0xF0) == tolvane::kMfNegative;
-  return static_cast<Byte>((sign & 0x0F) |
-                           (negative ? tolvane::kEbcdicNegative : tolvane::kEbcdicPositive));
+  const bool negative = (sign & tolvane::kZoneMask) == tolvane::kMfNegative;
+  return tolvane::WithZone(sign, negative ? tolvane::kEbcdicNegative : tolvane::kEbcdicPositive);
 }
 
 // The bytes of a record that end at `size`.

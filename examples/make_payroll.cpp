@@ -54,8 +54,7 @@ class Record {
   void SignedDigits(std::int32_t value, std::size_t width) {
     Digits(static_cast<std::uint32_t>(std::abs(value)), width);
     Byte& last = bytes_[used_ - 1];
-    last = static_cast<Byte>((last & 0x0F) |
-                             (value < 0 ? tolvane::kEbcdicNegative : tolvane::kEbcdicPositive));
+    last = tolvane::WithZone(last, value < 0 ? tolvane::kEbcdicNegative : tolvane::kEbcdicPositive);
   }
   void Packed(std::int64_t value, std::size_t width) {
     tolvane::StorePacked({&bytes_[used_], width}, std::to_string(std::abs(value)),

@@ -31,11 +31,8 @@ int CompareText(std::span<const Byte> field, std::string_view text) {
 }
 
 std::int64_t LoadBinary(const Byte* bytes, const ConditionNode& node) {
-  const auto width = static_cast<unsigned>(node.length);
-  const std::uint64_t value = LoadBigWidth(bytes, width);
-  if (!node.is_signed || width >= sizeof value) return static_cast<std::int64_t>(value);
-  const std::uint64_t sign = std::uint64_t{1} << (8 * width - 1);
-  return static_cast<std::int64_t>(value ^ sign) - static_cast<std::int64_t>(sign);
+  return node.is_signed ? LoadBigWidthSigned(bytes, node.length)
+                        : static_cast<std::int64_t>(LoadBigWidth(bytes, node.length));
 }
 
 const Byte* Bytes(const std::string& text) {
@@ -109,6 +106,12 @@ const MaskItem* GetMaskMatchCondition(std::span<const Byte> record) {
   for (const MaskItem& item : mask_list)
     if (item.is_condition() && EvaluateMatchConditions(record, item)) last = &item;
   return last;
+}
+
+void CopyComparedRange(const MaskItem& condition, std::span<const Byte> record, Byte* out) {
+  const auto start = static_cast<std::size_t>(condition.condition_start);
+  const auto end = std::min(static_cast<std::size_t>(condition.condition_end), record.size());
+  if (start < end) std::memcpy(out + start, record.data() + start, end - start);
 }
 
 int _upcmp(std::span<const Byte> field, std::string_view literal, Byte negative, std::size_t sign) {

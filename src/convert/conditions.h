@@ -58,6 +58,10 @@ struct FieldPlace {
 // The last condition item of the whole list that holds for the record; null when none does.
 [[nodiscard]] const MaskItem* GetMaskMatchCondition(std::span<const Byte> record);
 
+// Copies the range that a condition item compares, as far as the record has it, to its place in
+// `out`.
+void CopyComparedRange(const MaskItem& condition, std::span<const Byte> record, Byte* out);
+
 // Compares an unpacked number with a literal in the same form: signs, then digits. The byte at
 // `sign` of a negative one has the zone `negative`.
 [[nodiscard]] int _upcmp(std::span<const Byte> field, std::string_view literal, Byte negative,

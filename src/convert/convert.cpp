@@ -250,13 +250,12 @@ std::int64_t RecordConverter::ConvertBinChars(std::span<const Byte> record, Byte
   if (!masked_) return ConvertUnmasked(record, out);
   Run(unconditional_, record, out);
   bool any_held = groups_.empty();
-  bool last_held = true;
   for (const Group& group : groups_) {
-    last_held = EvaluateMatchConditions(record, *group.condition);
-    if (last_held) Run(group.ops, record, out);
-    any_held = any_held || last_held;
+    if (!EvaluateMatchConditions(record, *group.condition)) continue;
+    Run(group.ops, record, out);
+    any_held = true;
   }
-  if (!any_held && !last_held) {
+  if (!any_held) {
     if (opt.sw_matchId != 0) writeBadMsg(record);
     return 1;
   }

@@ -17,6 +17,7 @@
 #include "convert/mask.h"
 #include "datarep/byte_order.h"
 #include "datarep/charset.h"
+#include "datarep/decimal.h"
 
 namespace tolvane {
 
@@ -98,6 +99,14 @@ class RecordConverter {
 // The zone of negative signs for the target compiler, by the options: Micro Focus unless they say
 // MBP.
 [[nodiscard]] Byte NegativeZoneOfTarget();
+
+// The ASCII character that carries a sign for the target compiler, of one that was translated from
+// EBCDIC: its digit in the zone of its sign, or a blank for a blank.
+[[nodiscard]] inline Byte AsciiSignOf(Byte translated, Byte negative_zone) {
+  const Byte byte = asc2ebc[translated];
+  if (byte == kEbcdicSpace) return Byte{' '};
+  return WithZone(byte, (byte & kZoneMask) == kEbcdicNegative ? negative_zone : kAsciiPositive);
+}
 
 // Copies the record to `out` and rewrites the sign of every unpacked field of the mask list that
 // applies to it; for data that is ASCII already. Where a condition holds, its compared range is

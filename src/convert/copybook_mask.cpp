@@ -1,7 +1,5 @@
 #include "convert/copybook_mask.h"
 
-#include <algorithm>
-
 #include "convert/id_is.h"
 #include "convert/mask.h"
 #include "convert/mask_list_builder.h"
@@ -13,6 +11,7 @@
 namespace tolvane {
 
 using copybook::Field;
+using copybook::RecordDescription;
 using copybook::SymbolTable;
 using copybook::TokenKind;
 
@@ -25,25 +24,18 @@ int Fail(const char* text) {
 
 // The copybook's record size against the one supplied.
 int SettleRecordSize(const SymbolTable& table) {
-  std::int64_t longest = 0, size = 0;
-  for (const copybook::RecordDescription& record : table.records()) {
-    if (record.first->IsStandalone()) continue;
-    longest = std::max(longest, record.length);
-    size = std::max(size, record.aux_length);
-  }
+  const std::int64_t size = table.LongestRecord(&RecordDescription::aux_length);
   if (size == 0) return 1;
   // What a backup to 36-bit words reads are converted records.
   const bool reads_converted = opt.sw_backup != 0 && IsWordData();
   if (opt.gblRecSize == 0)
-    opt.gblRecSize = static_cast<std::int32_t>(reads_converted ? size : longest);
+    opt.gblRecSize = static_cast<std::int32_t>(
+        reads_converted ? size : table.LongestRecord(&RecordDescription::length));
   sizes.gblCpySize = static_cast<std::int32_t>(size);
   if (sizes.gblCpySize == opt.gblRecSize) return 1;
   PrintWarning("Copy Book record size : (%d)", sizes.gblCpySize);
   PrintWarning("Input record size     : (%d)\n", opt.gblRecSize);
-  const std::string answer = Ask({"Do you wish to continue (Y/N)  : ",
-                                  "\nAuto answer assuming Yes. Processing continues.\n", "Y", "N"},
-                                 opt.sw_automatic != 0);
-  return Answers(answer, 'n') ? 0 : 1;
+  return AskToContinue("Do you wish to continue (Y/N)  : ", opt.sw_automatic != 0) ? 1 : 0;
 }
 
 }  // namespace

@@ -31,11 +31,10 @@ std::int64_t Growth(const MaskItem& item) {
 }
 
 // Compares the growth of a condition's group with that of the items that it replaces.
-void CompareGroup(MaskList::const_iterator condition, std::int64_t replaced) {
+void CompareGroup(const MaskItem& condition, std::int64_t replaced) {
   std::int64_t group = 0;
-  for (auto item = condition + 1; item != mask_list.end() && !item->is_condition(); ++item)
-    group += Growth(*item);
-  const auto at = static_cast<int>(condition->condition_start);
+  for (const MaskItem& item : GroupOf(condition)) group += Growth(item);
+  const auto at = static_cast<int>(condition.condition_start);
   if (replaced > group)
     PrintWarning("The size of REDEFINES at %d is %d bytes shorter.\n", at,
                  static_cast<int>(replaced - group));
@@ -110,7 +109,7 @@ void WarnOfUnequalGroups() {
     std::int64_t replaced = 0;
     for (auto plain = mask_list.cbegin(); plain != first_condition; ++plain)
       if (plain->IsReplacedBy(*item)) replaced += Growth(*plain);
-    CompareGroup(item, replaced);
+    CompareGroup(*item, replaced);
   }
 }
 

@@ -25,7 +25,6 @@ constexpr TypeText kTypeTexts[] = {
     {mask_type::kUnsigned, "UNSIGNED UNPACKED NUMERIC"},
     {mask_type::kPacked, "NUMERIC PACKED"},
     {mask_type::kMfUnpacked, "MF UNPACKED NUMERIC"},
-    {mask_type::kRecordNumber, "RECORD NUMBER"},
 };
 
 using Iterator = MaskList::iterator;
@@ -83,6 +82,12 @@ const char* MaskTypeText(char type) {
 MaskItem& AddNewItemToMaskList(MaskItem item) {
   if (item.name.find_first_not_of(' ') == std::string::npos) item.name = "FILLER";
   return mask_list.emplace_back(std::move(item));
+}
+
+std::span<const MaskItem> GroupOf(const MaskItem& condition) {
+  const MaskItem* const end = mask_list.data() + mask_list.size();
+  return {&condition + 1, std::find_if(&condition + 1, end,
+                                       [](const MaskItem& item) { return item.is_condition(); })};
 }
 
 int SortMaskList(std::size_t first) {

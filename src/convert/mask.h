@@ -9,6 +9,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -28,7 +29,6 @@ inline constexpr char kMbpUnpacked = 'M';
 inline constexpr char kUnsigned = 'N';
 inline constexpr char kPacked = 'P';
 inline constexpr char kMfUnpacked = 'U';
-inline constexpr char kRecordNumber = 'X';
 }  // namespace mask_type
 
 // The text of a type in dumps.
@@ -94,6 +94,9 @@ extern MaskList mask_list;
 
 // Appends an item; a blank name becomes "FILLER".
 MaskItem& AddNewItemToMaskList(MaskItem item);
+
+// The items between a condition item of the list and the next: those that apply when it holds.
+[[nodiscard]] std::span<const MaskItem> GroupOf(const MaskItem& condition);
 
 // Sorts the segment that begins at item `first` (after it, if it is a condition item) by location,
 // and checks from there to the end of the list that no field overlaps the next and that no

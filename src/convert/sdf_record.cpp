@@ -4,6 +4,7 @@
 #include <limits>
 
 #include "convert/conditions.h"
+#include "convert/convert.h"
 #include "datarep/charset.h"
 #include "datarep/decimal.h"
 #include "platform/console.h"
@@ -19,14 +20,6 @@ constexpr Byte kSpace = ' ';
 constexpr unsigned kQuarterBits = 9;
 constexpr unsigned kByteBits = 8;
 constexpr std::size_t kToTheEnd = std::numeric_limits<std::size_t>::max() / 2;
-
-// The character that carries the sign of a field, for the target compiler.
-Byte ConvertedSign(std::uint16_t character, Byte negative_zone) {
-  const Byte byte = asc2ebc[character & 0xFF];
-  if (byte == kEbcdicSpace) return kSpace;
-  const bool negative = (byte & kZoneMask) == kEbcdicNegative;
-  return WithZone(byte, negative ? negative_zone : kAsciiPositive);
-}
 
 // What a binary field takes; one without digits (a RAW field) has a byte for each quarter-word.
 Comp1100 FieldOf(const MaskItem& item) {
@@ -279,7 +272,8 @@ void SdfConverter::ConvertCompared(const Compared& field, std::span<const std::u
   std::transform(from, from + node.length, to,
                  [](std::uint16_t quarter) { return static_cast<Byte>(quarter); });
   if (node.has_overpunch())
-    to[node.sign_byte()] = ConvertedSign(from[node.sign_byte()], NegativeZone(node.type));
+    to[node.sign_byte()] =
+        AsciiSignOf(static_cast<Byte>(from[node.sign_byte()]), NegativeZone(node.type));
 }
 
 // What the fields of a group leave of the area that they replace is blank.
@@ -314,7 +308,8 @@ void SdfConverter::Run(const std::vector<Op>& ops, std::span<const std::uint16_t
     } else if (op.step == Step::kBits) {
       RunBits(op, record, out);
     } else {
-      out[op.target] = ConvertedSign(record[op.source], NegativeZone(op.item->type));
+      out[op.target] =
+          AsciiSignOf(static_cast<Byte>(record[op.source]), NegativeZone(op.item->type));
     }
   }
 }

@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <cstring>
 
 #include "convert/conditions.h"
@@ -19,12 +18,6 @@ void KeepFieldSigns(const MaskItem& item, std::span<const Byte> unconverted, Byt
                    item.sign_leading ? 1 : digits);
 }
 
-void CopyRange(const MaskItem& condition, std::span<const Byte> record, Byte* out) {
-  const auto start = static_cast<std::size_t>(condition.condition_start);
-  const auto end = std::min(static_cast<std::size_t>(condition.condition_end), record.size());
-  if (start < end) std::memcpy(out + start, record.data() + start, end - start);
-}
-
 }  // namespace
 
 Byte NegativeZoneOfTarget() { return opt.sw_mbp != 0 ? kMbpNegative : kMfNegative; }
@@ -35,18 +28,11 @@ int ConvertAsciiSigns(std::span<const Byte> record, Byte* out) {
   for (const MaskItem& item : mask_list) {
     if (item.is_condition()) {
       applies = EvaluateMatchConditions(record, item);
-      if (applies) CopyRange(item, record, out);
+      if (applies) CopyComparedRange(item, record, out);
     }
     const auto sign = static_cast<std::size_t>(item.location + item.sign_byte());
     if (!applies || !item.has_overpunch() || sign >= record.size()) continue;
-    const Byte translated = asc2ebc[record[sign]];
-    if (translated == kEbcdicSpace) {
-      out[sign] = Byte{' '};
-    } else if ((translated & kZoneMask) == kEbcdicNegative) {
-      out[sign] = WithZone(translated, NegativeZone(item.type));
-    } else {
-      out[sign] = WithZone(translated, kAsciiPositive);
-    }
+    out[sign] = AsciiSignOf(record[sign], NegativeZone(item.type));
   }
   return 1;
 }
@@ -74,10 +60,8 @@ void KeepEbcdicSigns(std::span<const Byte> unconverted, Byte* converted) {
       KeepFieldSigns(item, unconverted, converted);
     } else if (!group_done) {
       group_done = true;
-      const MaskItem* const end = mask_list.data() + mask_list.size();
-      for (const MaskItem* in_group = held + 1; in_group != end && !in_group->is_condition();
-           ++in_group)
-        KeepFieldSigns(*in_group, unconverted, converted);
+      for (const MaskItem& in_group : GroupOf(*held))
+        KeepFieldSigns(in_group, unconverted, converted);
     }
   }
 }

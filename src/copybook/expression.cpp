@@ -51,12 +51,6 @@ constexpr RelationWord kRelations[] = {
 
 const char* OperatorName(Operator op) { return Row(op).name; }
 
-bool ExpressionParser::Accept(std::string_view word) {
-  if (lexer_.GetToken().Is(word)) return true;
-  lexer_.UngetToken();
-  return false;
-}
-
 bool ExpressionParser::Fail(std::string_view expected) {
   const bool at_end = token().kind == TokenKind::kEnd;
   diagnostics_.Error(token().span.begin, expected, at_end ? "end of text" : token().text);
@@ -87,21 +81,23 @@ ExpressionParser::Node ExpressionParser::Join(Node left, Operator op, Node right
 
 ExpressionParser::Node ExpressionParser::ParseOr() {
   Node node = ParseAnd();
-  while (node != nullptr && Accept("OR")) node = Join(std::move(node), Operator::kOr, ParseAnd());
+  while (node != nullptr && lexer_.Accept("OR"))
+    node = Join(std::move(node), Operator::kOr, ParseAnd());
   return node;
 }
 
 ExpressionParser::Node ExpressionParser::ParseAnd() {
   Node node = ParseNot();
-  while (node != nullptr && Accept("AND")) node = Join(std::move(node), Operator::kAnd, ParseNot());
+  while (node != nullptr && lexer_.Accept("AND"))
+    node = Join(std::move(node), Operator::kAnd, ParseNot());
   return node;
 }
 
 ExpressionParser::Node ExpressionParser::ParseNot() {
   bool negated = false;
-  while (Accept("NOT")) negated = !negated;
+  while (lexer_.Accept("NOT")) negated = !negated;
   Node node;
-  if (Accept("(")) {
+  if (lexer_.Accept("(")) {
     if (++parentheses_ > kMaxParentheses) {
       Fail("expected at most 100 open parentheses");
       return nullptr;
@@ -175,8 +171,8 @@ ExpressionParser::Node ExpressionParser::Copy(const Expression& operand) {
 
 // [IS] [NOT] comparison. `found` stays false, and nothing is read, when none begins here.
 bool ExpressionParser::ReadRelation(Relation& relation) {
-  const bool is = Accept("IS");
-  const bool negated = Accept("NOT");
+  const bool is = lexer_.Accept("IS");
+  const bool negated = lexer_.Accept("NOT");
   lexer_.GetToken();
   const auto* row =
       std::find_if(std::begin(kRelations), std::end(kRelations),
@@ -188,11 +184,11 @@ bool ExpressionParser::ReadRelation(Relation& relation) {
   }
   relation.found = true;
   relation.op = row->op;
-  if (!row->filler.empty()) (void)Accept(row->filler);
+  if (!row->filler.empty()) (void)lexer_.Accept(row->filler);
   if (row->or_equal != row->op && lexer_.FollowedBy("OR EQUAL")) {
     lexer_.GetToken();
     lexer_.GetToken();
-    (void)Accept("TO");
+    (void)lexer_.Accept("TO");
     relation.op = row->or_equal;
   }
   if (negated) relation.op = Row(relation.op).opposite;

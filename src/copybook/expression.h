@@ -87,7 +87,6 @@ class ExpressionParser {
   bool LookUp(Identifier& identifier, const Place& place);
 
   const Token& token() const { return lexer_.token(); }
-  bool Accept(std::string_view word);
   bool Fail(std::string_view expected);
   static Node Join(Node left, Operator op, Node right);
   static void Negate(Expression& node);

@@ -196,6 +196,12 @@ bool Lexer::GetReplacingOperand() {
   return true;
 }
 
+bool Lexer::Accept(std::string_view word) {
+  if (GetToken().Is(word)) return true;
+  UngetToken();
+  return false;
+}
+
 void Lexer::UngetToken() {
   if (put_back_) return;
   put_back_ = true;

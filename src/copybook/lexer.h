@@ -84,6 +84,8 @@ class Lexer {
   [[nodiscard]] bool GetReplacingOperand();
   // Makes the current token the next one; it stays the current one too. Twice is once.
   void UngetToken();
+  // Moves on if the next token is the word; puts it back if not.
+  bool Accept(std::string_view word);
   // Whether the current token has been put back.
   [[nodiscard]] bool IsPutBack() const { return put_back_; }
   [[nodiscard]] const Token& token() const { return token_; }

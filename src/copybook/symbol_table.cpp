@@ -31,6 +31,14 @@ const SymbolTable::Fields& SymbolTable::FieldsOf(std::string_view name) const {
   return found == names_.end() ? kNone : found->second;
 }
 
+std::int64_t SymbolTable::LongestRecord(std::int64_t RecordDescription::*length) const {
+  std::int64_t longest = 0;
+  for (const RecordDescription& record : records_)
+    if (record.first != nullptr && !record.first->IsStandalone())
+      longest = std::max(longest, record.*length);
+  return longest;
+}
+
 const Field* SymbolTable::GetSymNum(std::size_t number) const {
   return number < fields_.size() ? &fields_[number] : nullptr;
 }

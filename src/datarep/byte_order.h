@@ -82,6 +82,12 @@ inline std::uint64_t LoadBigWidth(const Byte* from, std::size_t width) {
   return value;
 }
 
+// The same in two's complement.
+inline std::int64_t LoadBigWidthSigned(const Byte* from, std::size_t width) {
+  const std::size_t unused = 8 * (sizeof(std::int64_t) - width);
+  return static_cast<std::int64_t>(LoadBigWidth(from, width) << unused) >> unused;
+}
+
 // Stores the low-order `width` bytes of `value`, most significant first; a negative value is
 // sign-extended over widths beyond 8.
 inline void StoreBigWidth(Byte* to, std::size_t width, std::int64_t value) {

@@ -43,11 +43,7 @@ int RecordAger::DoDateAgingOper(std::span<const Byte> record, Byte* out) {
     const MaskItem& item = *step.item;
     if (step.ager == nullptr) {
       applies = EvaluateMatchConditions(record, item);
-      const auto begin = std::min(static_cast<std::size_t>(item.condition_start), record.size());
-      const auto end = std::min(static_cast<std::size_t>(item.condition_end), record.size());
-      if (applies && begin < end)
-        std::copy(record.begin() + static_cast<std::ptrdiff_t>(begin),
-                  record.begin() + static_cast<std::ptrdiff_t>(end), out + begin);
+      if (applies) CopyComparedRange(item, record, out);
       continue;
     }
     if (!applies || static_cast<std::size_t>(item.end()) > record.size()) continue;

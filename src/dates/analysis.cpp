@@ -44,10 +44,8 @@ struct Value {
 Value BinaryValue(const Field& field, std::span<const Byte> bytes) {
   constexpr std::size_t kMostBytes = 8;
   if (bytes.size() > kMostBytes) return {};
-  const std::uint64_t raw = LoadBigWidth(bytes.data(), bytes.size());
-  const std::uint64_t sign = std::uint64_t{1} << (8 * bytes.size() - 1);
-  const bool negative = field.is_signed && (raw & sign) != 0;
-  return {negative ? std::nullopt : std::optional(static_cast<std::int64_t>(raw)), kGuessUnknown};
+  if (field.is_signed && LoadBigWidthSigned(bytes.data(), bytes.size()) < 0) return {};
+  return {static_cast<std::int64_t>(LoadBigWidth(bytes.data(), bytes.size()))};
 }
 
 std::optional<std::int64_t> DigitsValue(const std::string& digits) {

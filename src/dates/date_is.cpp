@@ -99,12 +99,11 @@ struct Number {
 };
 
 Number ReadBinary(const Field& field, std::span<const Byte> bytes) {
-  const auto width = static_cast<unsigned>(std::min<std::size_t>(bytes.size(), 8));
-  const std::uint64_t raw = LoadBigWidth(bytes.data(), width);
-  const std::uint64_t sign = std::uint64_t{1} << (8 * width - 1);
-  const bool negative = field.is_signed && (raw & sign) != 0;
-  const std::uint64_t mask = width == 8 ? ~std::uint64_t{0} : (sign << 1) - 1;
-  return {std::to_string(negative ? (~raw + 1) & mask : raw), negative};
+  const std::size_t width = std::min<std::size_t>(bytes.size(), 8);
+  if (!field.is_signed) return {std::to_string(LoadBigWidth(bytes.data(), width))};
+  const std::int64_t value = LoadBigWidthSigned(bytes.data(), width);
+  const auto magnitude = static_cast<std::uint64_t>(value);
+  return {std::to_string(value < 0 ? -magnitude : magnitude), value < 0};
 }
 
 // Digits beside a nibble that is no sign are no number.

@@ -1,8 +1,9 @@
 #include "dates/layout.h"
 
 #include <algorithm>
-#include <cctype>
 #include <iterator>
+
+#include "copybook/words.h"
 
 namespace tolvane {
 namespace {
@@ -37,12 +38,6 @@ const WidenedSize* FindSize(char letter) {
   return row == std::end(kWidenedSizes) ? nullptr : row;
 }
 
-bool SameName(std::string_view a, std::string_view b) {
-  return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](unsigned char x, unsigned char y) {
-    return std::toupper(x) == std::toupper(y);
-  });
-}
-
 }  // namespace
 
 const DateLayout* FindLayout(char letter) {
@@ -52,9 +47,9 @@ const DateLayout* FindLayout(char letter) {
 }
 
 char GetFormatTypeFromString(std::string_view name) {
-  if (SameName(name, "YYJJJ")) return 'J';
+  if (copybook::EqualsIgnoreCase(name, "YYJJJ")) return 'J';
   for (const DateLayout& layout : kLayouts)
-    if (SameName(name, layout.name)) return layout.letter;
+    if (copybook::EqualsIgnoreCase(name, layout.name)) return layout.letter;
   return 0;
 }
 

@@ -76,24 +76,15 @@ Step SetUpAnalysis() {
                                                                                 : Step::kFailed;
 }
 
-std::int64_t LongestRecord(const copybook::SymbolTable& table,
-                           std::int64_t RecordDescription::*length) {
-  std::int64_t longest = 0;
-  for (const RecordDescription& record : table.records())
-    if (record.first != nullptr && !record.first->IsStandalone())
-      longest = std::max(longest, record.*length);
-  return longest;
-}
-
 // Records that grow are as long as their copybook says. Explosion keeps what an input record has
 // beyond its copybook, behind the rest.
 Step SizeGrownRecords() {
-  if (opt.sw_explode == 0 && opt.expandDateFlag == 0) return Step::kNext;
+  if (!RecordsGrow()) return Step::kNext;
   if (opt.sw_explode != 0) {
     WarnOfUnequalGroups();
     if (writeExpCopybook() == 0) return Step::kFailed;
   }
-  const std::int64_t described = LongestRecord(*copybooks.csid, &RecordDescription::length);
+  const std::int64_t described = copybooks.csid->LongestRecord(&RecordDescription::length);
   const std::int64_t beyond =
       opt.sw_explode != 0 ? std::max<std::int64_t>(0, opt.gblRecSize - described) : 0;
   sizes.gblExpRecSize =
@@ -107,8 +98,8 @@ Step Reorganise() {
   if (copybooks.csout != nullptr) {
     if (validateKeys(*copybooks.csout) == 0) return Step::kFailed;
     if (opt.gblRecSize == 0)
-      opt.gblRecSize = static_cast<std::int32_t>(
-          LongestRecord(*copybooks.csout, &RecordDescription::aux_length));
+      opt.gblRecSize =
+          static_cast<std::int32_t>(copybooks.csout->LongestRecord(&RecordDescription::aux_length));
   }
   if (VerifyZorFileName(opt.outfile) == 0) return Step::kFailed;
   if (opt.sw_relative == 0 && opt.sw_indexed == 0 && opt.sw_sequential == 0) {

@@ -192,12 +192,6 @@ const Choice* FindChoice(std::span<const Choice> choices, const copybook::Token&
 
 // ---- tokens
 
-bool Grammar::Accept(const char* word) {
-  if (Next().Is(word)) return true;
-  PutBack();
-  return false;
-}
-
 bool Grammar::AcceptBeforePath(const char* word) {
   if (Next().Is(word)) {
     const char behind = reader_.lexer.CharBehind();

@@ -70,7 +70,7 @@ class Grammar {
   const copybook::Token& Next() { return reader_.lexer.GetToken(); }
   void PutBack() { reader_.lexer.UngetToken(); }
   // Takes the next token if it is the word ...
-  bool Accept(const char* word);
+  bool Accept(const char* word) { return reader_.lexer.Accept(word); }
   // ... and a path cannot go on with it: FILE, but not FILE.dat.
   bool AcceptBeforePath(const char* word);
   // Passes over an optional IS and an optional =; NextValue takes the token behind them.

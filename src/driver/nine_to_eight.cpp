@@ -100,7 +100,6 @@ void ConvertNineToEight(const std::string& input, const std::string& output, boo
     std::span<const Byte> block = in.Peek(kBlockBytes);
     if (block.empty()) break;
     block = block.first(std::min(block.size(), kBlockBytes));
-    std::fill(text.begin(), text.end(), Byte{0});
     const std::size_t count = UnpackBlock(block, text.data());
     in.Skip(block.size());
     std::fill(text.begin() + static_cast<std::ptrdiff_t>(count), text.end(), Byte{0});

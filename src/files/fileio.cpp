@@ -56,10 +56,7 @@ int TakeFromCatalogue(std::string& name) {
   const std::string logical = name.substr(0, std::min(name.find(' '), kLogicalNameWidth));
   if (const int found = ReadSystemRecord(logical, name); found != 0) return found > 0 ? 1 : 0;
   const std::string question = "'" + logical + "' not found in Zorva catalogue, continue?  (Y/N)?>";
-  const std::string answer =
-      Ask({question.c_str(), "\nAuto answer assuming Yes. Processing continues.\n", "Y", "N"},
-          opt.sw_automatic != 0);
-  return Answers(answer, 'n') ? 0 : 1;
+  return AskToContinue(question.c_str(), opt.sw_automatic != 0) ? 1 : 0;
 }
 
 // A name of a tape's header as a name of a file or directory; empty when it can be none.

@@ -33,6 +33,20 @@ std::int32_t AskNumber(const std::string& question, const std::string& automatic
   return -1;
 }
 
+int AskRecordSize(std::int32_t& size) {
+  if (size >= 1) return 1;
+  PrintOutput("Our record size is %d\n", size);
+  PrintOutput("Please enter the actual record size\n?>");
+  if (opt.sw_automatic != 0) {
+    PrintOutput("Bad record Size. Terminating.\n");
+    return 0;
+  }
+  do {
+    size = GetNumberFromStdin();
+  } while (size == 0);
+  return size > 0 ? 1 : 0;
+}
+
 int CreateDirectory(const std::string& name, DirectoryFor kind) {
   PrintOutput("\nDirectory for '%s' does not exist\n", name.c_str());
   const std::string answer = Ask(

@@ -16,6 +16,10 @@ namespace tolvane {
 [[nodiscard]] std::int32_t AskNumber(const std::string& question,
                                      const std::string& automatic_error);
 
+// Asks for the record size when it is below 1. 1 with the size that was typed; 0 when none comes,
+// in automatic mode after a message.
+[[nodiscard]] int AskRecordSize(std::int32_t& size);
+
 // The kind of file that a directory is made for: their failures are worded differently.
 enum class DirectoryFor { kIndexed, kFlat };
 

@@ -82,8 +82,7 @@ bool SdfReader::NextImage(SdfImage& image) {
 bool SdfReader::Cut(const SdfImage& image) {
   PrintError("'%s' ends inside an image of %zu words (block %ld).\n", words_.name().c_str(),
              image.words, words_.blocks());
-  damaged_ = at_end_ = true;
-  return false;
+  return Damage();
 }
 
 // False after a message when the image runs past the limit.
@@ -91,8 +90,7 @@ bool SdfReader::IsWithin(const SdfImage& image) {
   if (image.words <= limit_ - words_.position()) return true;
   PrintError("An image of %zu words in block %ld of '%s' runs past the end of its element.\n",
              image.words, words_.blocks(), words_.name().c_str());
-  damaged_ = at_end_ = true;
-  return false;
+  return Damage();
 }
 
 bool SdfReader::Take(const SdfImage& image, std::vector<std::uint16_t>& to) {
@@ -109,8 +107,7 @@ bool SdfReader::TakeBounded(const SdfImage& image, std::vector<std::uint16_t>& r
   if (words <= most_words) return Take(image, record);
   PrintError("A record in block %ld of '%s' has %zu words or more; the most is %zu.\n",
              words_.blocks(), words_.name().c_str(), words, most_words);
-  damaged_ = at_end_ = true;
-  return false;
+  return Damage();
 }
 
 bool SdfReader::TakeRecord(const SdfImage& image, std::vector<std::uint16_t>& record,

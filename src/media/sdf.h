@@ -113,6 +113,11 @@ class SdfReader {
   [[nodiscard]] bool TakeBounded(const SdfImage& image, std::vector<std::uint16_t>& record,
                                  std::size_t most_words);
   [[nodiscard]] bool Cut(const SdfImage& image);
+  // Ends the reading, behind a message. False.
+  bool Damage() {
+    damaged_ = at_end_ = true;
+    return false;
+  }
 
   WordStream& words_;
   std::uint64_t limit_;

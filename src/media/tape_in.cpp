@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cerrno>
+#include <cstdarg>
 #include <cstring>
 #include <utility>
 
@@ -15,11 +16,16 @@ namespace {
 constexpr std::size_t kFileLabelWidth = 17;
 constexpr Byte kControlZ = 0x1A;
 
-// Ends the input for good.
-void GiveUp(TapeIo& tape) {
+// Reports what is wrong and ends the input for good. 0.
+[[gnu::format(printf, 2, 3)]] std::size_t GiveUp(TapeIo& tape, const char* format, ...) {
+  std::va_list values;
+  va_start(values, format);
+  VPrintError(format, values);
+  va_end(values);
   tape.damaged = true;
   tape.end_of_file = true;
   tape.block = {};
+  return 0;
 }
 
 void TraceEnd(const TapeIo& tape, int error) {
@@ -32,9 +38,8 @@ void ReportReadError(TapeIo& tape) {
   TRACE_LINE("#tapein: fread size: %d ret: %d; %s\n", tape.block_size, -1,
              std::strerror(tape.stream.error()));
   TraceEnd(tape, tape.stream.error());
-  PrintError("Reading '%s' after block %ld: %s\n", tape.device.c_str(), tape.blocks_read,
-             std::strerror(tape.stream.error()));
-  GiveUp(tape);
+  GiveUp(tape, "Reading '%s' after block %ld: %s\n", tape.device.c_str(), tape.blocks_read,
+         std::strerror(tape.stream.error()));
 }
 
 // Takes `length` bytes that the stream has shown as the block at hand.
@@ -50,10 +55,8 @@ std::size_t DropDescriptor(TapeIo& tape) {
   const std::size_t got = tape.block.size();
   const int length = got < kDescriptorWidth ? 0 : LoadBig<std::int16_t>(tape.block.data());
   if (length <= static_cast<int>(kDescriptorWidth) || static_cast<std::size_t>(length) > got) {
-    PrintError("Block %ld of '%s' has %zu bytes and an impossible length: %d.\n", tape.blocks_read,
-               tape.device.c_str(), got, length);
-    GiveUp(tape);
-    return 0;
+    return GiveUp(tape, "Block %ld of '%s' has %zu bytes and an impossible length: %d.\n",
+                  tape.blocks_read, tape.device.c_str(), got, length);
   }
   if (static_cast<std::size_t>(length) < got && !tape.warned_of_tail) {
     PrintWarning("Block %ld of '%s' has %zu bytes behind its %d; such tails are passed over.\n",
@@ -81,31 +84,25 @@ Drive::Block ReadTapeBlock(TapeIo& tape) {
   return block;
 }
 
-// Says why a block could not be read, and ends the input.
-void ReportBlock(TapeIo& tape, const Drive::Block& block) {
+// Says why a block could not be read, and ends the input. 0.
+std::size_t ReportBlock(TapeIo& tape, const Drive::Block& block) {
   TraceEnd(tape, block.error);
+  if (block.error != ENOMEM)
+    return GiveUp(tape, "Block %ld of '%s': %s\n", tape.blocks_read + 1, tape.device.c_str(),
+                  std::strerror(block.error));
   const std::string length = block.data.empty()
                                  ? "is longer"
                                  : "has " + std::to_string(block.data.size()) + " bytes, more";
-  if (block.error == ENOMEM) {
-    PrintError(
-        "Block %ld of '%s' %s than the block size %d (of BLOCK SIZE IS or the HDR2 label).\n",
-        tape.blocks_read + 1, tape.device.c_str(), length.c_str(), tape.block_size);
-  } else {
-    PrintError("Block %ld of '%s': %s\n", tape.blocks_read + 1, tape.device.c_str(),
-               std::strerror(block.error));
-  }
-  GiveUp(tape);
+  return GiveUp(
+      tape, "Block %ld of '%s' %s than the block size %d (of BLOCK SIZE IS or the HDR2 label).\n",
+      tape.blocks_read + 1, tape.device.c_str(), length.c_str(), tape.block_size);
 }
 
 // The next block of a tape; 0 at a tape mark, at the end, and after an error.
 std::size_t GetTapeBlock(TapeIo& tape) {
   if (tape.passed_end) return 0;
   const Drive::Block read = ReadTapeBlock(tape);
-  if (read.error != 0) {
-    ReportBlock(tape, read);
-    return 0;
-  }
+  if (read.error != 0) return ReportBlock(tape, read);
   tape.block = read.data;
   if (!read.data.empty()) {
     ++tape.blocks_read;
@@ -113,9 +110,8 @@ std::size_t GetTapeBlock(TapeIo& tape) {
   }
   TRACE_LINE("#tapein: tape mark %s tape\n", tape.variable_blocked ? "var" : "fix");
   if (tape.labelled && !tape.drive->Reopen()) {
-    PrintError("Stepping over a tape mark of '%s': %s\n", tape.device.c_str(),
-               std::strerror(errno));
-    GiveUp(tape);
+    GiveUp(tape, "Stepping over a tape mark of '%s': %s\n", tape.device.c_str(),
+           std::strerror(errno));
   }
   return 0;
 }
@@ -165,17 +161,13 @@ std::size_t GetVariableBlock(TapeIo& tape) {
   const auto head = tape.stream.Peek(kDescriptorWidth);
   if (head.empty()) return 0;
   if (head.size() < kDescriptorWidth) {
-    PrintError("'%s' ends inside the descriptor of block %ld: %zu of %zu bytes.\n",
-               tape.device.c_str(), tape.blocks_read + 1, head.size(), kDescriptorWidth);
-    GiveUp(tape);
-    return 0;
+    return GiveUp(tape, "'%s' ends inside the descriptor of block %ld: %zu of %zu bytes.\n",
+                  tape.device.c_str(), tape.blocks_read + 1, head.size(), kDescriptorWidth);
   }
   const int length = LoadBig<std::int16_t>(head.data());
   if (length <= static_cast<int>(kDescriptorWidth)) {
-    PrintError("Block %ld of '%s' has an impossible length: %d.\n", tape.blocks_read + 1,
-               tape.device.c_str(), length);
-    GiveUp(tape);
-    return 0;
+    return GiveUp(tape, "Block %ld of '%s' has an impossible length: %d.\n", tape.blocks_read + 1,
+                  tape.device.c_str(), length);
   }
   tape.stream.Skip(kDescriptorWidth);
   const auto wanted = static_cast<std::size_t>(length) - kDescriptorWidth;
@@ -284,9 +276,8 @@ bool CheckCopygHeader(TapeIo& tape) {
   constexpr std::size_t kWithHead = kCopygHeaderBytes + kCopygHeadBytes;
   const std::size_t got = tape.block.size();
   if (got == kCopygHeaderBytes || got == kWithHead) return true;
-  PrintError("Block 1 of '%s' has %zu bytes; the header of a COPYG volume has %zu or %zu.\n",
-             tape.device.c_str(), got, kCopygHeaderBytes, kWithHead);
-  GiveUp(tape);
+  GiveUp(tape, "Block 1 of '%s' has %zu bytes; the header of a COPYG volume has %zu or %zu.\n",
+         tape.device.c_str(), got, kCopygHeaderBytes, kWithHead);
   return false;
 }
 
@@ -299,10 +290,8 @@ std::size_t NextWordBlock(TapeIo& tape) {
   if (is_header) return CheckCopygHeader(tape) ? got : 0;
   const std::size_t last = std::exchange(tape.last_word_block, got);
   if (last == kCopygBlockBytes) return got;
-  PrintError("Block %ld of '%s' has %zu bytes and is not the last; whole ones have %zu.\n",
-             tape.blocks_read - 1, tape.device.c_str(), last, kCopygBlockBytes);
-  GiveUp(tape);
-  return 0;
+  return GiveUp(tape, "Block %ld of '%s' has %zu bytes and is not the last; whole ones have %zu.\n",
+                tape.blocks_read - 1, tape.device.c_str(), last, kCopygBlockBytes);
 }
 
 // What a block leaves when its size is no multiple of the record size is passed over, unless the
@@ -364,9 +353,8 @@ TapeRecord GetVariableRecord(TapeIo& tape, std::int32_t capacity) {
   if (HoldsNoRecord(tape.block) && NextBlock(tape) == 0) return {};
   const int length = DescribedLength(tape.block);
   if (length < static_cast<int>(kDescriptorWidth)) {
-    PrintError("Record %ld of '%s' (block %ld) has an impossible length: %d.\n", tape.records + 1,
-               tape.device.c_str(), tape.blocks_read, length);
-    GiveUp(tape);
+    GiveUp(tape, "Record %ld of '%s' (block %ld) has an impossible length: %d.\n", tape.records + 1,
+           tape.device.c_str(), tape.blocks_read, length);
     return {};
   }
   tape.record_size = length;

@@ -39,14 +39,13 @@ Job DecideJob() {
   return {InputKind::kTape, base};
 }
 
-// The report of an analysis. Returns 1.
-int Report() {
-  if (opt.sw_analyze == 0) return 1;
+// The report of an analysis, if there was one.
+void ReportAnalysis() {
+  if (opt.sw_analyze == 0) return;
   const auto file = copybooks.csid->First()->source.entry.begin.file;
   const std::string& copybook =
       opt.copyfile.empty() ? copybooks.csid->files().at(file) : opt.copyfile;
   (void)analysis.PrintAnalyseReport(opt.infile, copybook, lasting.sw_dates_only != 0);
-  return 1;
 }
 
 }  // namespace
@@ -57,14 +56,17 @@ int PrepareBackupRestoreOper() {
   if (job.conversion == Conversion::kToAscii)
     for (MaskItem& item : mask_list)
       if (item.is_condition()) ConvertIdIsConditionToEbcdic(item);
+  const bool backs_up = opt.sw_backup != 0;
   try {
-    if (opt.sw_backup != 0) return BackUp(job) != 0 ? Report() : 0;
-    if (PrepareRestoreOper(job) != 0) return Report();
+    if ((backs_up ? BackUp(job) : PrepareRestoreOper(job)) != 0) {
+      ReportAnalysis();
+      return 1;
+    }
   } catch (const std::bad_alloc& error) {
     PrintError("Memory allocation error: %s\n", error.what());
     return 0;
   }
-  PrintOutput("PrepareRestoreOper NOT successful\n");
+  PrintOutput("%s NOT successful\n", backs_up ? "Backup" : "PrepareRestoreOper");
   return 0;
 }
 

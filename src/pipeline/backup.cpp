@@ -11,6 +11,7 @@
 #include "dates/analysis.h"
 #include "files/apart.h"
 #include "files/fileio.h"
+#include "files/questions.h"
 #include "media/drive.h"
 #include "media/tape_image.h"
 #include "media/tape_out.h"
@@ -36,7 +37,6 @@ class Backup {
  private:
   int CheckForm() const;
   int OpenFile();
-  int AskRecordSize();
   int OpenVolume();
   void PrintBanner() const;
   int SkipRecords();
@@ -58,7 +58,7 @@ class Backup {
   std::optional<SdfConverter> sdf_;  // a COPYG backup
   std::vector<std::uint16_t> quarters_;
   std::vector<Byte> OutRecord_;
-  std::span<const Byte> out_record_;  // as it is backed up: converted, or in the file's own room
+  std::span<const Byte> to_write_;  // as it is backed up: converted, or in the file's own room
   bool told_of_loss_ = false;
 };
 
@@ -113,23 +113,11 @@ int Backup::OpenFile() {
   is_indexed_ = IsIndexedFile();
   if (is_indexed_) {
     file_ = OpenIndexedFile();
-    return file_ != nullptr && AskRecordSize() != 0 ? 1 : 0;
+    return file_ != nullptr && AskRecordSize(opt.gblRecSize) != 0 ? 1 : 0;
   }
-  if (AskRecordSize() == 0) return 0;
+  if (AskRecordSize(opt.gblRecSize) == 0) return 0;
   file_ = OpenFlatFile(opt.gblRecSize, opt.sw_relative != 0, OutputInUse::Flush);
   return file_ != nullptr ? 1 : 0;
-}
-
-int Backup::AskRecordSize() {
-  if (opt.gblRecSize >= 1) return 1;
-  PrintOutput("Our record size is %d\n", opt.gblRecSize);
-  PrintOutput("Please enter the actual record size\n?>");
-  if (opt.sw_automatic != 0) {
-    PrintOutput("Bad record Size. Terminating.\n");
-    return 0;
-  }
-  opt.gblRecSize = GetNumberFromStdin();
-  return opt.gblRecSize >= 1 ? 1 : 0;
 }
 
 int Backup::OpenVolume() {
@@ -190,23 +178,23 @@ int Backup::TransferRecords() {
   return 1;
 }
 
-// Leaves the record as it is backed up in out_record_, or its words in quarters_.
+// Leaves the record as it is backed up in to_write_, or its words in quarters_.
 int Backup::ConvertRecord(std::span<const Byte> record) {
   if (sdf_) return sdf_->ConvertToSdf(record, quarters_) ? 1 : 0;
-  out_record_ = record;
+  to_write_ = record;
   if (converter_) {
     if (converter_->ConvertBinChars(record, OutRecord_.data()) == 0) return 0;
   } else if (keeps_signs_) {
     std::copy(record.begin(), record.end(), OutRecord_.begin());
   }
   if (keeps_signs_) KeepEbcdicSigns(record, OutRecord_.data());
-  if (converter_ || keeps_signs_) out_record_ = OutRecord_;
+  if (converter_ || keeps_signs_) to_write_ = OutRecord_;
   return 1;
 }
 
 // False when the volume takes no more.
 bool Backup::PutRecord() {
-  const bool taken = sdf_ ? putCopygBlk(*tape_, quarters_) : putTapeOut(*tape_, out_record_.data());
+  const bool taken = sdf_ ? putCopygBlk(*tape_, quarters_) : putTapeOut(*tape_, to_write_.data());
   TellOfLoss();
   return taken;
 }
@@ -245,10 +233,6 @@ int Backup::Finish(bool successful) {
 
 }  // namespace
 
-int BackUp(const Job& job) {
-  if (Backup(job).Run() != 0) return 1;
-  PrintOutput("Backup NOT successful\n");
-  return 0;
-}
+int BackUp(const Job& job) { return Backup(job).Run(); }
 
 }  // namespace tolvane

@@ -9,7 +9,7 @@ namespace tolvane {
 // that a tape does not take, and goes on behind a block that a file does not take; the volume is
 // closed and the totals are printed all the same. Asks for a record size that is missing, and
 // settles opt.gblRecSize and, for the device of the environment, opt.outfile. Uses `run` for its
-// counters. 1, or 0 on failure after its messages.
+// counters. 1, or 0 on failure.
 [[nodiscard]] int BackUp(const Job& job);
 
 }  // namespace tolvane

@@ -164,9 +164,7 @@ int ElementFile::Run() {
   while (InterruptScope::Pending() == 0 && ReadElement(element))
     if (!ProcessElement(element)) break;
   opt.outfile = outfile;
-  if (tape_.damaged || words_.cut_short())
-    PrintWarning("Input file '%s' was not read to its end; see the message above.\n",
-                 opt.infile.c_str());
+  if (tape_.damaged || words_.cut_short()) WarnOfUnreadRest(opt.infile);
   PrintTotals();
   return 1;
 }
@@ -327,9 +325,7 @@ int RestorePrintFile(TapeIo& tape) {
     file.Put(piece);
   if (!lines.damaged() && !lines.ended() && InterruptScope::Pending() == 0)
     PrintWarning("'%s' ends without an end-of-file image.\n", tape.device.c_str());
-  if (lines.damaged() || tape.damaged)
-    PrintWarning("Input file '%s' was not read to its end; see the message above.\n",
-                 opt.infile.c_str());
+  if (lines.damaged() || tape.damaged) WarnOfUnreadRest(opt.infile);
   PrintOutput("\n%sTOTAL lines written to output file     : %ld\n", kRule, written);
   PrintInterruption();
   PrintOutput("%s", kRule);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 #include "platform/console.h"
 #include "platform/interrupt.h"
@@ -17,6 +18,11 @@ inline constexpr const char* kRule = "------------------------------------------
 inline void PrintInterruption() {
   if (const int signal = InterruptScope::Pending(); signal != 0)
     PrintOutput("The run was interrupted by signal %d.\n", signal);
+}
+
+// At the end of a run that damage has kept from some of its input.
+inline void WarnOfUnreadRest(const std::string& input) {
+  PrintWarning("Input file '%s' was not read to its end; see the message above.\n", input.c_str());
 }
 
 }  // namespace tolvane

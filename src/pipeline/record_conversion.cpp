@@ -41,7 +41,7 @@ std::int64_t RecordConversion::Copy(std::span<const Byte> record, Byte* out) con
   if (record.size() < static_cast<std::size_t>(tape_.record_size))
     return static_cast<std::int64_t>(size);
   // Deliberate: a plain copy brings two bytes more than the record, which are zero.
-  out[size] = out[size + 1] = 0;
+  std::fill_n(out + size, kBehind, Byte{0});
   return static_cast<std::int64_t>(size + kBehind);
 }
 

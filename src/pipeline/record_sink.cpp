@@ -12,6 +12,7 @@
 #include "files/isam_file.h"
 #include "files/status.h"
 #include "media/output_stream.h"
+#include "pipeline/record_conversion.h"
 #include "pipeline/record_format.h"
 #include "platform/console.h"
 #include "platform/file_error.h"
@@ -22,8 +23,8 @@
 namespace tolvane {
 namespace {
 
-// Behind a record may stand a marker, padding, or two bytes that a plain copy brings.
-constexpr std::size_t kBehind = 4;
+// Behind a record may stand a marker and padding, or what a plain copy brings.
+constexpr std::size_t kBehind = std::max(kVariableAlignment, RecordConversion::kBehind);
 
 class FlatSink : public RecordSink {
  public:

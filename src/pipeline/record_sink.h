@@ -17,8 +17,7 @@ class RecordSink {
   virtual ~RecordSink() = default;
 
   // Room for one record of at most `bytes` bytes and a few more behind it, valid until the next
-  // call of Room. `descriptor_length` is
-  // the length that a variable record's descriptor says.
+  // call of Room. `descriptor_length` is the length that a variable record's descriptor says.
   [[nodiscard]] virtual Byte* Room(std::size_t bytes, std::int32_t descriptor_length) = 0;
   // The record in the room is complete with `size` bytes; `number` counts from 1.
   virtual void Put(std::size_t size, std::int64_t number) = 0;

@@ -309,9 +309,7 @@ void Restore::PrintTotals() const {
   PrintOutput("\n%s", kRule);
   PrintOutput("TOTAL records read from input file     : %ld\n", run.nCurrInputRec);
   if (opt.sw_analyze != 0) {
-    PrintOutput(opt.sw_backup != 0 ? "TOTAL records backed up to output file : %ld\n"
-                                   : "TOTAL records analysed                 : %ld\n",
-                run.nCurrOutputRec);
+    PrintOutput("TOTAL records analysed                 : %ld\n", run.nCurrOutputRec);
   } else {
     PrintOutput(lasting.ageFlag != 0 ? "TOTAL records aged to output file      : %ld\n"
                                      : "TOTAL records written to output file   : %ld\n",
@@ -339,9 +337,7 @@ int Restore::Fail() {
 void Restore::Finish() {
   OutputInUse::Flush();
   if (tape_->is_tape()) PrintOutput("\nRewinding tape, please wait.\n");
-  if (tape_->damaged)
-    PrintWarning("Input file '%s' was not read to its end; see the message above.\n",
-                 opt.infile.c_str());
+  if (tape_->damaged) WarnOfUnreadRest(opt.infile);
   (void)output_->Close();  // it has reported
   PrintTotals();
   FlushReports();

@@ -73,24 +73,7 @@ bool ConfirmRecordSize(const TapeIo& tape) {
   PrintOutput("Supplied input record size: %d is different from tape record size: %d.\n",
               opt.gblRecSize, tape.record_size);
   PrintOutput("If you continue; the input record size will be %d.\n", tape.record_size);
-  const std::string answer = Ask({"Do you wish to continue (Y/N) ?>",
-                                  "\nAuto answer assuming Yes. Processing continues.\n", "Y", "N"},
-                                 opt.sw_automatic != 0);
-  return !Answers(answer, 'n');
-}
-
-bool AskRecordSize(TapeIo& tape) {
-  if (tape.record_size >= 1) return true;
-  PrintOutput("Our record size is %d\n", tape.record_size);
-  PrintOutput("Please enter the actual record size\n?>");
-  if (opt.sw_automatic != 0) {
-    PrintOutput("Bad record Size. Terminating.\n");
-    return false;
-  }
-  do {
-    tape.record_size = GetNumberFromStdin();
-  } while (tape.record_size == 0);
-  return tape.record_size > 0;
+  return AskToContinue("Do you wish to continue (Y/N) ?>", opt.sw_automatic != 0);
 }
 
 bool HoldsRecords(const TapeIo& tape) {
@@ -138,7 +121,7 @@ std::unique_ptr<TapeIo> OpenRestoreInput(InputKind kind) {
 }
 
 int SettleRecordSize(TapeIo& tape) {
-  if (!ConfirmRecordSize(tape) || !AskRecordSize(tape)) return 0;
+  if (!ConfirmRecordSize(tape) || AskRecordSize(tape.record_size) == 0) return 0;
   if (tape.block_size < 1) tape.block_size = tape.record_size;
   if (!HoldsRecords(tape)) return 0;
   if (tape.labelled) opt.gblBlkSize = tape.block_size;

@@ -12,10 +12,7 @@ int SdfInput::ConfirmCopybookSize() const {
   PrintWarning("Copybook record size (%d) does NOT match SDF record size (%d)\n", sizes.gblCpySize,
                tape_.record_size);
   PrintOutput("If you continue, your records will be %d bytes long.\n", sizes.gblCpySize);
-  const std::string answer = Ask({"Do you wish to continue (Y/N) ?>",
-                                  "\nAuto answer assuming Yes. Processing continues.\n", "Y", "N"},
-                                 opt.sw_automatic != 0);
-  return Answers(answer, 'n') ? 0 : 1;
+  return AskToContinue("Do you wish to continue (Y/N) ?>", opt.sw_automatic != 0) ? 1 : 0;
 }
 
 // The records as converted must be the copybook's, but for what fills their last word.

@@ -106,6 +106,12 @@ std::string Ask(const Question& question, bool automatic) {
   return line;
 }
 
+bool AskToContinue(const char* question, bool automatic) {
+  const std::string answer =
+      Ask({question, "\nAuto answer assuming Yes. Processing continues.\n", "Y", "N"}, automatic);
+  return !Answers(answer, 'n');
+}
+
 bool Answers(const std::string& answer, char letter) {
   return !answer.empty() && std::tolower(static_cast<unsigned char>(answer[0])) == letter;
 }

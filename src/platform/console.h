@@ -46,6 +46,9 @@ struct Question {
 };
 [[nodiscard]] std::string Ask(const Question& question, bool automatic);
 
+// Whether the user wants to go on, which automatic mode does; `question` ends in its prompt.
+[[nodiscard]] bool AskToContinue(const char* question, bool automatic);
+
 // True when the answer begins with `letter` (lower case) in either case.
 [[nodiscard]] bool Answers(const std::string& answer, char letter);
 

@@ -12,24 +12,21 @@ void RecordPlan::CopyUpTo(std::size_t end) {
     steps_.back().length += bytes;
     steps_.back().width += bytes;
   } else {
-    steps_.push_back({from_, bytes, to_, bytes, nullptr});
-    growths_.push_back(bytes);
+    steps_.push_back({from_, bytes, to_, bytes});
   }
   from_ = end;
   to_ += bytes;
 }
 
 void RecordPlan::Rewrite(const Growth& growth, const FieldChange* change) {
-  steps_.push_back({from_, growth.length, to_, growth.width, change});
-  growths_.push_back(growth.at);
+  steps_.push_back({from_, growth.length, to_, growth.width, change, growth.at});
   from_ += growth.length;
   to_ += growth.width;
 }
 
 void RecordPlan::FillUpTo(std::size_t to) {
   if (to <= to_) return;
-  steps_.push_back({from_, 0, to_, to - to_, nullptr});
-  growths_.push_back(0);
+  steps_.push_back({from_, 0, to_, to - to_});
   to_ = to;
 }
 
@@ -41,9 +38,7 @@ std::size_t RecordPlan::MapOffset(std::size_t offset) const {
     --step;
     if (step->length == 0 || offset >= step->from + step->length) continue;
     const std::size_t before = offset - step->from;
-    if (step->change == nullptr ||
-        before <= growths_[static_cast<std::size_t>(step - steps_.begin())])
-      return step->to + before;
+    if (step->change == nullptr || before <= step->growth_at) return step->to + before;
     return step->to + step->width - (step->length - before);
   }
   return to_ + (offset - std::min(offset, from_));

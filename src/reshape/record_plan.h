@@ -13,6 +13,7 @@ struct PlanStep {
   std::size_t from = 0, length = 0;     // in the record; length 0: only filled
   std::size_t to = 0, width = 0;        // in the result
   const FieldChange* change = nullptr;  // null: copied, and filled with blanks
+  std::size_t growth_at = 0;            // where in a field that changes the bytes come in
 };
 
 // What becomes of a field.
@@ -39,7 +40,6 @@ class RecordPlan {
 
  private:
   std::vector<PlanStep> steps_;
-  std::vector<std::size_t> growths_;  // by step: Growth::at
   std::size_t from_ = 0, to_ = 0;
 };
 

@@ -27,9 +27,7 @@ ActiveItems ItemsFor(const MaskItem* condition) {
       items.emplace(item.location, item.type);
   }
   if (condition == nullptr) return items;
-  const MaskItem* const end = mask_list.data() + mask_list.size();
-  for (const MaskItem* item = condition + 1; item != end && !item->is_condition(); ++item)
-    items.emplace(item->location, item->type);
+  for (const MaskItem& item : GroupOf(*condition)) items.emplace(item.location, item.type);
   return items;
 }
 

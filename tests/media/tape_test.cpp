@@ -1,10 +1,7 @@
 // Labelled tapes, volumes and disk files: what is written is read again, and what goes wrong is
 // said.
 
-#include <algorithm>
 #include <cerrno>
-#include <cstdio>
-#include <cstring>
 
 #include "media/tape_fixture.h"
 

@@ -9,8 +9,6 @@
 
 namespace tolvane::test {
 
-inline constexpr int kRejected = 255;  // -1 as the shell sees it
-
 class GrammarFile : public ::testing::Test {
  protected:
   ProgramResult RunArguments(std::vector<std::string> arguments, const std::string& typed = "") {
@@ -33,9 +31,6 @@ class GrammarFile : public ::testing::Test {
   }
   std::string Output() { return dir_.Exists("out") ? ToHex(dir_.ReadFile("out")) : "none"; }
   static std::string Hex(const std::string& loose) { return ToHex(FromHex(loose)); }
-  static bool Has(const std::string& text, const std::string& part) {
-    return text.find(part) != std::string::npos;
-  }
   // The folders and files of the platform, with the program itself.
   void MakePlatform() {
     for (const char* name : {"root", "root/zorfiles"})

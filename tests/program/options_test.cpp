@@ -8,8 +8,6 @@
 namespace tolvane::test {
 namespace {
 
-constexpr int kRejected = 255;  // -1 as the shell sees it
-
 const char kBanner[] =
     "\nOmbrix (TM) - Moves data files between mainframes and the Zorva platform\n"
     "tolvane - Version 2023/01/01 2.5 R0 - 0440\n\n";

@@ -9,6 +9,9 @@
 
 namespace tolvane::test {
 
+// The exit status of a refused command line or grammar file: -1 as the shell sees it.
+inline constexpr int kRejected = 255;
+
 struct ProgramResult {
   std::string out;  // standard output
   std::string err;  // standard error
