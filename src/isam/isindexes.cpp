@@ -82,7 +82,13 @@ void isAddIndex(Handle& handle, const keydesc* key) {
   isFreeTest(file);
   // All but the root goes into nodes that were never used, so that a failure leaves no trace.
   TreeBuilder builder(file, index);
-  if (file.record_length > 0) Fill(file, index, builder);
+  const std::uint64_t end = file.node_offset(file.free_nodes.highest + 1);
+  try {
+    if (file.record_length > 0) Fill(file, index, builder);
+  } catch (const Failure&) {
+    file.index.CutTo(end);
+    throw;
+  }
   constexpr std::uint64_t kRootAndDescription = 2;
   file.index.Reserve(file.node_offset(file.free_nodes.highest) +
                      (1 + kRootAndDescription) * file.node_size);

@@ -133,8 +133,8 @@ void CutReserve(File& file) {
       !isFSlockTest(file.index.fd(), layout::lock::kOpen, layout::lock::kOpenLength, file.holder))
     return;
   isDelta(file);
-  file.index.CutTo(file.node_offset(file.free_nodes.highest + 1));
-  if (file.record_length > 0) file.data.CutTo(file.slot_offset(file.free_records.highest + 1));
+  file.index.CutReserve(file.node_offset(file.free_nodes.highest + 1));
+  if (file.record_length > 0) file.data.CutReserve(file.slot_offset(file.free_records.highest + 1));
 }
 
 // The sizes that a mode word asks for. Fails with EBADARG.

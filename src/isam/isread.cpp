@@ -180,6 +180,7 @@ void ChangeIndex(Handle& handle, int selected) {
     handle.record = record;
     return;
   }
+  if (handle.standing == Standing::kGap) handle.standing = Standing::kOn;  // of no record
   if (record == 0 || file.record_length == 0 || isDelCheck(file, record)) return;
   const Index& index = Selected(handle);
   Byte key[kMostTarget];

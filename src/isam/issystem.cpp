@@ -190,8 +190,12 @@ bool Storage::IsUnused(std::uint64_t offset) {
   return true;
 }
 
+void Storage::CutReserve(std::uint64_t bytes) {
+  if (IsUnused(bytes)) CutTo(bytes);
+}
+
 void Storage::CutTo(std::uint64_t bytes) {
-  if (!writable_ || bytes >= size_ || !IsUnused(bytes)) return;
+  if (!writable_ || bytes >= size_) return;
   int result = 0;
   do {
     result = sys.ftruncate(fd_, static_cast<off_t>(bytes));

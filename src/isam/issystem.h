@@ -67,8 +67,9 @@ class Storage {
     if (bytes > size_) [[unlikely]]
       Grow(bytes);
   }
-  // Cuts off what was reserved beyond `bytes`, if nothing was ever stored there.
+  // Cuts off what is beyond `bytes`; the second only if nothing was ever stored there.
   void CutTo(std::uint64_t bytes);
+  void CutReserve(std::uint64_t bytes);
   void Sync() const;
   // Looks at the size of the file again, which another process may have changed.
   void RefreshSize();

@@ -62,7 +62,8 @@ class Tree {
   const Byte* isTreeGreat(const Byte* key, std::size_t length, bool equal, Path& path);
 
   [[nodiscard]] std::uint32_t RecordOf(const Byte* entry) const {
-    return tolvane::LoadBig<std::uint32_t>(entry + index_.length + index_.counter_width);
+    return tolvane::LoadBig<std::uint32_t>(entry + index_.length + index_.counter_width) &
+           ~layout::tree_node::kRepeatBit;
   }
 
   // ---- changing (isgrow.cpp)

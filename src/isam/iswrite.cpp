@@ -153,7 +153,10 @@ void FollowChange(Handle& handle, const std::vector<Change>& changes) {
   handle.path.depth = 0;
   if (handle.index < 0) return;
   const Change& change = changes[static_cast<std::size_t>(handle.index)];
-  if (change.adds) handle.target = change.added;
+  // A handle may stand where a record of the same number was: it stays there.
+  if (change.adds && change.removes &&
+      isKeyMatch(*change.index, handle.target.bytes.data(), change.removed.bytes.data()))
+    handle.target = change.added;
 }
 
 // In a file without data it is the entries that tell whether a record is there.

@@ -12,9 +12,12 @@
 namespace tolvane {
 namespace {
 
+bool IsNoName(const char* text) { return static_cast<unsigned char>(*text) <= ' '; }
+
+// A name that begins with a blank is none.
 std::string FromEnvironment(const char* name) {
   const char* const value = std::getenv(name);
-  return value == nullptr ? "" : value;
+  return value == nullptr || IsNoName(value) ? "" : value;
 }
 
 // The twin of a device name that keeps the tape's place: "/ctape" with its "c" changed to "n".
@@ -59,7 +62,7 @@ void TraceNames(const DriveRequest& request) {
 
 DeviceNames NamesOfVolume(const std::string& path) {
   DeviceNames names{.rewind = path};
-  if (path.empty() || static_cast<unsigned char>(path[0]) <= ' ') {
+  if (IsNoName(path.c_str())) {
     names = {.rewind = FromEnvironment("ZORTAPE"), .no_rewind = FromEnvironment("ZORTAPENRWD")};
     if (names.rewind.empty() || names.no_rewind.empty()) return {};
   } else if (path.starts_with("/dev/") && StandsForDevice(path)) {

@@ -135,8 +135,11 @@ bool BeginsWithLabel(TapeIo& tape) {
   return true;
 }
 
-// Passes over further labels. They are told, because data could begin like them.
-void PassFurtherLabels(TapeIo& tape) {
+// Passes over further labels, which are told, because data could begin like them. A writer that has
+// nothing to say behind the lengths of its HDR2, as ours, writes none.
+void PassFurtherLabels(TapeIo& tape, const std::string& hdr2) {
+  constexpr std::size_t kBehindLengths = label::kRecordLength.offset + label::kRecordLength.width;
+  if (hdr2.find_first_not_of(' ', kBehindLengths) == std::string::npos) return;
   for (std::string name : {"HDR3", "UHL1"})
     for (; TakeLabel(tape, name.c_str()); ++name.back())
       PrintWarning("The %s label of '%s' is passed over.\n", name.c_str(), tape.device.c_str());
@@ -159,8 +162,10 @@ void ReadFileLabels(TapeIo& tape) {
   if (has_vol1) TakeVol1(tape, *first);
   (void)TakeHdr1(tape, *hdr1);  // no certain volume is expected
   tape.stream.Skip(has_vol1 ? 2 * kLabelSize : kLabelSize);
-  if (const auto hdr2 = TakeLabel(tape, "HDR2")) TakeSizes(tape, *hdr2);
-  PassFurtherLabels(tape);
+  if (const auto hdr2 = TakeLabel(tape, "HDR2")) {
+    TakeSizes(tape, *hdr2);
+    PassFurtherLabels(tape, *hdr2);
+  }
   tape.stream.WithholdTrailer(kTrailerSize, [hdr1 = *hdr1, in_words = tape.in_words()](auto end) {
     return TrailerLength(end, hdr1, in_words);
   });

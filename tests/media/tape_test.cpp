@@ -288,6 +288,22 @@ TEST_F(Tape, FilesStandBehindThePrefixes) {
   EXPECT_EQ(FilesOfVolume("b,a=10K", DriveUse::kWrite), Paths{"b,a=10K"});
 }
 
+// Labels of ours are never followed by others.
+TEST_F(Tape, RecordsThatLookLikeLabelsComeBackFromDiskFiles) {
+  record_size_ = block_size_ = 80;
+  for (const char* const name : {"HDR3", "UHL1", "HDR1", "EOF1", "VOL1"}) {
+    auto tape = openTapeOut({.path = dir_.Path("disk"),
+                             .block_size = 80,
+                             .record_size = 80,
+                             .volume_serial = "SER001",
+                             .file_label = "PAYROLL"});
+    const std::string record = Padded(name);
+    ASSERT_TRUE(putTapeOut(*tape, reinterpret_cast<const Byte*>(record.data())));
+    EXPECT_EQ(closeTapeOut(*tape), 1);
+    EXPECT_EQ(Read(dir_.Path("disk")), Records{record});
+  }
+}
+
 // An unnamed volume is what the environment names, whatever that is.
 TEST_F(Tape, TheEnvironmentNamesFilesAndImagesToo) {
   const Records records{"aaaa", "bbbb", "cccc"};
@@ -342,7 +358,7 @@ TEST_F(Tape, LabelsOfDiskFilesAreCheckedAndTheirRestsAreNoRecords) {
       {"count", labels + data + seven, "The EOF1 label of 'PATH' counts 7 blocks; 2 were read."},
       {"volume 2", second + data + trailer,
        "'PATH' is tape number 2; what the tapes before it hold is not read."},
-      {"UHL1", labels + Padded("UHL1") + data + trailer,
+      {"UHL1", labels.substr(0, 200) + '3' + labels.substr(201) + Padded("UHL1") + data + trailer,
        "The UHL1 label of 'PATH' is passed over."},
   };
   const std::string path = dir_.Path("disk");
