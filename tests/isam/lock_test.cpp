@@ -136,6 +136,19 @@ TEST_F(Locks, ChangesOfOthersAreSeen) {
   EXPECT_EQ(identifier, 2);
 }
 
+TEST_F(Locks, ARewriteByNumberMovesNoHandleThatStandsElsewhere) {
+  const int first = Open(ISINOUT | ISMANULOCK), second = Open(ISINOUT | ISMANULOCK);
+  ASSERT_EQ(Read(first, ISFIRST), 0);
+  ASSERT_EQ(isdelrec(second, 1), 0);
+  ASSERT_EQ(iswrite(second, Record(90, kLength).data()), 0);
+  ASSERT_EQ(isrecnum, 1);
+  ASSERT_EQ(isrewrec(first, 1, Record(91, kLength).data()), 0);
+  EXPECT_EQ(Read(first, ISNEXT), 0);
+  EXPECT_EQ(record_, Record(2, kLength));
+  isclose(second);
+  isclose(first);
+}
+
 TEST_F(Locks, HandlesOfOneProcess) {
   const int first = Open(ISINOUT | ISMANULOCK);
   EXPECT_EQ(Open(ISINOUT | ISEXCLLOCK | ISSHAREOWN), -1);  // the first one does not agree
