@@ -39,6 +39,7 @@ class Report {
   void Unreadable(std::string why);
 
   [[nodiscard]] Status status() const;
+  [[nodiscard]] std::uint64_t faults() const { return fault_count_; }
 
   void PrintText() const;
   // One JSON object.
