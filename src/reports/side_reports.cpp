@@ -104,7 +104,8 @@ std::span<const Byte> KeyBytes(const KeyEntry& key, std::span<const Byte> record
 
 // Ends an entry: with the prime key's bytes in hexadecimal and as characters, if there is one.
 void EndEntry(std::FILE* file, std::span<const Byte> record, bool translate) {
-  const KeyEntry& prime = lasting.prime_key_of_input.value_or(KeyOf(std::max(opt.nPrimeKeyNo, 1)));
+  const KeyEntry& prime = lasting.prime_key_of_input ? *lasting.prime_key_of_input
+                                                     : KeyOf(std::max(opt.nPrimeKeyNo, 1));
   if (prime.length < 1) {
     std::fputc('\n', file);
     return;
